@@ -1,0 +1,125 @@
+#include "document/Guide.h"
+
+namespace trovix {
+
+Guide::Guide(QObject* parent)
+    : QObject(parent)
+{
+    // The dirty observers: every later assignment to title or steps marks the document dirty.
+    connect(this, &Guide::titleWillChange, this, &Guide::markDirty);
+    connect(this, &Guide::stepsWillChange, this, &Guide::markDirty);
+
+    m_autosave.setSingleShot(true);
+    m_autosave.setInterval(1000);
+    connect(&m_autosave, &QTimer::timeout, this, &Guide::writeWorkingCopy);
+}
+
+void Guide::markDirty()
+{
+    if (!m_suppressDirty)
+        m_isDirty = true;
+}
+
+void Guide::setTitle(const QString& title)
+{
+    Q_EMIT willChange();
+    Q_EMIT titleWillChange(title);
+    m_title = title;
+}
+
+void Guide::setSteps(const QList<Step>& steps)
+{
+    Q_EMIT willChange();
+    Q_EMIT stepsWillChange(steps);
+    m_steps = steps;
+}
+
+void Guide::setSelection(const QUuid& id)
+{
+    Q_EMIT willChange();
+    Q_EMIT selectionWillChange(id);
+    m_selection = id;
+}
+
+void Guide::setRecording(bool on)
+{
+    Q_EMIT willChange();
+    Q_EMIT recordingWillChange(on);
+    m_isRecording = on;
+}
+
+void Guide::setFileURL(const QUrl& url)
+{
+    Q_EMIT willChange();
+    Q_EMIT fileURLWillChange(url);
+    m_fileURL = url;
+}
+
+const Step* Guide::step(const QUuid& id) const
+{
+    const int i = indexOf(id);
+    return i < 0 ? nullptr : &m_steps[i];
+}
+
+int Guide::indexOf(const QUuid& id) const
+{
+    for (int i = 0; i < m_steps.size(); ++i)
+        if (m_steps[i].id == id)
+            return i;
+    return -1;
+}
+
+bool Guide::updateStep(const QUuid& id, const std::function<void(Step&)>& change)
+{
+    const int i = indexOf(id);
+    if (i < 0)
+        return false;
+    QList<Step> steps = m_steps;
+    change(steps[i]);
+    setSteps(steps);
+    return true;
+}
+
+bool Guide::replaceAnnotations(const QUuid& id, const QList<Annotation>& annotations)
+{
+    return updateStep(id, [&](Step& step) { step.setAnnotations(annotations); });
+}
+
+void Guide::append(const Step& step)
+{
+    QList<Step> steps = m_steps;
+    steps.append(step);
+    setSteps(steps);
+    setSelection(step.id);
+}
+
+void Guide::replaceContents(const QString& title, const QList<Step>& steps, const QUrl& fileURL)
+{
+    m_suppressDirty = true;
+    setTitle(title);
+    setSteps(steps);
+    setSelection(steps.isEmpty() ? QUuid() : steps.first().id);
+    setFileURL(fileURL);
+    m_suppressDirty = false;
+}
+
+void Guide::reset()
+{
+    replaceContents(untitled, {}, QUrl());
+    m_isDirty = false;
+    writeWorkingCopy();
+}
+
+void Guide::startAutosave()
+{
+    // Each change restarts the one-second timer; the write runs once the changes pause.
+    connect(this, &Guide::willChange, &m_autosave, qOverload<>(&QTimer::start), Qt::UniqueConnection);
+}
+
+void Guide::writeWorkingCopy()
+{
+    // The working-copy writer lives with the guide folder format (GuideStore); until it is linked in,
+    // there is nothing to write.
+}
+
+} // namespace trovix

@@ -1,0 +1,101 @@
+#pragma once
+
+#include "document/Step.h"
+
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QTimer>
+#include <QUrl>
+#include <QUuid>
+
+#include <functional>
+
+namespace trovix {
+
+// The one open document of the run. Windows and commands all observe this same object; new, open and
+// load rewrite its fields in place rather than replacing it.
+//
+// Every assignment to a published field (title, steps, selection, isRecording, fileURL) first emits
+// willChange() and then the field's own *WillChange(newValue) signal, and only then stores the value,
+// so observers still read the old value during the assignment. Equal values are assigned (and
+// announced) too. subscribe() gives a per-field stream that also delivers the current value at once.
+class Guide : public QObject {
+    Q_OBJECT
+public:
+    static inline const QString untitled = QStringLiteral("Untitled guide");
+
+    explicit Guide(QObject* parent = nullptr);
+
+    const QString& title() const { return m_title; }
+    void setTitle(const QString& title);
+
+    const QList<Step>& steps() const { return m_steps; }
+    void setSteps(const QList<Step>& steps);
+
+    // The selected step's id; null when none.
+    QUuid selection() const { return m_selection; }
+    void setSelection(const QUuid& id);
+
+    bool isRecording() const { return m_isRecording; }
+    void setRecording(bool on);
+
+    // The guide folder this document was last opened from or saved to; empty when none.
+    const QUrl& fileURL() const { return m_fileURL; }
+    void setFileURL(const QUrl& url);
+
+    bool isDirty() const { return m_isDirty; }
+    void setDirty(bool dirty) { m_isDirty = dirty; }
+
+    // The first step with this id, or nullptr.
+    const Step* step(const QUuid& id) const;
+    int indexOf(const QUuid& id) const;
+    // Changes the first step with this id in one assignment to `steps`; false when there is none.
+    bool updateStep(const QUuid& id, const std::function<void(Step&)>& change);
+    // Replaces a step's annotations (and its rendered picture) in one assignment to `steps`.
+    bool replaceAnnotations(const QUuid& id, const QList<Annotation>& annotations);
+
+    // Appends the step, then selects it (two assignments).
+    void append(const Step& step);
+    // Replaces title, steps (selecting the first), and file URL without touching isDirty.
+    void replaceContents(const QString& title, const QList<Step>& steps, const QUrl& fileURL);
+    // Empties the document, marks it clean and writes the working copy at once.
+    void reset();
+
+    // Writes the working copy about one second after the last change.
+    void startAutosave();
+    // Writes the working copy now, ignoring errors.
+    void writeWorkingCopy();
+
+    // Calls fn with the field's current value now and with every newly assigned value later, for as
+    // long as context lives. Usage: guide.subscribe(&Guide::titleWillChange, &Guide::title, this, fn).
+    template <typename Signal, typename Getter, typename Fn>
+    QMetaObject::Connection subscribe(Signal signal, Getter getter, const QObject* context, Fn fn)
+    {
+        fn((this->*getter)());
+        return connect(this, signal, context, std::move(fn));
+    }
+
+Q_SIGNALS:
+    // One signal for every assignment to any published field, before the value is stored.
+    void willChange();
+    void titleWillChange(const QString& title);
+    void stepsWillChange(const QList<trovix::Step>& steps);
+    void selectionWillChange(const QUuid& selection);
+    void recordingWillChange(bool isRecording);
+    void fileURLWillChange(const QUrl& fileURL);
+
+private:
+    void markDirty();
+
+    QString m_title = untitled;
+    QList<Step> m_steps;
+    QUuid m_selection;
+    bool m_isRecording = false;
+    QUrl m_fileURL;
+    bool m_isDirty = false;
+    bool m_suppressDirty = false;
+    QTimer m_autosave;
+};
+
+} // namespace trovix

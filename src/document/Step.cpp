@@ -1,0 +1,53 @@
+#include "document/Step.h"
+
+#include "render/Renderer.h"
+
+namespace trovix {
+
+Step Step::make(const Image& base, double scale, const QString& title, const QList<Annotation>& annotations,
+                const QString& note)
+{
+    return restore(QUuid::createUuid(), title, note, base, scale, annotations);
+}
+
+Step Step::restore(const QUuid& id, const QString& title, const QString& note, const Image& base, double scale,
+                   const QList<Annotation>& annotations)
+{
+    Step step;
+    step.id = id;
+    step.title = title;
+    step.note = note;
+    step.base = base;
+    step.scale = scale;
+    step.setAnnotations(annotations);
+    return step;
+}
+
+void Step::setAnnotations(const QList<Annotation>& list)
+{
+    annotations = list;
+    rendered = renderedFor(base, annotations, scale);
+}
+
+Image Step::renderedFor(const Image& base, const QList<Annotation>& annotations, double scale)
+{
+    if (annotations.isEmpty() || base.isNull())
+        return base;
+    return Image::lazy(base.size(), [base, annotations, scale] {
+        const QImage pixels = base.pixels();
+        QImage out = Renderer::render(pixels, annotations, scale);
+        return out.isNull() ? pixels : out;
+    });
+}
+
+QString Step::imageName() const
+{
+    return uuidString(id) + QStringLiteral(".png");
+}
+
+QString uuidString(const QUuid& id)
+{
+    return id.toString(QUuid::WithoutBraces).toUpper();
+}
+
+} // namespace trovix

@@ -1,0 +1,209 @@
+#include "document/Guide.h"
+#include "render/Renderer.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace trovix;
+
+namespace {
+
+Image solid(int w, int h, QColor colour)
+{
+    QImage image(w, h, QImage::Format_ARGB32_Premultiplied);
+    image.fill(colour);
+    return Image(image);
+}
+
+Step makeStep(const QString& title)
+{
+    return Step::make(solid(40, 20, Qt::blue), 2, title);
+}
+
+} // namespace
+
+class GuideTest : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void kind_rawValuesRoundTripAndRejectOutsideRange()
+    {
+        for (Kind kind : allKinds)
+            QCOMPARE(kindFromRaw(rawValue(kind)), std::optional<Kind>(kind));
+        QCOMPARE(kindFromRaw(5), std::optional<Kind>(Kind::step));
+        QVERIFY(!kindFromRaw(8));
+        QVERIFY(!kindFromRaw(-1));
+        QCOMPARE(rawValue(Kind::target), 7);
+    }
+
+    void newGuide_isUntitledEmptyAndClean()
+    {
+        Guide guide;
+        QCOMPARE(guide.title(), QStringLiteral("Untitled guide"));
+        QVERIFY(guide.steps().isEmpty());
+        QVERIFY(guide.selection().isNull());
+        QVERIFY(!guide.isRecording());
+        QVERIFY(guide.fileURL().isEmpty());
+        QVERIFY(!guide.isDirty());
+    }
+
+    void dirty_followsTitleAndStepsOnly()
+    {
+        Guide guide;
+        guide.setTitle(guide.title()); // an equal value still counts
+        QVERIFY(guide.isDirty());
+
+        guide.setDirty(false);
+        guide.setSelection(QUuid::createUuid());
+        guide.setRecording(true);
+        guide.setRecording(false);
+        guide.setFileURL(QUrl::fromLocalFile(QStringLiteral("/tmp/A.trovix")));
+        QVERIFY(!guide.isDirty());
+
+        guide.setSteps(guide.steps());
+        QVERIFY(guide.isDirty());
+
+        guide.setDirty(false);
+        guide.append(makeStep(QStringLiteral("one")));
+        QVERIFY(guide.isDirty());
+        guide.setDirty(false);
+        QVERIFY(guide.updateStep(guide.steps()[0].id, [](Step& s) { s.note = QStringLiteral("n"); }));
+        QVERIFY(guide.isDirty());
+        QVERIFY(!guide.updateStep(QUuid::createUuid(), [](Step&) {}));
+    }
+
+    void observers_seeOldValueDuringAssignment_andWillChangeComesFirst()
+    {
+        Guide guide;
+        QStringList events;
+        connect(&guide, &Guide::willChange, this, [&] { events << "will:" + guide.title(); });
+        connect(&guide, &Guide::titleWillChange, this,
+                [&](const QString& next) { events << "title:" + guide.title() + "->" + next; });
+        guide.setTitle(QStringLiteral("Demo"));
+        QCOMPARE(events, QStringList({"will:Untitled guide", "title:Untitled guide->Demo"}));
+        QCOMPARE(guide.title(), QStringLiteral("Demo"));
+    }
+
+    void subscribe_deliversCurrentValueThenEveryAssignment()
+    {
+        Guide guide;
+        QList<bool> seen;
+        guide.subscribe(&Guide::recordingWillChange, &Guide::isRecording, this, [&](bool on) { seen << on; });
+        guide.setRecording(true);
+        guide.setRecording(true);
+        guide.setRecording(false);
+        QCOMPARE(seen, QList<bool>({false, true, true, false}));
+
+        QList<int> counts;
+        guide.subscribe(&Guide::stepsWillChange, &Guide::steps, this,
+                        [&](const QList<Step>& steps) { counts << int(steps.size()); });
+        guide.append(makeStep(QStringLiteral("a")));
+        QCOMPARE(counts, QList<int>({0, 1}));
+    }
+
+    void append_selectsNewStep_afterTwoAssignments()
+    {
+        Guide guide;
+        QSignalSpy will(&guide, &Guide::willChange);
+        const Step first = makeStep(QStringLiteral("1"));
+        guide.append(first);
+        QCOMPARE(will.count(), 2);
+        QCOMPARE(guide.steps().size(), 1);
+        QCOMPARE(guide.selection(), first.id);
+        const Step second = makeStep(QStringLiteral("2"));
+        guide.append(second);
+        QCOMPARE(guide.selection(), second.id);
+        QCOMPARE(guide.steps().last().id, second.id);
+    }
+
+    void replaceContents_keepsDirtyAndSelectsFirst_thenDirtyWorksAgain()
+    {
+        Guide guide;
+        const QList<Step> steps{makeStep("a"), makeStep("b")};
+        guide.replaceContents(QStringLiteral("Loaded"), steps, QUrl::fromLocalFile("/x/G.trovix"));
+        QVERIFY(!guide.isDirty());
+        QCOMPARE(guide.selection(), steps[0].id);
+        QCOMPARE(guide.fileURL().toLocalFile(), QStringLiteral("/x/G.trovix"));
+
+        guide.setDirty(true);
+        guide.replaceContents(QStringLiteral("Other"), {}, QUrl());
+        QVERIFY(guide.isDirty()); // left as it was
+        QVERIFY(guide.selection().isNull());
+
+        guide.setDirty(false);
+        guide.setTitle(QStringLiteral("typed"));
+        QVERIFY(guide.isDirty());
+    }
+
+    void reset_leavesCleanUntitledEmptyGuide()
+    {
+        Guide guide;
+        guide.append(makeStep("a"));
+        guide.setTitle(QStringLiteral("Demo"));
+        guide.setFileURL(QUrl::fromLocalFile("/x/Demo.trovix"));
+        QVERIFY(guide.isDirty());
+        guide.reset();
+        QVERIFY(!guide.isDirty());
+        QCOMPARE(guide.title(), Guide::untitled);
+        QVERIFY(guide.steps().isEmpty());
+        QVERIFY(guide.selection().isNull());
+        QVERIFY(guide.fileURL().isEmpty());
+    }
+
+    void step_renderedFollowsAnnotations()
+    {
+        Step step = makeStep(QStringLiteral("s"));
+        QVERIFY(step.rendered.sameAs(step.base));
+        QCOMPARE(step.note, QString());
+        QCOMPARE(step.imageName(), step.id.toString(QUuid::WithoutBraces).toUpper() + ".png");
+
+        const Annotation box{Kind::highlight, {2, 2}, {10, 8}, {}, 0};
+        step.setAnnotations({box});
+        QVERIFY(!step.rendered.sameAs(step.base));
+        QCOMPARE(step.rendered.size(), step.base.size());
+        QCOMPARE(step.rendered.pixels(), Renderer::render(step.base.pixels(), {box}, 2));
+        // Dropped pixels of a rendered picture are made again from the same recipe.
+        const QImage before = step.rendered.pixels();
+        QVERIFY(step.rendered.dropPixels());
+        QCOMPARE(step.rendered.pixels(), before);
+
+        step.setAnnotations({});
+        QVERIFY(step.rendered.sameAs(step.base));
+    }
+
+    void replaceAnnotations_isOneAssignmentAndKeepsTitle()
+    {
+        Guide guide;
+        guide.append(makeStep(QStringLiteral("keep me")));
+        const QUuid id = guide.steps()[0].id;
+        QSignalSpy steps(&guide, &Guide::stepsWillChange);
+        QVERIFY(guide.replaceAnnotations(id, {Annotation{Kind::ring, {5, 5}, {}, {}, 0}}));
+        QCOMPARE(steps.count(), 1);
+        QCOMPARE(guide.steps()[0].title, QStringLiteral("keep me"));
+        QCOMPARE(guide.steps()[0].annotations.size(), 1);
+        QVERIFY(!guide.replaceAnnotations(QUuid::createUuid(), {}));
+    }
+
+    void image_pngRoundTripAndDroppedPixelsComeBack()
+    {
+        QImage source(64, 32, QImage::Format_ARGB32_Premultiplied);
+        for (int y = 0; y < 32; ++y)
+            for (int x = 0; x < 64; ++x)
+                source.setPixel(x, y, qRgb(x * 4, y * 8, (x + y) % 256));
+        Image image(source);
+        QVERIFY(!image.dropPixels()); // nothing to make them again from yet
+        image.encodeInBackground();
+        const QByteArray png = image.png();
+        QVERIFY(png.startsWith("\x89PNG"));
+        QVERIFY(image.dropPixels());
+        QVERIFY(!image.hasPixels());
+        QCOMPARE(image.pixels(), source);
+
+        Image fromBytes = Image::fromPng(png, QSize(64, 32));
+        QCOMPARE(fromBytes.pixels(), source);
+        Image broken = Image::fromPng("not a png", QSize(8, 4));
+        QCOMPARE(broken.pixels().size(), QSize(8, 4)); // a placeholder, never a crash
+    }
+};
+
+QTEST_GUILESS_MAIN(GuideTest)
+#include "test_guide.moc"

@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Runs one test inside its own X session: Xvfb, openbox, a D-Bus session bus and the accessibility
+# bus, with a private HOME. Set TROVIX_SCREEN (default 1920x1080x24) to change the screen.
+set -u
+here=$(cd "$(dirname "$0")" && pwd)
+if [ -z "${TROVIX_IN_X11:-}" ]; then
+    export TROVIX_IN_X11=1
+    exec "$here/test-env.sh" dbus-run-session -- "$0" "$@"
+fi
+unset QT_QPA_PLATFORM
+export QT_QPA_PLATFORM=xcb NO_AT_BRIDGE=0 GTK_A11Y=atspi QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1
+Xvfb -displayfd 5 -screen 0 "${TROVIX_SCREEN:-1920x1080x24}" -nolisten tcp 5>"$TROVIX_TEST_TMP/display" \
+    >/dev/null 2>&1 &
+xvfb=$!
+for _ in $(seq 100); do
+    [ -s "$TROVIX_TEST_TMP/display" ] && break
+    sleep 0.05
+done
+export DISPLAY=":$(head -n1 "$TROVIX_TEST_TMP/display")"
+pids=("$xvfb")
+cleanup() { kill "${pids[@]}" 2>/dev/null; wait 2>/dev/null; }
+trap cleanup EXIT
+openbox --sm-disable >/dev/null 2>&1 &
+pids+=("$!")
+if [ -x /usr/libexec/at-spi-bus-launcher ]; then
+    /usr/libexec/at-spi-bus-launcher --launch-immediately >/dev/null 2>&1 &
+    pids+=("$!")
+fi
+# Wait until the window manager has taken the screen.
+for _ in $(seq 50); do
+    xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id' && break
+    sleep 0.1
+done
+"$@"
+rc=$?
+exit $rc
