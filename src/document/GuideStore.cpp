@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QStandardPaths>
+#include <QTimeZone>
 
 namespace trovix {
 
