@@ -40,7 +40,7 @@ std::unique_ptr<Guide> GuideStore::load()
 
 QDateTime GuideStore::distantPast()
 {
-    return QDateTime(QDate(1, 1, 1), QTime(0, 0), QTimeZone::UTC);
+    return QDateTime(QDate(1, 1, 1), QTime(0, 0), Qt::UTC);
 }
 
 } // namespace trovix
