@@ -1,0 +1,122 @@
+#include "platform/dialogs/WidgetDialogs.h"
+
+#include <QAbstractButton>
+#include <QFileDialog>
+#include <QGuiApplication>
+#include <QMessageBox>
+#include <QPushButton>
+
+namespace trovix {
+
+namespace {
+
+Dialogs* installed = nullptr;
+
+WidgetDialogs& widgetDialogs() {
+    static WidgetDialogs dialogs;
+    return dialogs;
+}
+
+QMessageBox::Icon iconFor(Dialogs::Style style) {
+    switch (style) {
+    case Dialogs::Style::informational:
+        return QMessageBox::Information;
+    case Dialogs::Style::warning:
+        return QMessageBox::Warning;
+    case Dialogs::Style::critical:
+        return QMessageBox::Critical;
+    }
+    return QMessageBox::NoIcon;
+}
+
+QString applicationTitle() {
+    const QString name = QGuiApplication::applicationDisplayName();
+    return name.isEmpty() ? QStringLiteral("Trovix") : name;
+}
+
+} // namespace
+
+Dialogs& Dialogs::current() {
+    return installed ? *installed : widgetDialogs();
+}
+
+void Dialogs::setCurrent(Dialogs* dialogs) {
+    installed = dialogs;
+}
+
+int WidgetDialogs::alert(QWidget* parent, const Alert& alert) {
+    QMessageBox box(parent);
+    box.setWindowModality(Qt::ApplicationModal);
+    box.setWindowTitle(applicationTitle());
+    box.setIcon(iconFor(alert.style));
+    box.setText(alert.message);
+    box.setInformativeText(alert.informativeText);
+    box.setTextFormat(Qt::PlainText);
+
+    const QStringList titles = alert.buttons.isEmpty() ? QStringList{QStringLiteral("OK")} : alert.buttons;
+    QList<QAbstractButton*> buttons;
+    for (int i = 0; i < titles.size(); ++i) {
+        // The roles only decide where the platform's button layout puts each button; the first is
+        // always the default, the cancel button answers Escape.
+        QMessageBox::ButtonRole role = QMessageBox::ActionRole;
+        if (i == 0)
+            role = QMessageBox::AcceptRole;
+        else if (i == alert.cancelButton)
+            role = QMessageBox::RejectRole;
+        buttons.append(box.addButton(titles[i], role));
+    }
+    box.setDefaultButton(qobject_cast<QPushButton*>(buttons.first()));
+    if (alert.cancelButton >= 0 && alert.cancelButton < buttons.size())
+        box.setEscapeButton(buttons[alert.cancelButton]);
+    else if (buttons.size() == 1)
+        box.setEscapeButton(buttons.first());
+
+    box.exec();
+    const int chosen = buttons.indexOf(box.clickedButton());
+    if (chosen >= 0)
+        return chosen;
+    return alert.cancelButton;
+}
+
+QString WidgetDialogs::usableName(const QString& proposed) {
+    QString name = proposed;
+    name.replace(u'/', u'-');
+    return name;
+}
+
+QString WidgetDialogs::save(QWidget* parent, const SavePanel& panel) {
+    QFileDialog dialog(parent, panel.title, panel.directory);
+    dialog.setWindowModality(Qt::ApplicationModal);
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setFileMode(QFileDialog::AnyFile);
+    if (!panel.suffixes.isEmpty()) {
+        QStringList patterns;
+        for (const QString& suffix : panel.suffixes)
+            patterns.append(QStringLiteral("*.") + suffix);
+        dialog.setNameFilter(panel.suffixes.first().toUpper() + QStringLiteral(" (") + patterns.join(u' ') +
+                             u')');
+        dialog.setDefaultSuffix(panel.suffixes.first());
+    }
+    if (!panel.prompt.isEmpty())
+        dialog.setLabelText(QFileDialog::Accept, panel.prompt);
+    if (!panel.proposedName.isEmpty())
+        dialog.selectFile(usableName(panel.proposedName));
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
+        return {};
+    return dialog.selectedFiles().first();
+}
+
+QString WidgetDialogs::open(QWidget* parent, const OpenPanel& panel) {
+    QFileDialog dialog(parent, panel.title, panel.directory);
+    dialog.setWindowModality(Qt::ApplicationModal);
+    dialog.setAcceptMode(QFileDialog::AcceptOpen);
+    dialog.setFileMode(panel.chooseDirectories ? QFileDialog::Directory : QFileDialog::ExistingFile);
+    dialog.setOption(QFileDialog::ReadOnly, !panel.canCreateDirectories);
+    if (!panel.prompt.isEmpty())
+        dialog.setLabelText(QFileDialog::Accept, panel.prompt);
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
+        return {};
+    return dialog.selectedFiles().first();
+}
+
+} // namespace trovix
