@@ -1,0 +1,99 @@
+#include "export/ExportQuality.h"
+
+#include <QSettings>
+
+namespace trovix {
+
+QString storedValue(ExportQuality quality) {
+    switch (quality) {
+    case ExportQuality::small:
+        return QStringLiteral("small");
+    case ExportQuality::balanced:
+        return QStringLiteral("balanced");
+    case ExportQuality::full:
+        return QStringLiteral("full");
+    }
+    return {};
+}
+
+std::optional<ExportQuality> exportQualityFromStoredValue(const QString& value) {
+    for (ExportQuality quality : allExportQualities)
+        if (storedValue(quality) == value)
+            return quality;
+    return std::nullopt;
+}
+
+QString title(ExportQuality quality) {
+    switch (quality) {
+    case ExportQuality::small:
+        return QStringLiteral("Small file");
+    case ExportQuality::balanced:
+        return QStringLiteral("Balanced");
+    case ExportQuality::full:
+        return QStringLiteral("Full quality");
+    }
+    return {};
+}
+
+QString description(ExportQuality quality) {
+    switch (quality) {
+    case ExportQuality::small:
+        return QStringLiteral(
+            "Smallest files (about 80% smaller). Fine on screen; text is slightly softer when printed.");
+    case ExportQuality::balanced:
+        return QStringLiteral("Sharp text with roughly half the file size. Recommended.");
+    case ExportQuality::full:
+        return QStringLiteral("Original PNG screenshots. Largest files.");
+    }
+    return {};
+}
+
+std::optional<int> maxSide(ExportQuality quality) {
+    switch (quality) {
+    case ExportQuality::small:
+        return 1280;
+    case ExportQuality::balanced:
+        return 1800;
+    case ExportQuality::full:
+        break;
+    }
+    return std::nullopt;
+}
+
+std::optional<double> jpegQuality(ExportQuality quality) {
+    switch (quality) {
+    case ExportQuality::small:
+        return 0.7;
+    case ExportQuality::balanced:
+        return 0.85;
+    case ExportQuality::full:
+        break;
+    }
+    return std::nullopt;
+}
+
+ExportQuality currentExportQuality() {
+    // Named explicitly so that the command-line exporter reads the same settings as the application.
+    const QSettings settings(QStringLiteral("Trovix"), QStringLiteral("Trovix"));
+    return exportQualityFromStoredValue(settings.value(QLatin1String(exportQualityKey)).toString())
+        .value_or(ExportQuality::balanced);
+}
+
+void setCurrentExportQuality(ExportQuality quality) {
+    QSettings settings(QStringLiteral("Trovix"), QStringLiteral("Trovix"));
+    settings.setValue(QLatin1String(exportQualityKey), storedValue(quality));
+}
+
+QString title(ExportFormat format) {
+    switch (format) {
+    case ExportFormat::markdown:
+        return QStringLiteral("Markdown (folder with images)\u2026");
+    case ExportFormat::html:
+        return QStringLiteral("HTML (single file)\u2026");
+    case ExportFormat::pdf:
+        return QStringLiteral("PDF\u2026");
+    }
+    return {};
+}
+
+} // namespace trovix

@@ -1,0 +1,176 @@
+#include "export/Exporter.h"
+
+#include "document/Error.h"
+#include "document/Guide.h"
+#include "export/OutputFile.h"
+#include "export/PreparedPictures.h"
+#include "render/ImageCodec.h"
+#include "render/ImageOps.h"
+
+#include <QDir>
+#include <QRegularExpression>
+
+namespace trovix {
+
+namespace {
+
+std::optional<ExportImage> prepareJpeg(const QImage& image, ExportQuality quality) {
+    const QImage scaled = scaledDown(image, double(*maxSide(quality)));
+    if (scaled.isNull())
+        return std::nullopt;
+    QByteArray data = jpegData(scaled, *jpegQuality(quality));
+    if (data.isEmpty())
+        return std::nullopt;
+    // What the export shows is the picture after the lossy round trip, not the scaled original.
+    const QImage decoded = ImageCodec::decode(data);
+    return ExportImage{Image(decoded.isNull() ? scaled : decoded), std::move(data), QStringLiteral("jpg"),
+                       QStringLiteral("image/jpeg")};
+}
+
+ExportImage pngImage(Image image, QByteArray png) {
+    return ExportImage{std::move(image), std::move(png), QStringLiteral("png"), QStringLiteral("image/png")};
+}
+
+} // namespace
+
+std::optional<ExportImage> Exporter::prepare(const Image& image, ExportQuality quality) {
+    if (image.isNull())
+        return std::nullopt;
+    if (quality != ExportQuality::full)
+        return prepareJpeg(image.pixels(), quality);
+    // A picture read from a guide folder already carries its PNG: it is embedded as it is rather
+    // than decoded and encoded again. Others are encoded here without being kept in the guide.
+    QByteArray png = image.hasPng() ? image.png() : ImageCodec::encodePng(image.pixels());
+    if (png.isEmpty())
+        return std::nullopt;
+    return pngImage(image, std::move(png));
+}
+
+std::optional<ExportImage> Exporter::prepare(const QImage& image, ExportQuality quality) {
+    if (image.isNull())
+        return std::nullopt;
+    if (quality != ExportQuality::full)
+        return prepareJpeg(image, quality);
+    QByteArray png = ImageCodec::encodePng(image);
+    if (png.isEmpty())
+        return std::nullopt;
+    return pngImage(Image(image), std::move(png));
+}
+
+QString Exporter::safeName(const QString& title) {
+    QString name = title;
+    for (QChar c : {u'/', u':', u'\\'})
+        name.replace(c, u'-');
+    return name.isEmpty() ? QStringLiteral("Guide") : name;
+}
+
+QString Exporter::markdownFolder(const QString& parentDir, const QString& title) {
+    return QDir(parentDir).filePath(safeName(title));
+}
+
+QString Exporter::markdownText(const QString& title, const QList<Step>& steps, const QStringList& exts) {
+    QString text = QStringLiteral("# ") + title + QStringLiteral("\n\n");
+    for (qsizetype i = 0; i < steps.size(); ++i) {
+        const QString n = QString::number(i + 1);
+        text += QStringLiteral("## ") + n + QStringLiteral(". ") + steps[i].title + QStringLiteral("\n\n");
+        if (!steps[i].note.isEmpty())
+            text += steps[i].note + QStringLiteral("\n\n");
+        text += QStringLiteral("![Step ") + n + QStringLiteral("](images/step-") + n + QLatin1Char('.') +
+                exts.value(i) + QStringLiteral(")\n\n");
+    }
+    return text;
+}
+
+ExportResult Exporter::writeMarkdown(const QString& title, const QList<Step>& steps, ExportQuality quality,
+                                     const QString& folder, const ExportProgress& progress) {
+    const QDir dir(folder);
+    const QString images = dir.filePath(QStringLiteral("images"));
+    OutputFile::makeFolder(images);
+
+    ExportResult result;
+    result.path = folder;
+    const int total = int(steps.size());
+    if (progress)
+        progress(0, total);
+
+    PreparedPictures pictures(steps, quality, false);
+    QStringList exts;
+    for (int i = 0; i < total; ++i) {
+        const QString n = QString::number(i + 1);
+        PreparedPictures::Picture picture = pictures.take(i);
+        if (!picture.image) {
+            const QString path = QDir(images).filePath(
+                QStringLiteral("step-%1.%2").arg(n, quality == ExportQuality::full ? "png" : "jpg"));
+            throw Error(
+                Error::Code::writeUnknown,
+                QStringLiteral("The picture of step %1 could not be encoded for %2.").arg(n, quoted(path)),
+                path);
+        }
+        const QString path =
+            QDir(images).filePath(QStringLiteral("step-") + n + QLatin1Char('.') + picture.image->ext);
+        result.bytes += OutputFile::writeWhole(path, picture.image->data);
+        result.files << path;
+        exts << picture.image->ext;
+        if (progress)
+            progress(i + 1, total);
+    }
+
+    OutputFile guideFile(dir.filePath(QStringLiteral("guide.md")));
+    guideFile.write(markdownText(title, steps, exts).toUtf8());
+    result.bytes += guideFile.commit();
+    result.files << guideFile.path();
+    return result;
+}
+
+ExportResult Exporter::writeMarkdown(const Guide& guide, ExportQuality quality, const QString& folder,
+                                     const ExportProgress& progress) {
+    return writeMarkdown(guide.title(), guide.steps(), quality, folder, progress);
+}
+
+ExportResult Exporter::writeHtml(const Guide& guide, ExportQuality quality, const QString& file,
+                                 const ExportProgress& progress) {
+    return writeHtml(guide.title(), guide.steps(), quality, file, progress);
+}
+
+ExportResult Exporter::writePdf(const Guide& guide, ExportQuality quality, const QString& file,
+                                const ExportProgress& progress) {
+    return writePdf(guide.title(), guide.steps(), quality, file, progress);
+}
+
+ExportResult Exporter::write(ExportFormat format, const QString& title, const QList<Step>& steps,
+                             ExportQuality quality, const QString& destination,
+                             const ExportProgress& progress) {
+    switch (format) {
+    case ExportFormat::markdown:
+        return writeMarkdown(title, steps, quality, destination, progress);
+    case ExportFormat::html:
+        return writeHtml(title, steps, quality, destination, progress);
+    case ExportFormat::pdf:
+        return writePdf(title, steps, quality, destination, progress);
+    }
+    return {};
+}
+
+QString Exporter::longDate(QDate date, const QLocale& locale) {
+    // Qt's long format names the weekday; the long date wanted here does not ("March 6, 2025").
+    // Drop the weekday field with the separators that tie it to the rest.
+    QString format = locale.dateFormat(QLocale::LongFormat);
+    static const QRegularExpression weekday(QStringLiteral("(?<!d)d{3,4}(?!d)"));
+    const QRegularExpressionMatch match = weekday.match(format);
+    if (match.hasMatch()) {
+        static const QRegularExpression after(QStringLiteral("^[\\s,]*"));
+        static const QRegularExpression before(QStringLiteral("[\\s,]*$"));
+        QString head = format.left(match.capturedStart());
+        QString tail = format.mid(match.capturedEnd());
+        if (head.isEmpty())
+            tail.remove(after);
+        else if (tail.trimmed().isEmpty())
+            head.remove(before), tail.clear();
+        else
+            tail.remove(after), tail.prepend(QLatin1Char(' ')), head.remove(before);
+        format = head + tail;
+    }
+    return locale.toString(date, format.trimmed());
+}
+
+} // namespace trovix

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "document/Step.h"
+#include "export/ExportImage.h"
+#include "export/ExportQuality.h"
+
+#include <QFuture>
+#include <QImage>
+#include <QList>
+#include <QThreadPool>
+
+#include <optional>
+
+namespace trovix {
+
+// Prepares the steps' pictures on a small worker pool, a few steps ahead of the writer, and hands
+// them out strictly in step order. The output is exactly what preparing one step after another
+// would give; only the waiting overlaps.
+//
+// Memory stays bounded however long the guide is: at most `lookAhead` pictures are prepared but
+// not yet taken, a taken picture is the writer's to release, and a step picture whose pixels had
+// to be decoded or rendered for the export has them dropped again afterwards.
+class PreparedPictures {
+public:
+    struct Picture {
+        std::optional<ExportImage> image; // none when the picture cannot be prepared
+        // With withPixels: the pixels to draw (the prepared picture's, or the step's own picture
+        // when it could not be prepared; null when there is none).
+        QImage pixels;
+    };
+
+    PreparedPictures(const QList<Step>& steps, ExportQuality quality, bool withPixels);
+    ~PreparedPictures();
+    PreparedPictures(const PreparedPictures&) = delete;
+    PreparedPictures& operator=(const PreparedPictures&) = delete;
+
+    // The picture of step `index`; call with 0, 1, 2, … in order.
+    Picture take(int index);
+
+private:
+    QList<Step> m_steps;
+    ExportQuality m_quality;
+    bool m_withPixels;
+    QThreadPool m_pool;
+    QList<QFuture<Picture>> m_jobs;
+    int m_lookAhead;
+    qsizetype m_scheduled = 0; // steps [0, m_scheduled) have a job
+};
+
+} // namespace trovix

@@ -1,0 +1,174 @@
+// trovix-export: exports a saved guide folder as Markdown, HTML or PDF, for scripts and
+// documentation pipelines.
+//
+// Exit status: 0 when everything was written, 1 when the export itself failed, 2 for bad arguments
+// or a folder that is not a readable guide.
+
+#include "document/Error.h"
+#include "document/GuideStore.h"
+#include "export/Exporter.h"
+
+#include <QCommandLineParser>
+#include <QDir>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QLocale>
+#include <QTextStream>
+
+#include <cstdio>
+#include <unistd.h>
+
+using namespace trovix;
+
+namespace {
+
+constexpr int exitFailed = 1;
+constexpr int exitUsage = 2;
+
+QTextStream& out() {
+    static QTextStream stream(stdout);
+    return stream;
+}
+
+QTextStream& err() {
+    static QTextStream stream(stderr);
+    return stream;
+}
+
+int usageError(const QString& message) {
+    err() << "trovix-export: " << message << "\n"
+          << "Try \u201Ctrovix-export --help\u201D for more information.\n";
+    return exitUsage;
+}
+
+QString size(qint64 bytes) {
+    return QLocale::system().formattedDataSize(bytes, 1, QLocale::DataSizeSIFormat);
+}
+
+std::optional<ExportFormat> formatNamed(const QString& name) {
+    if (name == QLatin1String("markdown"))
+        return ExportFormat::markdown;
+    if (name == QLatin1String("html"))
+        return ExportFormat::html;
+    if (name == QLatin1String("pdf"))
+        return ExportFormat::pdf;
+    return std::nullopt;
+}
+
+// Where the export goes: next to the guide folder unless --output says otherwise. File names get
+// the same treatment as the Markdown folder's name, so that no title can point outside the folder.
+QString destination(ExportFormat format, const QString& guideFolder, const QString& title,
+                    const QString& output) {
+    const QString parent = QFileInfo(guideFolder).absolutePath();
+    const QString extension = format == ExportFormat::html ? QStringLiteral(".html") : QStringLiteral(".pdf");
+    if (format == ExportFormat::markdown)
+        return output.isEmpty() ? Exporter::markdownFolder(parent, title)
+                                : QFileInfo(output).absoluteFilePath();
+    if (output.isEmpty())
+        return QDir(parent).filePath(Exporter::safeName(title) + extension);
+    if (QFileInfo(output).isDir())
+        return QDir(output).absoluteFilePath(Exporter::safeName(title) + extension);
+    return QFileInfo(output).absoluteFilePath();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    // A command-line tool never opens a window: fonts and image codecs are all it needs.
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
+    QGuiApplication::setApplicationName(QStringLiteral("trovix-export"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Exports a Trovix guide folder as Markdown (a folder with guide.md and images), HTML (one file) "
+        "or PDF.\nWithout --output the export is written next to the guide folder."));
+    parser.addPositionalArgument(QStringLiteral("GUIDE_FOLDER"),
+                                 QStringLiteral("The saved guide folder (.trovix)."));
+    const QCommandLineOption format(QStringLiteral("format"), QStringLiteral("markdown, html or pdf."),
+                                    QStringLiteral("format"));
+    const QCommandLineOption quality(
+        QStringLiteral("quality"),
+        QStringLiteral("small, balanced or full (default: the quality chosen in Trovix, else balanced)."),
+        QStringLiteral("quality"));
+    const QCommandLineOption output(
+        QStringLiteral("output"),
+        QStringLiteral("The HTML or PDF file, or a folder to put it in; for Markdown, the folder to create."),
+        QStringLiteral("path"));
+    parser.addOptions({format, quality, output});
+    const QCommandLineOption help = parser.addHelpOption();
+
+    if (!parser.parse(QGuiApplication::arguments()))
+        return usageError(parser.errorText());
+    if (parser.isSet(help)) {
+        out() << parser.helpText();
+        return 0;
+    }
+    const QStringList positional = parser.positionalArguments();
+    if (positional.size() != 1)
+        return usageError(positional.isEmpty()
+                              ? QStringLiteral("no guide folder given")
+                              : QStringLiteral("only one guide folder can be exported at a time"));
+    if (!parser.isSet(format))
+        return usageError(QStringLiteral("--format is required (markdown, html or pdf)"));
+    const std::optional<ExportFormat> chosenFormat = formatNamed(parser.value(format));
+    if (!chosenFormat)
+        return usageError(QStringLiteral("unknown format \u201C%1\u201D (use markdown, html or pdf)")
+                              .arg(parser.value(format)));
+    ExportQuality chosenQuality = currentExportQuality();
+    if (parser.isSet(quality)) {
+        const std::optional<ExportQuality> named = exportQualityFromStoredValue(parser.value(quality));
+        if (!named)
+            return usageError(QStringLiteral("unknown quality \u201C%1\u201D (use small, balanced or full)")
+                                  .arg(parser.value(quality)));
+        chosenQuality = *named;
+    }
+    if (parser.isSet(output) && parser.value(output).isEmpty())
+        return usageError(QStringLiteral("--output needs a path"));
+
+    const QString guideFolder = QDir(positional.first()).absolutePath();
+    if (!QFileInfo(guideFolder).isDir())
+        return usageError(QStringLiteral("\u201C%1\u201D is not a folder").arg(positional.first()));
+    LoadedGuide guide;
+    try {
+        guide = GuideStore::read(guideFolder);
+    } catch (const Error& error) {
+        err() << "trovix-export: " << error.message() << "\n";
+        return exitUsage;
+    }
+
+    const QString target = destination(*chosenFormat, guideFolder, guide.title, parser.value(output));
+    // Never write into the guide folder itself (a Markdown folder named like it, for instance).
+    if (QFileInfo(target).absoluteFilePath() == guideFolder ||
+        QFileInfo(target).absolutePath() == guideFolder)
+        return usageError(QStringLiteral("the export would be written into the guide folder \u201C%1\u201D; "
+                                         "choose another place with --output")
+                              .arg(guideFolder));
+
+    const bool showProgress = isatty(STDERR_FILENO);
+    const ExportProgress progress = [showProgress](int done, int total) {
+        if (!showProgress || total == 0)
+            return;
+        err() << "\rExporting step " << done << " of " << total << "\u2026";
+        if (done == total)
+            err() << "\r\033[K";
+        err().flush();
+    };
+
+    ExportResult result;
+    try {
+        result = Exporter::write(*chosenFormat, guide.title, guide.steps, chosenQuality, target, progress);
+    } catch (const Error& error) {
+        if (showProgress)
+            err() << "\n";
+        err() << "trovix-export: " << error.message() << "\n";
+        return exitFailed;
+    }
+
+    if (*chosenFormat == ExportFormat::markdown)
+        for (const QString& file : std::as_const(result.files))
+            out() << file << "  " << size(QFileInfo(file).size()) << "\n";
+    out() << "Exported " << result.path << "  " << size(result.bytes) << " \u00B7 " << title(chosenQuality)
+          << " image quality\n";
+    return 0;
+}

@@ -1,0 +1,349 @@
+#include "document/Error.h"
+#include "export/Exporter.h"
+#include "render/ImageCodec.h"
+
+#include "support/ScreenshotLike.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace trovix;
+
+namespace {
+
+QImage flat(int w, int h, QColor color = QColor(30, 140, 90)) {
+    QImage image(w, h, QImage::Format_RGB32);
+    image.fill(color);
+    return image;
+}
+
+Step step(const QString& title, const QString& note, const QImage& picture, double scale = 1) {
+    return Step::make(Image(picture), scale, title, {}, note);
+}
+
+QByteArray readAll(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QStringList entries(const QString& dir) {
+    return QDir(dir).entryList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
+}
+
+// The style block between the title element's text and the heading's text, line by line.
+const char* const styleLines[] = {
+    "</title>",
+    "<style>",
+    "body{font:16px/1.5 -apple-system,BlinkMacSystemFont,\"Helvetica "
+    "Neue\",sans-serif;max-width:860px;margin:48px "
+    "auto;padding:0 24px;color:#1d1d1f}",
+    "header{border-bottom:2px solid #e5e5ea;padding-bottom:20px;margin-bottom:36px}",
+    "h1{font-size:32px;margin:0 0 6px}.meta{color:#8e8e93;font-size:14px}",
+    ".step{display:flex;gap:16px;margin-bottom:40px;break-inside:avoid}",
+    ".badge{flex:none;width:30px;height:30px;border-radius:50%;background:#007aff;color:#fff;font-weight:"
+    "700;",
+    "  display:flex;align-items:center;justify-content:center;font-size:14px;margin-top:2px}",
+    ".body{flex:1;min-width:0}h2{font-size:19px;margin:3px 0 6px}.note{color:#636366;margin:0 0 12px}",
+    "img{display:block;max-width:100%;border:1px solid #d1d1d6;border-radius:10px;box-shadow:0 2px 10px "
+    "rgba(0,0,0,.08);margin-top:12px}",
+    "</style></head><body>",
+    "<header><h1>",
+};
+
+QByteArray styleBlock() {
+    QByteArrayList lines;
+    for (const char* line : styleLines)
+        lines << line;
+    return lines.join('\n');
+}
+
+} // namespace
+
+class TestExport : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void qualitySetting_unknownOrMissingIsBalanced() {
+        QSettings settings(QStringLiteral("Trovix"), QStringLiteral("Trovix"));
+        settings.remove(QStringLiteral("exportQuality"));
+        settings.sync();
+        QCOMPARE(currentExportQuality(), ExportQuality::balanced);
+        for (const char* stored : {"Balanced", "SMALL", "Full quality", "", "large"}) {
+            settings.setValue(QStringLiteral("exportQuality"), QString::fromLatin1(stored));
+            settings.sync();
+            QCOMPARE(currentExportQuality(), ExportQuality::balanced);
+        }
+        for (ExportQuality quality : allExportQualities) {
+            setCurrentExportQuality(quality);
+            QCOMPARE(currentExportQuality(), quality);
+            QCOMPARE(exportQualityFromStoredValue(storedValue(quality)), quality);
+        }
+        // The application and the command-line tool share this file.
+        QVERIFY(QFile::exists(QDir::homePath() + QStringLiteral("/.config/Trovix/Trovix.conf")));
+        QCOMPARE(readAll(QDir::homePath() + QStringLiteral("/.config/Trovix/Trovix.conf"))
+                     .contains("exportQuality=full"),
+                 true);
+    }
+
+    void prepare_fitsPresetsAndNeverEnlarges() {
+        const QImage big = testing::screenshotLike(3456, 2234, 7);
+
+        const auto small = Exporter::prepare(big, ExportQuality::small);
+        QVERIFY(small);
+        QCOMPARE(small->ext, QStringLiteral("jpg"));
+        QCOMPARE(small->mime, QStringLiteral("image/jpeg"));
+        QCOMPARE(small->cg.size(), QSize(1280, 827));
+        // The picture shown is the JPEG decoded back, not the scaled original.
+        QCOMPARE(small->cg.pixels(),
+                 ImageCodec::decode(small->data).convertToFormat(small->cg.pixels().format()));
+
+        const auto balanced = Exporter::prepare(big, ExportQuality::balanced);
+        QVERIFY(balanced);
+        QCOMPARE(balanced->cg.size(), QSize(1800, 1164)); // 2234 × 1800 ÷ 3456 = 1163.5…
+        QVERIFY(balanced->data.size() > small->data.size());
+
+        const auto full = Exporter::prepare(big, ExportQuality::full);
+        QVERIFY(full);
+        QCOMPARE(full->ext, QStringLiteral("png"));
+        QCOMPARE(full->mime, QStringLiteral("image/png"));
+        QCOMPARE(ImageCodec::pngSize(full->data), QSize(3456, 2234));
+        QCOMPARE(ImageCodec::decode(full->data).convertToFormat(QImage::Format_RGB32), big);
+
+        // A step picture read from a guide folder is exported with its own PNG bytes.
+        const QByteArray png = ImageCodec::encodePng(flat(300, 200));
+        const Image stored = Image::fromPng(png, QSize(300, 200));
+        const auto fromFolder = Exporter::prepare(stored, ExportQuality::full);
+        QVERIFY(fromFolder && fromFolder->cg.sameAs(stored));
+        QCOMPARE(fromFolder->data, png);
+
+        for (ExportQuality quality : {ExportQuality::small, ExportQuality::balanced}) {
+            const auto modest = Exporter::prepare(flat(1000, 600), quality);
+            QVERIFY(modest);
+            QCOMPARE(modest->cg.size(), QSize(1000, 600));
+            QCOMPARE(ImageCodec::decode(modest->data).size(), QSize(1000, 600));
+        }
+
+        // Transparency comes out over white.
+        QImage clear(40, 30, QImage::Format_ARGB32_Premultiplied);
+        clear.fill(Qt::transparent);
+        const auto overWhite = Exporter::prepare(clear, ExportQuality::small);
+        QVERIFY(overWhite);
+        QVERIFY(qGray(overWhite->cg.pixels().pixel(20, 15)) > 250);
+
+        for (ExportQuality quality : allExportQualities) {
+            QVERIFY(!Exporter::prepare(Image(), quality));
+            QVERIFY(!Exporter::prepare(QImage(), quality));
+        }
+    }
+
+    void safeName_replacesPathCharactersOnly() {
+        QCOMPARE(Exporter::safeName(QStringLiteral("Setup: Wi/Fi\\Step")),
+                 QStringLiteral("Setup- Wi-Fi-Step"));
+        QCOMPARE(Exporter::safeName(QString()), QStringLiteral("Guide"));
+        QCOMPARE(Exporter::safeName(QStringLiteral("///")), QStringLiteral("---"));
+        QCOMPARE(Exporter::safeName(QStringLiteral(" .. Release 1.0. ")),
+                 QStringLiteral(" .. Release 1.0. "));
+        QCOMPARE(Exporter::safeName(QStringLiteral("Release: 1/2")), QStringLiteral("Release- 1-2"));
+        QCOMPARE(Exporter::markdownFolder(QStringLiteral("/tmp/out"), QStringLiteral("a/b")),
+                 QStringLiteral("/tmp/out/a-b"));
+    }
+
+    void longDate_hasNoWeekdayAndNoTime() {
+        const QDate date(2025, 3, 6);
+        QCOMPARE(Exporter::longDate(date, QLocale(QLocale::English, QLocale::UnitedStates)),
+                 QStringLiteral("March 6, 2025"));
+        QCOMPARE(Exporter::longDate(date, QLocale(QLocale::German, QLocale::Germany)),
+                 QStringLiteral("6. März 2025"));
+        QCOMPARE(Exporter::longDate(date, QLocale(QLocale::French, QLocale::France)),
+                 QStringLiteral("6 mars 2025"));
+        QCOMPARE(Exporter::longDate(date, QLocale(QLocale::Japanese, QLocale::Japan)),
+                 QStringLiteral("2025年3月6日"));
+        QCOMPARE(Exporter::longDate(date, QLocale::c()), QStringLiteral("6 March 2025"));
+    }
+
+    void markdown_writesDocumentAndPictures() {
+        QTemporaryDir parent;
+        const QList<Step> steps = {
+            step(QStringLiteral("Open “Settings” & <more>"), QStringLiteral("First line\nsecond line  "),
+                 flat(1200, 800)),
+            step(QStringLiteral("# *Not* a heading"), QString(), flat(300, 200, Qt::red)),
+        };
+        const QString folder = Exporter::markdownFolder(parent.path(), QStringLiteral("Release: 1/2"));
+        QList<QPair<int, int>> progress;
+        const ExportResult result =
+            Exporter::writeMarkdown(QStringLiteral("Release: 1/2"), steps, ExportQuality::balanced, folder,
+                                    [&](int done, int total) { progress << qMakePair(done, total); });
+
+        QCOMPARE(entries(parent.path()), QStringList{QStringLiteral("Release- 1-2")});
+        QCOMPARE(readAll(folder + "/guide.md"), QByteArray("# Release: 1/2\n\n"
+                                                           "## 1. Open “Settings” & <more>\n\n"
+                                                           "First line\nsecond line  \n\n"
+                                                           "![Step 1](images/step-1.jpg)\n\n"
+                                                           "## 2. # *Not* a heading\n\n"
+                                                           "![Step 2](images/step-2.jpg)\n\n"));
+        QCOMPARE(entries(folder + "/images"), (QStringList{"step-1.jpg", "step-2.jpg"}));
+        QCOMPARE(readAll(folder + "/images/step-1.jpg"),
+                 Exporter::prepare(steps[0].rendered, ExportQuality::balanced)->data);
+        QCOMPARE(readAll(folder + "/images/step-2.jpg"),
+                 Exporter::prepare(steps[1].rendered, ExportQuality::balanced)->data);
+
+        QCOMPARE(result.path, folder);
+        QCOMPARE(result.files, (QStringList{folder + "/images/step-1.jpg", folder + "/images/step-2.jpg",
+                                            folder + "/guide.md"}));
+        qint64 sum = 0;
+        for (const QString& file : result.files)
+            sum += QFileInfo(file).size();
+        QCOMPARE(result.bytes, sum);
+        QCOMPARE(progress, (QList<QPair<int, int>>{{0, 2}, {1, 2}, {2, 2}}));
+
+        // Exporting again into the same folder replaces what has the same name and leaves the rest.
+        Exporter::writeMarkdown(QStringLiteral("Release: 1/2"), {steps[1]}, ExportQuality::full, folder);
+        QCOMPARE(entries(folder + "/images"), (QStringList{"step-1.jpg", "step-1.png", "step-2.jpg"}));
+        QCOMPARE(readAll(folder + "/guide.md"),
+                 QByteArray("# Release: 1/2\n\n## 1. # *Not* a heading\n\n![Step 1](images/step-1.png)\n\n"));
+        QCOMPARE(readAll(folder + "/images/step-1.png"),
+                 Exporter::prepare(steps[1].rendered, ExportQuality::full)->data);
+
+        // No steps: the header alone and an empty images folder.
+        const QString empty = Exporter::markdownFolder(parent.path(), QString());
+        Exporter::writeMarkdown(QString(), {}, ExportQuality::small, empty);
+        QCOMPARE(readAll(empty + "/guide.md"), QByteArray("# \n\n"));
+        QVERIFY(QFileInfo(empty + "/images").isDir());
+        QVERIFY(entries(empty + "/images").isEmpty());
+    }
+
+    void markdown_failuresNameTheFileAndKeepWhatWasWritten() {
+        QTemporaryDir parent;
+        // A file where the folder should go.
+        QFile blocker(parent.filePath("Guide"));
+        QVERIFY(blocker.open(QIODevice::WriteOnly));
+        blocker.close();
+        try {
+            Exporter::writeMarkdown(QStringLiteral("Guide"), {step("a", "", flat(10, 10))},
+                                    ExportQuality::small, parent.filePath("Guide"));
+            QFAIL("no error");
+        } catch (const Error& error) {
+            QVERIFY2(error.message().contains(parent.filePath("Guide")), qPrintable(error.message()));
+            QCOMPARE(error.code(), Error::Code::io);
+        }
+
+        // A step without a picture stops the export; the pictures before it stay.
+        const QString folder = parent.filePath("Broken");
+        QList<Step> steps = {step("one", "", flat(10, 10)), step("two", "", flat(10, 10))};
+        steps[1].rendered = Image();
+        try {
+            Exporter::writeMarkdown(QStringLiteral("Broken"), steps, ExportQuality::small, folder);
+            QFAIL("no error");
+        } catch (const Error& error) {
+            QVERIFY2(error.message().contains("step-2.jpg"), qPrintable(error.message()));
+            QCOMPARE(error.code(), Error::Code::writeUnknown);
+        }
+        QCOMPARE(entries(folder + "/images"), QStringList{"step-1.jpg"});
+        QVERIFY(!QFile::exists(folder + "/guide.md"));
+
+        // guide.md cannot replace a folder of that name: the error names guide.md.
+        QVERIFY(QDir().mkpath(folder + "/guide.md"));
+        try {
+            Exporter::writeMarkdown(QStringLiteral("Broken"), {steps[0]}, ExportQuality::small, folder);
+            QFAIL("no error");
+        } catch (const Error& error) {
+            QVERIFY2(error.message().contains(folder + "/guide.md"), qPrintable(error.message()));
+        }
+    }
+
+    void html_isTheExactDocument() {
+        QCOMPARE(styleBlock().size(), 831);
+        const QDate date(2025, 3, 6);
+        const QString title = QStringLiteral("Fish & Chips <\"best\"> &amp; it's");
+        const QByteArray escapedTitle = "Fish &amp; Chips &lt;&quot;best&quot;&gt; &amp;amp; it's";
+        const QByteArray head = "<!doctype html><html><head><meta charset=\"utf-8\"><title>" + escapedTitle +
+                                styleBlock() + escapedTitle + "</h1>\n<div class=\"meta\">";
+
+        // No steps.
+        QCOMPARE(Exporter::html(title, {}, ExportQuality::balanced, date),
+                 head + "0 steps \xC2\xB7 6 March 2025</div></header></body></html>");
+
+        // One step: still "steps"; note escaped with its line break kept.
+        const Step one =
+            step(QStringLiteral("Click “OK” <now>"), QStringLiteral("a & b\n\"c\""), flat(64, 48));
+        const auto jpeg = Exporter::prepare(one.rendered, ExportQuality::small);
+        QCOMPARE(Exporter::html(title, {one}, ExportQuality::small, date),
+                 head + "1 steps \xC2\xB7 6 March 2025</div></header>" +
+                     "<section class=\"step\"><div class=\"badge\">1</div><div class=\"body\"><h2>Click “OK” "
+                     "&lt;now&gt;</h2><p class=\"note\">a &amp; b\n&quot;c&quot;</p><img alt=\"Step 1\" "
+                     "src=\"data:image/jpeg;base64," +
+                     jpeg->data.toBase64() + "\"></div></section></body></html>");
+
+        // Empty note: no paragraph. A picture that cannot be prepared: no image, badge and title kept.
+        // Full quality: PNG data URIs.
+        Step broken = step(QStringLiteral("Broken"), QString(), flat(8, 8));
+        broken.rendered = Image();
+        const Step plain = step(QStringLiteral("Plain"), QString(), flat(20, 10, Qt::blue));
+        const auto png = Exporter::prepare(plain.rendered, ExportQuality::full);
+        QCOMPARE(Exporter::html(QString(), {broken, plain}, ExportQuality::full, date),
+                 "<!doctype html><html><head><meta charset=\"utf-8\"><title>" + styleBlock() +
+                     "</h1>\n<div class=\"meta\">2 steps \xC2\xB7 6 March 2025</div></header>"
+                     "<section class=\"step\"><div class=\"badge\">1</div><div class=\"body\"><h2>Broken</h2>"
+                     "</div></section>"
+                     "<section class=\"step\"><div class=\"badge\">2</div><div class=\"body\"><h2>Plain</h2>"
+                     "<img alt=\"Step 2\" src=\"data:image/png;base64," +
+                     png->data.toBase64() + "\"></div></section></body></html>");
+    }
+
+    void html_fileMatchesDocumentAndManyStepsKeepTheirOrder() {
+        // Pictures are prepared in parallel; the document must be what one-by-one preparation gives.
+        QList<Step> steps;
+        for (int i = 0; i < 12; ++i)
+            steps << step(QStringLiteral("Step %1").arg(i + 1), QString(),
+                          testing::screenshotLike(400 + 37 * i, 300, quint32(i)));
+        QTemporaryDir dir;
+        const QString file = dir.filePath("guide.html");
+        const QDate date(2024, 12, 31);
+        const ExportResult result =
+            Exporter::writeHtml(QStringLiteral("Many"), steps, ExportQuality::small, file, {}, date);
+        const QByteArray written = readAll(file);
+        QCOMPARE(written, Exporter::html(QStringLiteral("Many"), steps, ExportQuality::small, date));
+        QCOMPARE(result.bytes, written.size());
+        qsizetype from = 0;
+        for (int i = 0; i < steps.size(); ++i) {
+            const QByteArray image =
+                "<img alt=\"Step " + QByteArray::number(i + 1) + "\" src=\"data:image/jpeg;base64," +
+                Exporter::prepare(steps[i].rendered, ExportQuality::small)->data.toBase64() + "\">";
+            const qsizetype at = written.indexOf(image, from);
+            QVERIFY2(at > from, qPrintable(QStringLiteral("step %1").arg(i + 1)));
+            from = at;
+        }
+
+        // A failed write leaves the existing file as it was.
+        QVERIFY(QDir().mkpath(dir.filePath("taken.html")));
+        QVERIFY_THROWS_EXCEPTION(Error, Exporter::writeHtml("x", steps.mid(0, 1), ExportQuality::small,
+                                                            dir.filePath("missing/guide.html")));
+        QCOMPARE(readAll(file), written);
+        try {
+            Exporter::writeHtml("x", {}, ExportQuality::small, dir.filePath("taken.html"));
+            QFAIL("no error");
+        } catch (const Error& error) {
+            QVERIFY2(error.message().contains(dir.filePath("taken.html")), qPrintable(error.message()));
+        }
+    }
+
+    void export_releasesPicturesItDecoded() {
+        // Steps read from a guide folder hold PNG bytes only; an export decodes them one at a time and
+        // must not leave the pixels cached in the guide.
+        QList<Step> steps;
+        for (int i = 0; i < 6; ++i) {
+            const QImage picture = testing::screenshotLike(640, 400, quint32(100 + i));
+            steps << Step::make(Image::fromPng(ImageCodec::encodePng(picture), picture.size()), 1, "s");
+        }
+        QTemporaryDir dir;
+        Exporter::writeMarkdown("m", steps, ExportQuality::balanced, dir.filePath("m"));
+        Exporter::writePdf("p", steps, ExportQuality::full, dir.filePath("p.pdf"));
+        for (const Step& s : steps)
+            QVERIFY(!s.rendered.hasPixels());
+    }
+};
+
+QTEST_MAIN(TestExport)
+#include "test_export.moc"
