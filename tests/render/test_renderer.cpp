@@ -1,0 +1,406 @@
+#include "RenderTestSupport.h"
+#include "render/Renderer.h"
+
+#include <QFontDatabase>
+#include <QFontMetricsF>
+#include <QPainter>
+#include <QWidget>
+#include <QtTest>
+
+#include <cmath>
+
+using namespace trovix;
+using namespace trovix::test;
+
+namespace {
+
+Annotation mark(Kind kind, QPointF p1, QPointF p2 = {}, QString text = {}, std::int64_t number = 0) {
+    return Annotation{kind, p1, p2, std::move(text), number};
+}
+
+// The expected colour of a block: the rounded average of its premultiplied pixels.
+QRgb blockAverage(const QImage& premultiplied, QRect block) {
+    quint64 s[4] = {};
+    for (int y = block.top(); y <= block.bottom(); ++y)
+        for (int x = block.left(); x <= block.right(); ++x) {
+            const quint32 p = reinterpret_cast<const quint32*>(premultiplied.constScanLine(y))[x];
+            s[0] += p >> 24, s[1] += (p >> 16) & 0xff, s[2] += (p >> 8) & 0xff, s[3] += p & 0xff;
+        }
+    const quint64 n = quint64(block.width()) * block.height();
+    const auto avg = [n](quint64 v) { return int((v + n / 2) / n); };
+    return qRgba(avg(s[1]), avg(s[2]), avg(s[3]), avg(s[0]));
+}
+
+int channelDiff(QRgb a, QRgb b) {
+    return std::max({std::abs(qAlpha(a) - qAlpha(b)), std::abs(qRed(a) - qRed(b)),
+                     std::abs(qGreen(a) - qGreen(b)), std::abs(qBlue(a) - qBlue(b))});
+}
+
+// Checks that `region` (pixels) of `out` holds blocks of `block` pixels aligned to the region's
+// top-left, each the average of the base's pixels, and that nothing outside changed.
+void verifyPixelated(const QImage& base, const QImage& out, QRect region, int block) {
+    const QImage pm = base.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    const QImage got = out.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    for (int by = region.top(); by <= region.bottom(); by += block)
+        for (int bx = region.left(); bx <= region.right(); bx += block) {
+            const QRect cell = QRect(bx, by, block, block) & region;
+            const QRgb want = blockAverage(pm, cell);
+            for (int y = cell.top(); y <= cell.bottom(); ++y)
+                for (int x = cell.left(); x <= cell.right(); ++x)
+                    if (channelDiff(got.pixel(x, y), want) > 1)
+                        QFAIL(qPrintable(
+                            QStringLiteral("pixel (%1, %2) of block at (%3, %4) is not its average")
+                                .arg(x)
+                                .arg(y)
+                                .arg(bx)
+                                .arg(by)));
+        }
+    for (int y = 0; y < out.height(); ++y)
+        for (int x = 0; x < out.width(); ++x)
+            if (!region.contains(x, y) && got.pixel(x, y) != pm.pixel(x, y))
+                QFAIL(qPrintable(QStringLiteral("pixel (%1, %2) outside the blur changed").arg(x).arg(y)));
+}
+
+QFont boldUiFont(int pixels) {
+    QFont font = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
+    font.setPixelSize(pixels);
+    font.setWeight(QFont::Bold);
+    return font;
+}
+
+class CanvasLike : public QWidget {
+public:
+    QImage base;
+    QSizeF points;
+    QList<Annotation> annotations;
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter painter(this);
+        Renderer::draw(base, points, annotations, painter);
+    }
+};
+
+QList<Annotation> everyKind() {
+    return {
+        mark(Kind::highlight, {20, 20}, {140, 60}),
+        mark(Kind::blur, {160, 20}, {230, 80}),
+        mark(Kind::arrow, {30, 150}, {120, 100}),
+        mark(Kind::rect, {150, 100}, {230, 170}),
+        mark(Kind::text, {20, 180}, {}, QStringLiteral("Save the file")),
+        mark(Kind::step, {260, 40}, {}, {}, 7),
+        mark(Kind::ring, {270, 140}),
+        mark(Kind::target, {240, 190}, {290, 210}),
+    };
+}
+
+} // namespace
+
+class TestRenderer : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void render_emptyListCopiesTheBase() {
+        for (QImage::Format format : {QImage::Format_RGB32, QImage::Format_ARGB32_Premultiplied,
+                                      QImage::Format_ARGB32, QImage::Format_RGB888}) {
+            QImage base = noise(37, 23, 1, format);
+            base.setDevicePixelRatio(2);
+            const QImage out = Renderer::render(base, {}, 2);
+            QCOMPARE(out.size(), base.size());
+            QCOMPARE(out.format(), QImage::Format_ARGB32_Premultiplied);
+            QCOMPARE(out.devicePixelRatio(), 1.0);
+            QCOMPARE(maxDiff(out, base), 0);
+            QVERIFY(out.constBits() != base.constBits());
+        }
+        QVERIFY(Renderer::render(QImage(), {}, 1).isNull());
+        QVERIFY(Renderer::render(noise(4, 4), {}, 0).isNull());
+    }
+
+    void render_keepsTheBaseDevicePixelRatioOutOfTheDrawing() {
+        // A base marked as a 2x image must not make the painter scale twice.
+        QImage base = filled(200, 200, Qt::white);
+        base.setDevicePixelRatio(2);
+        const QImage out = Renderer::render(base, {mark(Kind::rect, {10, 10}, {40, 40})}, 2);
+        QCOMPARE(redBounds(out), QRect(17, 17, 66, 66)); // (10 - 1.5)·2 … (40 + 1.5)·2
+    }
+
+    void arrow_shaftAndHeadGeometry() {
+        RecordingDevice device;
+        QPainter painter(&device);
+        Renderer::draw(QImage(), QSizeF(300, 200), {mark(Kind::arrow, {100, 100}, {200, 100})}, painter);
+        painter.end();
+
+        QCOMPARE(device.lines.size(), 1);
+        const auto& shaft = device.lines.first();
+        QCOMPARE(shaft.line.p1(), QPointF(100, 100));
+        QVERIFY(std::abs(shaft.line.p2().x() - 189.2) < 1e-9 && std::abs(shaft.line.p2().y() - 100) < 1e-9);
+        QCOMPARE(shaft.pen.widthF(), 4.0);
+        QCOMPARE(shaft.pen.capStyle(), Qt::RoundCap);
+        QCOMPARE(shaft.pen.color(), QColor(255, 59, 48));
+
+        QCOMPARE(device.polygons.size(), 1);
+        const auto& head = device.polygons.first();
+        QCOMPARE(head.points.size(), 3);
+        QCOMPARE(head.pen.style(), Qt::NoPen);
+        QCOMPARE(head.brush.color(), QColor(255, 59, 48));
+        QCOMPARE(head.points[0], QPointF(200, 100));
+        // Base corners at 18 points from the tip, π/7 either side of the shaft.
+        QVERIFY(QLineF(head.points[1], QPointF(183.7824, 107.8100)).length() < 1e-3);
+        QVERIFY(QLineF(head.points[2], QPointF(183.7824, 92.1900)).length() < 1e-3);
+
+        // The same arrow in pixels, at scale 4: the tail's round cap, the head's base and its tip.
+        const QImage out =
+            Renderer::render(filled(1200, 800, Qt::white), {mark(Kind::arrow, {100, 100}, {200, 100})}, 4);
+        const QRect bounds = redBounds(out);
+        QCOMPARE(bounds.left(), 392);                  // 98 points: 2 points of round cap
+        QVERIFY(std::abs(bounds.right() - 799) <= 1);  // the tip at 200
+        QVERIFY(std::abs(bounds.top() - 369) <= 1);    // 92.19 · 4
+        QVERIFY(std::abs(bounds.bottom() - 430) <= 1); // 107.81 · 4
+        const QRect behindBase = redBounds(out, QRect(733, 0, 1, 800));
+        const QRect pastBase = redBounds(out, QRect(737, 0, 1, 800));
+        QCOMPARE(behindBase, QRect(733, 392, 1, 16)); // only the 4-point shaft
+        QVERIFY(pastBase.height() > 55);              // the head's full width
+    }
+
+    void arrow_shortArrowsDrawNothingUpToTwoPoints() {
+        const QImage base = filled(100, 100, Qt::white);
+        for (QPointF tip : {QPointF(52, 50), QPointF(50, 50), QPointF(50, 48), QPointF(48.59, 51.41)})
+            QCOMPARE(maxDiff(Renderer::render(base, {mark(Kind::arrow, {50, 50}, tip)}, 1), base), 0);
+
+        // 2.01 points: the shaft runs backwards past the tail, the head keeps its full 18 points.
+        RecordingDevice device;
+        QPainter painter(&device);
+        Renderer::draw(QImage(), QSizeF(100, 100), {mark(Kind::arrow, {50, 50}, {52.01, 50})}, painter);
+        painter.end();
+        QCOMPARE(device.lines.size(), 1);
+        QVERIFY(std::abs(device.lines.first().line.p2().x() - (52.01 - 10.8)) < 1e-9);
+        QCOMPARE(device.polygons.size(), 1);
+        QVERIFY(std::abs(device.polygons.first().points[1].x() - (52.01 - 18 * std::cos(M_PI / 7))) < 1e-9);
+
+        const QImage out = Renderer::render(base, {mark(Kind::arrow, {50, 50}, {52.01, 50})}, 1);
+        const QRect bounds = redBounds(out);
+        QVERIFY(std::abs(bounds.left() - 36) <= 1); // head base at 35.79
+        QVERIFY(std::abs(bounds.top() - 42) <= 1);  // half-width 7.81
+        QVERIFY(std::abs(bounds.bottom() - 57) <= 1);
+    }
+
+    void blur_blockSizeFollowsScaleWithAFloorOf8Pixels_data() {
+        QTest::addColumn<double>("scale");
+        QTest::addColumn<int>("block");
+        QTest::addColumn<int>("format");
+        QTest::newRow("scale 0.5") << 0.5 << 8 << int(QImage::Format_RGB32);
+        QTest::newRow("scale 1") << 1.0 << 10 << int(QImage::Format_RGB32);
+        QTest::newRow("scale 2") << 2.0 << 20 << int(QImage::Format_ARGB32_Premultiplied);
+        QTest::newRow("scale 1, 24-bit base") << 1.0 << 10 << int(QImage::Format_RGB888);
+    }
+
+    void blur_blockSizeFollowsScaleWithAFloorOf8Pixels() {
+        QFETCH(double, scale);
+        QFETCH(int, block);
+        QFETCH(int, format);
+        QImage base = noise(240, 200, 3, QImage::Format(format));
+        // A region of 5⅜ × 3⅝ blocks, so the last column and row of blocks are cut short.
+        const QRect region(10, 6, 5 * block + 3, 3 * block + 5);
+        const QRectF points(region.x() / scale, region.y() / scale, region.width() / scale,
+                            region.height() / scale);
+        const QImage out =
+            Renderer::render(base, {mark(Kind::blur, points.topLeft(), points.bottomRight())}, scale);
+        verifyPixelated(base, out, region, block);
+    }
+
+    void blur_regionIsWidenedToWholePixelsAndClippedToTheImage() {
+        const QImage base = noise(100, 80, 5);
+        auto blurred = [&](QPointF p1, QPointF p2) {
+            return Renderer::render(base, {mark(Kind::blur, p1, p2)}, 1);
+        };
+
+        verifyPixelated(base, blurred({10.3, 10.7}, {50.6, 40.2}), QRect(QPoint(10, 10), QPoint(50, 40)), 10);
+        // Partly outside: the blocks start at the image's corner, where the crop starts.
+        verifyPixelated(base, blurred({-20, -15}, {33, 27}), QRect(0, 0, 33, 27), 10);
+        verifyPixelated(base, blurred({150, 100}, {70, 50}), QRect(70, 50, 30, 30), 10);
+        // Wholly outside, or at most one pixel wide or high once widened: nothing.
+        QCOMPARE(maxDiff(blurred({-50, -50}, {-5, -5}), base), 0);
+        QCOMPARE(maxDiff(blurred({120, 10}, {160, 60}), base), 0);
+        QCOMPARE(maxDiff(blurred({10, 10}, {11, 60}), base), 0);
+        QCOMPARE(maxDiff(blurred({10.2, 10}, {10.8, 60}), base), 0);
+        QCOMPARE(maxDiff(blurred({10, 10}, {60, 10}), base), 0);
+        QCOMPARE(maxDiff(blurred({99.5, 10}, {130, 60}), base), 0);
+        // Half a pixel either side of an edge widens to two pixels: drawn.
+        verifyPixelated(base, blurred({10.5, 10}, {11.5, 60}), QRect(10, 10, 2, 50), 10);
+    }
+
+    void blur_readsTheBaseNotEarlierAnnotations() {
+        const QImage base = noise(200, 150, 9);
+        const Annotation arrow = mark(Kind::arrow, {20, 60}, {180, 60});
+        const Annotation blur = mark(Kind::blur, {10, 40}, {190, 80});
+        const QImage blurOnly = Renderer::render(base, {blur}, 1);
+        const QImage hidden = Renderer::render(base, {arrow, blur}, 1);
+        const QImage shown = Renderer::render(base, {blur, arrow}, 1);
+        QCOMPARE(maxDiff(hidden, blurOnly), 0);
+        for (int x = 30; x < 160; x += 10)
+            QCOMPARE(shown.pixelColor(x, 60), QColor(255, 59, 48));
+    }
+
+    void shapes_drawTheSameWithTheirCornersInAnyOrder() {
+        const QImage base = noise(200, 160, 11);
+        const QPointF a(30.5, 20.25), b(150.75, 110.5);
+        for (Kind kind : {Kind::rect, Kind::highlight, Kind::blur, Kind::target}) {
+            const QImage reference = Renderer::render(base, {mark(kind, a, b)}, 1.5);
+            QVERIFY(maxDiff(reference, base) > 0);
+            for (auto [p1, p2] : {std::pair{b, a}, std::pair{QPointF(a.x(), b.y()), QPointF(b.x(), a.y())},
+                                  std::pair{QPointF(b.x(), a.y()), QPointF(a.x(), b.y())}})
+                QCOMPARE(maxDiff(Renderer::render(base, {mark(kind, p1, p2)}, 1.5), reference), 0);
+        }
+    }
+
+    void shapes_colourAndPlacement() {
+        const QImage white = filled(300, 200, Qt::white);
+        const auto at = [](const QImage& image, int x, int y) { return image.pixelColor(x, y); };
+        const auto near = [](QColor c, int r, int g, int b) {
+            return std::abs(c.red() - r) <= 1 && std::abs(c.green() - g) <= 1 && std::abs(c.blue() - b) <= 1;
+        };
+
+        // rect: a 3-point outline centred on the edges, nothing inside.
+        const QImage rect = Renderer::render(white, {mark(Kind::rect, {20, 30}, {120, 90})}, 1);
+        // Edges at 18.5 … 21.5: pixels 19 and 20 fully covered, 18 and 21 half.
+        QCOMPARE(redBounds(rect), QRect(QPoint(19, 29), QPoint(120, 90)));
+        QCOMPARE(at(rect, 70, 60), QColor(Qt::white));
+        QCOMPARE(at(rect, 20, 60), QColor(255, 59, 48));
+
+        // highlight: yellow at 0.4 over the base, no outline.
+        const QImage highlight = Renderer::render(white, {mark(Kind::highlight, {20, 30}, {120, 90})}, 1);
+        QVERIFY(near(at(highlight, 20, 30), 255, 235, 153));
+        QVERIFY(near(at(highlight, 119, 89), 255, 235, 153));
+        QCOMPARE(at(highlight, 19, 60), QColor(Qt::white));
+        QCOMPARE(at(highlight, 120, 60), QColor(Qt::white));
+
+        // target: the frame grown by 3 on every side, rounded, filled at 0.12, a 4-point outline.
+        for (double scale : {1.0, 2.0}) {
+            QImage base = filled(int(300 * scale), int(200 * scale), Qt::white);
+            const QImage target = Renderer::render(base, {mark(Kind::target, {120, 90}, {20, 30})}, scale);
+            const int s = int(scale);
+            QCOMPARE(redBounds(target, QRect(0, 60 * s, 300 * s, 1)), QRect(15 * s, 60 * s, 110 * s, 1));
+            QCOMPARE(redBounds(target, QRect(70 * s, 0, 1, 200 * s)), QRect(70 * s, 25 * s, 1, 70 * s));
+            QVERIFY(near(at(target, 70 * s, 60 * s), 255, 231, 230));
+            QCOMPARE(at(target, 14 * s - 1, 60 * s), QColor(Qt::white));
+            // Rounded: the grown rectangle's very corner stays clear.
+            QVERIFY(redCover(target.pixel(16 * s, 26 * s)) < 0.5);
+        }
+
+        // ring: radius 22 about p1, fill 0.15, 4-point outline; p2 plays no part.
+        const QImage ring = Renderer::render(white, {mark(Kind::ring, {100, 100}, {0, 0})}, 1);
+        QCOMPARE(maxDiff(Renderer::render(white, {mark(Kind::ring, {100, 100}, {300, 7})}, 1), ring), 0);
+        QCOMPARE(maxDiff(Renderer::render(white, {mark(Kind::ring, {100, 100}, {100, 100})}, 1), ring), 0);
+        QCOMPARE(redBounds(ring), QRect(QPoint(76, 76), QPoint(123, 123))); // 22 + 2 either side
+        QVERIFY(near(at(ring, 100, 100), 255, 226, 224));
+        QCOMPARE(at(ring, 100, 78), QColor(255, 59, 48));
+    }
+
+    void badge_centredLabelOnAFixedDisc() {
+        const QImage black = filled(200, 100, Qt::black);
+        for (auto [number, overhangs] : {std::pair<std::int64_t, bool>{0, false}, {-123456, true}}) {
+            const QImage out = Renderer::render(black, {mark(Kind::step, {100, 50}, {}, {}, number)}, 1);
+            QRect disc, label;
+            double sx = 0, sy = 0, n = 0;
+            for (int y = 0; y < out.height(); ++y)
+                for (int x = 0; x < out.width(); ++x) {
+                    const QRgb p = out.pixel(x, y);
+                    if (qRed(p) > 128 && qGreen(p) < 100)
+                        disc |= QRect(x, y, 1, 1);
+                    if (qGreen(p) > 128) {
+                        label |= QRect(x, y, 1, 1);
+                        sx += (x + 0.5) * qGreen(p), sy += (y + 0.5) * qGreen(p), n += qGreen(p);
+                    }
+                }
+            QCOMPARE(disc, QRect(87, 37, 26, 26)); // the disc keeps its size
+            // Ink centred on the disc's centre: by weight for the symmetric "0", by extent otherwise.
+            const QPointF centre = number == 0 ? QPointF(sx / n, sy / n) : QRectF(label).center();
+            QVERIFY2(std::abs(centre.x() - 100) < 1.5 && std::abs(centre.y() - 50) < 1.5,
+                     qPrintable(QStringLiteral("%1, %2").arg(centre.x()).arg(centre.y())));
+            QCOMPARE(label.left() < disc.left(), overhangs);
+            // Bold 14-point digits: about 10 pixels tall whatever the DPI.
+            QVERIFY2(label.height() >= 8 && label.height() <= 13,
+                     qPrintable(QString::number(label.height())));
+        }
+    }
+
+    void text_boldTwentyPointsWithTheLineBoxAtP1_independentOfDpi() {
+        const QFontMetricsF metrics(boldUiFont(20));
+        QRect atScale1;
+        for (double scale : {1.0, 2.0}) {
+            QImage base = filled(int(200 * scale), int(100 * scale), Qt::white);
+            base.setDotsPerMeterX(11811); // 300 dpi: must not change the size of the text
+            base.setDotsPerMeterY(11811);
+            const QImage out =
+                Renderer::render(base, {mark(Kind::text, {40, 30}, {}, QStringLiteral("HH"))}, scale);
+            const QRect bounds = redBounds(out);
+            QVERIFY(!bounds.isEmpty());
+            // The capital's top lies (ascent − cap height) below the line box's top.
+            const double top = 30 + metrics.ascent() - metrics.capHeight();
+            QVERIFY2(std::abs(bounds.top() / scale - top) <= 1.5, qPrintable(QString::number(bounds.top())));
+            QVERIFY2(std::abs(bounds.height() / scale - metrics.capHeight()) <= 1.5,
+                     qPrintable(QString::number(bounds.height())));
+            QVERIFY(bounds.left() / scale >= 40 && bounds.left() / scale < 44);
+            QVERIFY(std::abs(bounds.width() / scale - metrics.horizontalAdvance(QStringLiteral("HH"))) < 4);
+            if (scale == 1)
+                atScale1 = bounds;
+            else
+                QVERIFY(std::abs(bounds.width() - 2 * atScale1.width()) <= 3);
+        }
+    }
+
+    void draw_onAWidgetMatchesRender() {
+        // The editor canvas draws with its own widget painter at 1:1 points; what it shows must be
+        // what is saved.
+        const QImage base = noise(300, 220, 13);
+        CanvasLike canvas;
+        canvas.base = base;
+        canvas.points = QSizeF(300, 220);
+        canvas.annotations = everyKind();
+        canvas.resize(300, 220);
+        const QImage shown = canvas.grab().toImage();
+        QCOMPARE(shown.size(), base.size());
+        QVERIFY(maxDiff(shown, Renderer::render(base, canvas.annotations, 1)) <= 2);
+    }
+
+    void draw_withAClipDrawsOnlyThatPartIdentically() {
+        // Partial repaints (the canvas while dragging) must match the full picture inside the clip,
+        // blur blocks included, at 1:1 and with a base at twice the painter's resolution.
+        for (double scale : {1.0, 2.0}) {
+            const QImage base = noise(int(300 * scale), int(220 * scale), 17);
+            const QSizeF points(300, 220);
+            const QList<Annotation> list = everyKind();
+            const auto paint = [&](const QRect& clip) {
+                QImage target(300, 220, QImage::Format_ARGB32_Premultiplied);
+                target.fill(Qt::transparent);
+                QPainter painter(&target);
+                if (!clip.isNull())
+                    painter.setClipRect(clip);
+                Renderer::draw(base, points, list, painter);
+                return target;
+            };
+            const QImage full = paint({});
+            const QRect clip(173, 33, 41, 29); // cuts through the blur's blocks
+            const QImage part = paint(clip);
+            QCOMPARE(maxDiff(part, full, clip), 0);
+            QCOMPARE(qAlpha(part.pixel(clip.left() - 1, clip.top())), 0);
+            QCOMPARE(qAlpha(part.pixel(clip.right() + 1, clip.bottom() + 1)), 0);
+        }
+    }
+
+    void everyKind_agreesAtScales1And2() {
+        // The scale-2 picture halved is the scale-1 picture, up to antialiasing and glyph rendering.
+        const QImage one = Renderer::render(filled(300, 220, QColor(236, 239, 244)), everyKind(), 1);
+        const QImage two = Renderer::render(filled(600, 440, QColor(236, 239, 244)), everyKind(), 2);
+        QCOMPARE(two.size(), QSize(600, 440));
+        const QImage halved = two.scaled(300, 220, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+        int differing = 0;
+        for (int y = 0; y < 220; ++y)
+            for (int x = 0; x < 300; ++x)
+                differing += channelDiff(halved.pixel(x, y), one.pixel(x, y)) > 60;
+        QVERIFY2(differing < 300 * 220 / 100, qPrintable(QString::number(differing)));
+    }
+};
+
+QTEST_MAIN(TestRenderer)
+#include "test_renderer.moc"
