@@ -387,19 +387,6 @@ private Q_SLOTS:
             QCOMPARE(qAlpha(part.pixel(clip.right() + 1, clip.bottom() + 1)), 0);
         }
     }
-
-    void everyKind_agreesAtScales1And2() {
-        // The scale-2 picture halved is the scale-1 picture, up to antialiasing and glyph rendering.
-        const QImage one = Renderer::render(filled(300, 220, QColor(236, 239, 244)), everyKind(), 1);
-        const QImage two = Renderer::render(filled(600, 440, QColor(236, 239, 244)), everyKind(), 2);
-        QCOMPARE(two.size(), QSize(600, 440));
-        const QImage halved = two.scaled(300, 220, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-        int differing = 0;
-        for (int y = 0; y < 220; ++y)
-            for (int x = 0; x < 300; ++x)
-                differing += channelDiff(halved.pixel(x, y), one.pixel(x, y)) > 60;
-        QVERIFY2(differing < 300 * 220 / 100, qPrintable(QString::number(differing)));
-    }
 };
 
 QTEST_MAIN(TestRenderer)
