@@ -1,0 +1,407 @@
+#include "document/Error.h"
+#include "export/Exporter.h"
+#include "render/ImageCodec.h"
+
+#include "support/ScreenshotLike.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace trovix;
+
+namespace {
+
+struct Word {
+    QString text;
+    QRectF box; // points, from the page's top-left corner
+};
+using Page = QList<Word>;
+
+QByteArray run(const QString& program, const QStringList& arguments) {
+    QProcess process;
+    process.start(program, arguments);
+    if (!process.waitForFinished(60000) || process.exitStatus() != QProcess::NormalExit ||
+        process.exitCode() != 0)
+        qFatal("%s failed: %s", qPrintable(program), process.readAllStandardError().constData());
+    return process.readAllStandardOutput();
+}
+
+// Every page's words with their boxes, as poppler reads them back.
+QList<Page> words(const QString& pdf) {
+    const QString text = QString::fromUtf8(run("pdftotext", {"-bbox", pdf, "-"}));
+    QList<Page> pages;
+    static const QRegularExpression tag(
+        QStringLiteral("<page |<word xMin=\"([\\d.]+)\" yMin=\"([\\d.]+)\" xMax=\"([\\d.]+)\" "
+                       "yMax=\"([\\d.]+)\">([^<]*)</word>"));
+    for (auto it = tag.globalMatch(text); it.hasNext();) {
+        const auto m = it.next();
+        if (m.captured(0) == "<page ") {
+            pages << Page();
+            continue;
+        }
+        const double x0 = m.captured(1).toDouble(), y0 = m.captured(2).toDouble();
+        pages.last() << Word{m.captured(5), QRectF(QPointF(x0, y0), QPointF(m.captured(3).toDouble(),
+                                                                            m.captured(4).toDouble()))};
+    }
+    return pages;
+}
+
+const Word* find(const Page& page, const QString& text, int occurrence = 0) {
+    for (const Word& word : page)
+        if (word.text == text && occurrence-- == 0)
+            return &word;
+    return nullptr;
+}
+
+// The pages drawn at 144 dpi: two pixels per point.
+QList<QImage> raster(const QString& pdf, const QString& dir) {
+    run("pdftoppm", {"-r", "144", "-png", pdf, dir + "/page"});
+    QList<QImage> pages;
+    for (const QString& name : QDir(dir).entryList({"page-*.png"}, QDir::Files, QDir::Name))
+        pages << QImage(dir + "/" + name).convertToFormat(QImage::Format_RGB32);
+    return pages;
+}
+
+bool near(QRgb pixel, QColor color, int tolerance) {
+    return std::abs(qRed(pixel) - color.red()) <= tolerance &&
+           std::abs(qGreen(pixel) - color.green()) <= tolerance &&
+           std::abs(qBlue(pixel) - color.blue()) <= tolerance;
+}
+
+// Boxes (in points) of the separate vertical runs of `color` inside the strip x0…x1.
+QList<QRectF> regions(const QImage& page, QColor color, double x0 = 0, double x1 = 612, int tolerance = 12) {
+    QList<QRectF> found;
+    QRect current;
+    for (int y = 0; y < page.height(); ++y) {
+        int left = -1, right = -1;
+        const auto* line = reinterpret_cast<const QRgb*>(page.constScanLine(y));
+        for (int x = int(x0 * 2); x < std::min(page.width(), int(x1 * 2)); ++x)
+            if (near(line[x], color, tolerance)) {
+                if (left < 0)
+                    left = x;
+                right = x;
+            }
+        if (left >= 0) {
+            current = current.isNull() ? QRect(left, y, right - left + 1, 1)
+                                       : current.united(QRect(left, y, right - left + 1, 1));
+        } else if (!current.isNull()) {
+            found << QRectF(current.x() / 2.0, current.y() / 2.0, current.width() / 2.0,
+                            current.height() / 2.0);
+            current = QRect();
+        }
+    }
+    if (!current.isNull())
+        found << QRectF(current.x() / 2.0, current.y() / 2.0, current.width() / 2.0, current.height() / 2.0);
+    return found;
+}
+
+QImage flat(int w, int h, QColor color) {
+    QImage image(w, h, QImage::Format_RGB32);
+    image.fill(color);
+    return image;
+}
+
+#define QCOMPARE_NEAR(actual, expected, tolerance)                                                           \
+    QVERIFY2(std::abs(double(actual) - double(expected)) <= (tolerance),                                     \
+             qPrintable(QStringLiteral("%1 = %2, expected %3").arg(#actual).arg(actual).arg(expected)))
+
+// The hairline rule under the title block: the rows mostly filled with the hairline colour.
+QRectF ruleOf(const QImage& page) {
+    QRectF rule;
+    for (int y = 0; y < page.height(); ++y) {
+        const auto* line = reinterpret_cast<const QRgb*>(page.constScanLine(y));
+        int left = -1, right = -1, count = 0;
+        for (int x = 0; x < page.width(); ++x)
+            if (near(line[x], QColor(209, 209, 214), 3)) {
+                ++count;
+                right = x;
+                if (left < 0)
+                    left = x;
+            }
+        if (count > 800)
+            rule = rule.united(QRectF(left / 2.0, y / 2.0, (right - left + 1) / 2.0, 0.5));
+    }
+    return rule;
+}
+
+// The words of the line that starts with `first`, and the gaps between them.
+QPair<QString, QList<double>> lineFrom(const Page& page, const QString& first) {
+    const Word* start = find(page, first);
+    if (!start)
+        return {};
+    QStringList texts;
+    QList<double> gaps;
+    double right = -1;
+    for (const Word& word : page)
+        if (std::abs(word.box.top() - start->box.top()) < 0.5 && word.box.left() >= start->box.left()) {
+            if (right >= 0)
+                gaps << word.box.left() - right;
+            texts << word.text;
+            right = word.box.right();
+        }
+    return {texts.join(' '), gaps};
+}
+
+const QColor accent(0, 122, 255);
+const QDate date(2025, 3, 6);
+
+} // namespace
+
+class TestPdfExport : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void layout_shrinksOrBreaksAndNumbersEveryPage() {
+        // Picture colours identify each step's picture on the rendered pages.
+        const QList<QColor> colors = {QColor(40, 170, 40), QColor(200, 40, 200), QColor(240, 160, 0),
+                                      QColor(120, 60, 0),  QColor(0, 200, 200),  QColor(230, 40, 40)};
+        QString tallTitle = QStringLiteral("Tall");
+        for (int i = 2; i <= 20; ++i)
+            tallTitle += QStringLiteral("\nline %1").arg(i);
+        const QList<Step> steps = {
+            Step::make(Image(flat(1600, 1000, colors[0])), 1,
+                       "Open the panel"), // 464 × 290 points after fitting
+            Step::make(Image(flat(928, 640, colors[1])), 2,
+                       "Pick a network"),                             // 464 × 320, shrunk to the page
+            Step::make(Image(flat(300, 200, colors[2])), 1, "Third"), // moves to page 2
+            Step::make(Image(flat(800, 600, colors[3])), 1,
+                       "A step title long enough that it has to wrap onto a second line of the column", {},
+                       "Short note."),
+            Step::make(Image(flat(464, 320, colors[4])), 1, tallTitle), // page 3, runs past the bottom
+            Step::make(Image(flat(200, 100, colors[5])), 1, "After"),   // page 4
+        };
+        QTemporaryDir dir;
+        const QString pdf = dir.filePath("layout.pdf");
+        const ExportResult result =
+            Exporter::writePdf("Layout", steps, ExportQuality::balanced, pdf, {}, date);
+        QCOMPARE(result.files, QStringList{pdf});
+        QCOMPARE(result.bytes, QFileInfo(pdf).size());
+
+        const QList<Page> text = words(pdf);
+        const QList<QImage> pages = raster(pdf, dir.path());
+        QCOMPARE(text.size(), 4);
+        QCOMPARE(pages.size(), 4);
+
+        // Title block: title at the top-left margin, meta line, hairline rule, first step 28 below it.
+        const Word* title = find(text[0], "Layout");
+        QVERIFY(title);
+        QCOMPARE_NEAR(title->box.left(), 54, 0.5);
+        QCOMPARE_NEAR(title->box.top(), 54, 1);
+        const Word* meta = find(text[0], "steps");
+        QVERIFY(meta && find(text[0], "6") && find(text[0], "March") && find(text[0], "2025") &&
+                find(text[0], "·"));
+        QCOMPARE(find(text[0], "6")->box.left(), 54.0);
+        QCOMPARE_NEAR(meta->box.top(), std::ceil(title->box.height()) + 58, 1.5);
+        const QRectF rule = ruleOf(pages[0]);
+        QVERIFY(!rule.isNull());
+        QCOMPARE_NEAR(rule.left(), 54, 0.5);
+        QCOMPARE_NEAR(rule.width(), 504, 0.5);
+        QCOMPARE_NEAR(rule.top(), meta->box.top() + 26, 1);
+
+        // Walk the steps as the layout rule says and compare with what was drawn.
+        int page = 0;
+        double y = rule.top() + 28;
+        QList<int> badgeIndex(4, 0);
+        for (int i = 0; i < steps.size(); ++i) {
+            const Step& step = steps[i];
+            const double w = step.rendered.width() / step.scale, h = step.rendered.height() / step.scale;
+            double f = std::min({464 / w, 320 / h, 1.0});
+            double ph = h * f;
+            const QList<QRectF> badges = regions(pages[page], accent, 50, 84);
+            const QRectF badge = badges.value(badgeIndex[page]);
+            const QList<QRectF> pictures = regions(pages[page], colors[i], 90, 612, 16);
+            // B is measured from what was drawn: the picture starts B below the block's top.
+            const double B = pictures.isEmpty() ? 0 : pictures.first().top() - badge.top();
+            if (y + B + ph > 730 && y > 55) {
+                const double avail = 730 - y - B;
+                if (avail >= 190) {
+                    QVERIFY2(i == 1, "only step 2 is meant to shrink");
+                    f = avail / h;
+                    ph = avail;
+                } else {
+                    QVERIFY2(i == 2 || i == 4 || i == 5,
+                             qPrintable(QStringLiteral("step %1 moved").arg(i + 1)));
+                    ++page;
+                    y = 54;
+                    i -= 1; // measure this step again on the new page
+                    continue;
+                }
+            }
+            QVERIFY2(!pictures.isEmpty(), qPrintable(QStringLiteral("picture of step %1").arg(i + 1)));
+            const QRectF picture = pictures.first();
+            QCOMPARE_NEAR(badge.left(), 54, 0.5);
+            QCOMPARE_NEAR(badge.top(), y, 1);
+            QCOMPARE_NEAR(badge.width(), 26, 1);
+            QCOMPARE_NEAR(badge.height(), 26, 1);
+            QCOMPARE_NEAR(picture.left(), 94, 0.5);
+            QCOMPARE_NEAR(picture.width(), w * f, 1.5);
+            QCOMPARE_NEAR(picture.height(), ph, 1.5);
+            ++badgeIndex[page];
+            y = picture.bottom() + 26;
+        }
+        QCOMPARE(page, 3);
+
+        // Step 2 was shrunk to end exactly at the bottom limit; the tall step at the top of page 3 was not.
+        QCOMPARE_NEAR(regions(pages[0], colors[1], 90, 612, 16).first().bottom(), 730, 1);
+        const QRectF tall = regions(pages[2], colors[4], 90, 612, 16).first();
+        QCOMPARE_NEAR(tall.height(), 320, 1);
+        QVERIFY(tall.bottom() > 730);
+
+        // Titles beside the badge: one line sits 4 points lower than its block top, two lines do not.
+        const QRectF firstBadge = regions(pages[0], accent, 50, 84).first();
+        const double oneLine = find(text[0], "Open")->box.top() - firstBadge.top();
+        const QRectF wrappedBadge = regions(pages[1], accent, 50, 84).value(1);
+        const Word* wrapped = find(text[1], "A");
+        QVERIFY(wrapped);
+        const double twoLines = wrapped->box.top() - wrappedBadge.top();
+        QCOMPARE_NEAR(oneLine - twoLines, 4, 0.75);
+        QCOMPARE_NEAR(twoLines, 0, 1);
+        QCOMPARE(find(text[0], "Open")->box.left(), 94.0);
+        // The note follows the title's block (26 or more) and 4 points; the picture 10 below the note.
+        const Word* note = find(text[1], "Short");
+        QVERIFY(note);
+        QCOMPARE(note->box.left(), 94.0);
+        const Word* lastTitleWord = find(text[1], "column");
+        QVERIFY(lastTitleWord);
+        QCOMPARE_NEAR(note->box.top(),
+                      std::ceil(lastTitleWord->box.bottom() - wrappedBadge.top()) + wrappedBadge.top() + 4,
+                      1.5);
+        const QRectF notedPicture = regions(pages[1], colors[3], 90, 612, 16).first();
+        QCOMPARE_NEAR(notedPicture.top(),
+                      std::ceil(note->box.bottom() - note->box.top()) + note->box.top() + 10, 1.5);
+
+        // Badge numbers are centred in their badges.
+        for (int p = 0; p < 4; ++p) {
+            const QList<QRectF> badges = regions(pages[p], accent, 50, 84);
+            QVERIFY(!badges.isEmpty());
+            for (const QRectF& badge : badges) {
+                const Word* number = nullptr;
+                for (const Word& word : text[p])
+                    if (word.box.center().y() > badge.top() && word.box.center().y() < badge.bottom() &&
+                        word.box.center().x() < 84)
+                        number = &word;
+                QVERIFY(number);
+                QCOMPARE_NEAR(number->box.center().x(), 67, 0.75);
+                QCOMPARE_NEAR(number->box.top(), badge.top() + 5.5, 1.5);
+            }
+        }
+
+        // Every page has its footer: the title at the left margin, "Page N" ending at the right margin.
+        for (int p = 0; p < 4; ++p) {
+            const Word* label = find(text[p], "Page");
+            QVERIFY2(label, qPrintable(QStringLiteral("footer of page %1").arg(p + 1)));
+            QCOMPARE_NEAR(label->box.top(), 746, 1);
+            const Word* last = nullptr;
+            for (const Word& word : text[p])
+                if (std::abs(word.box.top() - label->box.top()) < 1 && word.box.left() > label->box.left())
+                    last = &word;
+            QVERIFY(last && last->text == QString::number(p + 1));
+            QCOMPARE_NEAR(last->box.right(), 558, 0.75);
+            bool titleFooter = false;
+            for (const Word& word : text[p])
+                titleFooter |=
+                    word.text == "Layout" && std::abs(word.box.top() - 746) < 1 && word.box.left() == 54;
+            QVERIFY(titleFooter);
+        }
+    }
+
+    void pictures_areThePreparedBytes() {
+        QList<Step> steps;
+        for (int i = 0; i < 3; ++i)
+            steps << Step::make(Image(testing::screenshotLike(1400 + 300 * i, 900, quint32(i))), 2,
+                                QStringLiteral("Step %1").arg(i + 1));
+        QTemporaryDir dir;
+        for (ExportQuality quality : {ExportQuality::small, ExportQuality::balanced}) {
+            const QString pdf = dir.filePath(storedValue(quality) + ".pdf");
+            Exporter::writePdf("Pictures", steps, quality, pdf, {}, date);
+            const QString prefix = dir.filePath(storedValue(quality));
+            run("pdfimages", {"-j", pdf, prefix});
+            for (int i = 0; i < steps.size(); ++i) {
+                QFile extracted(QStringLiteral("%1-%2.jpg").arg(prefix).arg(i, 3, 10, QLatin1Char('0')));
+                QVERIFY2(extracted.open(QIODevice::ReadOnly), qPrintable(extracted.fileName()));
+                QCOMPARE(extracted.readAll(), Exporter::prepare(steps[i].rendered, quality)->data);
+            }
+            QVERIFY(!QFile::exists(
+                QStringLiteral("%1-%2.jpg").arg(prefix).arg(steps.size(), 3, 10, QLatin1Char('0'))));
+        }
+
+        // Full quality: lossless pictures at their own pixel size.
+        const QString pdf = dir.filePath("full.pdf");
+        Exporter::writePdf("Pictures", steps, ExportQuality::full, pdf, {}, date);
+        const QString list = QString::fromUtf8(run("pdfimages", {"-list", pdf}));
+        QVERIFY2(!list.contains("jpeg"), qPrintable(list));
+        run("pdfimages", {"-png", pdf, dir.filePath("full")});
+        for (int i = 0; i < steps.size(); ++i) {
+            const QImage extracted(
+                dir.filePath(QStringLiteral("full-%1.png").arg(i, 3, 10, QLatin1Char('0'))));
+            QCOMPARE(extracted.convertToFormat(QImage::Format_RGB32),
+                     steps[i].rendered.pixels().convertToFormat(QImage::Format_RGB32));
+        }
+    }
+
+    void document_hasTitleBookmarksAndCountsSteps() {
+        QTemporaryDir dir;
+        // No steps: one page with the title block and footer 1.
+        const QString empty = dir.filePath("empty.pdf");
+        Exporter::writePdf("Nothing yet", {}, ExportQuality::small, empty, {}, date);
+        QList<Page> text = words(empty);
+        QCOMPARE(text.size(), 1);
+        QVERIFY(find(text[0], "0") && find(text[0], "steps"));
+        QVERIFY(find(text[0], "Page") && find(text[0], "1"));
+
+        // One step: "1 step"; the title in the document information; one bookmark per step.
+        const QString one = dir.filePath("one.pdf");
+        const Step step = Step::make(Image(flat(200, 100, Qt::darkGreen)), 1, "Click Save");
+        Exporter::writePdf("Saving: a/b", {step, step}, ExportQuality::small, dir.filePath("two.pdf"), {},
+                           date);
+        Exporter::writePdf("Saving: a/b", {step}, ExportQuality::small, one, {}, date);
+        text = words(one);
+        QVERIFY(find(text[0], "step"));
+        QVERIFY(!find(text[0], "steps"));
+        // The meta line: two spaces either side of the middle dot, one elsewhere.
+        const auto [meta, gaps] = lineFrom(words(dir.filePath("two.pdf"))[0], "2");
+        QCOMPARE(meta, QStringLiteral("2 steps · 6 March 2025"));
+        QCOMPARE_NEAR(gaps[1], 2 * gaps[3], 0.3);
+        QCOMPARE_NEAR(gaps[2], 2 * gaps[3], 0.3);
+        QCOMPARE_NEAR(gaps[0], gaps[3], 0.3);
+        QVERIFY(
+            QString::fromUtf8(run("pdfinfo", {one})).contains(QRegularExpression("Title: +Saving: a/b\n")));
+        QFile raw(dir.filePath("two.pdf"));
+        QVERIFY(raw.open(QIODevice::ReadOnly));
+        const QByteArray bytes = raw.readAll();
+        QVERIFY(bytes.contains("/Outlines"));
+        QCOMPARE(bytes.count("/Title (1. Click Save)"), 1);
+        QCOMPARE(bytes.count("/Title (2. Click Save)"), 1);
+    }
+
+    void failure_namesTheFileAndLeavesNothing() {
+        QTemporaryDir dir;
+        const QString pdf = dir.filePath("missing/out.pdf");
+        try {
+            Exporter::writePdf("x", {}, ExportQuality::small, pdf);
+            QFAIL("no error");
+        } catch (const Error& error) {
+            QVERIFY2(error.message().contains(pdf), qPrintable(error.message()));
+        }
+        QVERIFY(!QFile::exists(pdf));
+
+        // An existing file is only replaced by a complete document.
+        const QString existing = dir.filePath("kept.pdf");
+        QFile file(existing);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("old");
+        file.close();
+        QVERIFY(QDir().mkpath(dir.filePath("folder.pdf")));
+        QVERIFY_THROWS_EXCEPTION(
+            Error, Exporter::writePdf("x", {}, ExportQuality::small, dir.filePath("folder.pdf")));
+        Exporter::writePdf("x", {}, ExportQuality::small, existing);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QVERIFY(file.readAll().startsWith("%PDF-"));
+    }
+};
+
+QTEST_MAIN(TestPdfExport)
+#include "test_pdf_export.moc"
