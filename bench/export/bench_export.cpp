@@ -1,0 +1,131 @@
+// Export of a long guide of 4K screenshots: wall time, output size and peak memory for every format
+// at every quality, and how close the PDF comes to the sum of its prepared JPEGs.
+//
+//   bench_export [--benchmark_filter=Pdf]      (TROVIX_BENCH_STEPS overrides the 100 steps)
+
+#include "export/Exporter.h"
+#include "render/ImageCodec.h"
+
+#include "support/ScreenshotLike.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QGuiApplication>
+#include <QTemporaryDir>
+
+#include <benchmark/benchmark.h>
+
+using namespace trovix;
+
+namespace {
+
+constexpr int distinctPictures = 10;
+
+int stepCount() {
+    const int steps = qEnvironmentVariableIntValue("TROVIX_BENCH_STEPS");
+    return steps > 0 ? steps : 100;
+}
+
+// Ten different screenshots, PNG-encoded once, as a guide folder holds them.
+const QList<QByteArray>& pngs() {
+    static const QList<QByteArray> list = [] {
+        QList<QByteArray> out;
+        for (int i = 0; i < distinctPictures; ++i)
+            out << ImageCodec::encodePng(testing::screenshotLike(3840, 2160, quint32(i)));
+        return out;
+    }();
+    return list;
+}
+
+// A guide as read from disk: every step's picture known only by its PNG bytes, decoded when needed.
+QList<Step> guideSteps() {
+    QList<Step> steps;
+    for (int i = 0; i < stepCount(); ++i)
+        steps << Step::make(Image::fromPng(pngs()[i % distinctPictures], QSize(3840, 2160)), 2,
+                            QStringLiteral("Click “Button %1” in Settings").arg(i + 1), {},
+                            i % 3 ? QString() : QStringLiteral("Then wait for the window to open."));
+    return steps;
+}
+
+qint64 preparedBytes(ExportQuality quality) {
+    qint64 sum = 0;
+    for (int i = 0; i < stepCount(); ++i)
+        sum += Exporter::prepare(Image::fromPng(pngs()[i % distinctPictures], QSize(3840, 2160)), quality)
+                   ->data.size();
+    return sum;
+}
+
+// Resets the peak resident size so each run reports its own.
+void resetPeak() {
+    QFile file(QStringLiteral("/proc/self/clear_refs"));
+    if (file.open(QIODevice::WriteOnly))
+        file.write("5");
+}
+
+double peakMegabytes() {
+    QFile file(QStringLiteral("/proc/self/status"));
+    if (!file.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray& line : file.readAll().split('\n'))
+        if (line.startsWith("VmHWM:"))
+            return line.mid(6).trimmed().split(' ').first().toDouble() / 1024;
+    return 0;
+}
+
+void exportGuide(benchmark::State& state, ExportFormat format, ExportQuality quality) {
+    const QList<Step> steps = guideSteps();
+    for (const Step& step : steps)
+        step.rendered.dropPixels();
+    qint64 bytes = 0;
+    double peak = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        QTemporaryDir dir;
+        const QString target = dir.filePath(format == ExportFormat::markdown ? "Guide"
+                                            : format == ExportFormat::html   ? "Guide.html"
+                                                                             : "Guide.pdf");
+        resetPeak();
+        state.ResumeTiming();
+        bytes = Exporter::write(format, QStringLiteral("Benchmark guide"), steps, quality, target).bytes;
+        state.PauseTiming();
+        peak = peakMegabytes();
+        state.ResumeTiming();
+    }
+    state.counters["output_MB"] = double(bytes) / 1e6;
+    state.counters["peak_RSS_MB"] = peak;
+    if (format == ExportFormat::pdf && quality != ExportQuality::full) {
+        const qint64 jpegs = preparedBytes(quality);
+        state.counters["jpegs_MB"] = double(jpegs) / 1e6;
+        state.counters["pdf_over_jpegs_KB"] = double(bytes - jpegs) / 1e3;
+        state.counters["pdf_over_jpegs_pct"] = 100.0 * double(bytes - jpegs) / double(jpegs);
+    }
+}
+
+void registerAll() {
+    const std::pair<ExportFormat, const char*> formats[] = {
+        {ExportFormat::markdown, "Markdown"}, {ExportFormat::html, "Html"}, {ExportFormat::pdf, "Pdf"}};
+    for (const auto& [format, formatName] : formats)
+        for (ExportQuality quality : allExportQualities) {
+            const std::string name =
+                std::string("Export/") + formatName + "/" + storedValue(quality).toStdString();
+            benchmark::RegisterBenchmark(
+                name.c_str(),
+                [format, quality](benchmark::State& state) { exportGuide(state, format, quality); })
+                ->Iterations(1)
+                ->Unit(benchmark::kSecond)
+                ->UseRealTime();
+        }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    registerAll();
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
