@@ -100,7 +100,9 @@ PangoLayout* PdfWriter::layout(const QString& text, const Style& style, double w
     } else {
         pango_layout_set_wrap(layout, PANGO_WRAP_WORD_CHAR);
     }
-    const QByteArray utf8 = text.toUtf8();
+    // A line break in a title would push the footer or the meta line onto a second line.
+    const QByteArray utf8 =
+        style.oneLine ? QString(text).replace(QLatin1Char('\n'), QLatin1Char(' ')).toUtf8() : text.toUtf8();
     pango_layout_set_text(layout, utf8.constData(), int(utf8.size()));
     return layout;
 }

@@ -138,9 +138,8 @@ int main(int argc, char** argv) {
     }
 
     const QString target = destination(*chosenFormat, guideFolder, guide.title, parser.value(output));
-    // Never write into the guide folder itself (a Markdown folder named like it, for instance).
-    if (QFileInfo(target).absoluteFilePath() == guideFolder ||
-        QFileInfo(target).absolutePath() == guideFolder)
+    // A Markdown export must not fill the guide folder itself with its guide.md and images.
+    if (QFileInfo(target).absoluteFilePath() == guideFolder)
         return usageError(QStringLiteral("the export would be written into the guide folder \u201C%1\u201D; "
                                          "choose another place with --output")
                               .arg(guideFolder));
