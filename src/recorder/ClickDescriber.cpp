@@ -1,0 +1,117 @@
+#include "recorder/ClickDescriber.h"
+
+#include <QTextBoundaryFinder>
+
+namespace trovix {
+
+namespace {
+
+// User-perceived characters (grapheme clusters), counted no further than limit.
+int graphemeCount(const QString& text, int limit) {
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
+    int count = 0;
+    while (finder.toNextBoundary() != -1 && count < limit)
+        ++count;
+    return count;
+}
+
+} // namespace
+
+const QStringList& ClickDescriber::interactiveRoles() {
+    static const QStringList roles{
+        QStringLiteral("AXButton"),      QStringLiteral("AXLink"),
+        QStringLiteral("AXMenuItem"),    QStringLiteral("AXMenuBarItem"),
+        QStringLiteral("AXCheckBox"),    QStringLiteral("AXRadioButton"),
+        QStringLiteral("AXPopUpButton"), QStringLiteral("AXMenuButton"),
+        QStringLiteral("AXTextField"),   QStringLiteral("AXTextArea"),
+        QStringLiteral("AXComboBox"),    QStringLiteral("AXTab"),
+        QStringLiteral("AXTabButton"),   QStringLiteral("AXDisclosureTriangle"),
+        QStringLiteral("AXSlider"),      QStringLiteral("AXSegmentedControl"),
+        QStringLiteral("AXCell"),        QStringLiteral("AXRow"),
+    };
+    return roles;
+}
+
+std::optional<QString> ClickDescriber::string(const AccessibleElement& element, ElementAttribute attribute) {
+    std::optional<QString> value = element.text(attribute);
+    if (!value || value->isEmpty())
+        return std::nullopt;
+    constexpr int limit = 80;
+    if (graphemeCount(*value, limit) >= limit)
+        return std::nullopt;
+    return value;
+}
+
+std::optional<QRectF> ClickDescriber::frameOf(const AccessibleElement& element) {
+    const std::optional<QPointF> position = element.position();
+    if (!position)
+        return std::nullopt;
+    const std::optional<QSizeF> size = element.size();
+    if (!size)
+        return std::nullopt;
+    return QRectF(*position, *size);
+}
+
+QString ClickDescriber::fallbackTitle(const std::optional<QString>& applicationName) {
+    QString title = QStringLiteral("Click");
+    if (applicationName && !applicationName->isEmpty())
+        title += QStringLiteral(" in ") + *applicationName;
+    return title;
+}
+
+ClickTarget ClickDescriber::describe(const AccessibleDesktop& desktop, QPointF location,
+                                     const std::optional<QRectF>& primaryDisplay) {
+    const std::optional<QString> application = desktop.frontmostApplicationName();
+    const QString suffix =
+        application && !application->isEmpty() ? QStringLiteral(" in ") + *application : QString();
+    const ClickTarget fallback{QStringLiteral("Click") + suffix, std::nullopt};
+
+    if (!desktop.isTrusted() || !primaryDisplay)
+        return fallback;
+    const ElementRef hit = desktop.elementAt(location);
+    if (!hit)
+        return fallback;
+
+    // The nearest interactive control among the hit element and its first ancestors; the hit
+    // element itself when there is none (or the chain breaks).
+    ElementRef chosen = hit;
+    ElementRef element = hit;
+    for (int round = 0; round < climbLimit; ++round) {
+        const std::optional<QString> role = string(*element, ElementAttribute::role);
+        if (role && interactiveRoles().contains(*role)) {
+            chosen = element;
+            break;
+        }
+        if (round == climbLimit - 1)
+            break;
+        ElementRef parent = element->parent();
+        if (!parent)
+            break;
+        element = std::move(parent);
+    }
+
+    std::optional<QRectF> frame = frameOf(*chosen);
+    if (frame && (frame->width() < minimumFrameSide || frame->height() < minimumFrameSide))
+        frame.reset();
+    const double displayArea = primaryDisplay->width() * primaryDisplay->height();
+    if (frame && frame->width() * frame->height() > maximumFrameShare * displayArea)
+        frame.reset();
+
+    std::optional<QString> label = string(*chosen, ElementAttribute::title);
+    if (!label)
+        label = string(*chosen, ElementAttribute::description);
+    if (!label)
+        label = string(*hit, ElementAttribute::title);
+    if (!label)
+        label = string(*hit, ElementAttribute::description);
+    if (!label)
+        label = string(*hit, ElementAttribute::value);
+
+    if (label)
+        return {QStringLiteral("Click \u201C") + *label + QStringLiteral("\u201D") + suffix, frame};
+    if (const std::optional<QString> role = string(*chosen, ElementAttribute::roleDescription))
+        return {QStringLiteral("Click the ") + *role + suffix, frame};
+    return {fallback.title, frame};
+}
+
+} // namespace trovix
