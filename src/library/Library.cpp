@@ -1,16 +1,16 @@
 #include "library/Library.h"
 
 #include <QDir>
-#include <QFileInfo>
 #include <QSettings>
 #include <QStandardPaths>
+#include <QtConcurrent/QtConcurrentMap>
 
 #include <algorithm>
+#include <cmath>
 
 namespace trovix {
 
-QString Library::folder()
-{
+QString Library::folder() {
     const QVariant stored = QSettings().value(QStringLiteral("libraryFolder"));
     if (stored.typeId() == QMetaType::QString)
         return stored.toString();
@@ -20,32 +20,69 @@ QString Library::folder()
     return QDir(documents).filePath(QStringLiteral("Trovix"));
 }
 
-void Library::ensureFolder()
-{
+void Library::ensureFolder() {
     QDir().mkpath(folder());
 }
 
-QList<GuideSummary> Library::scan(const QString& folder)
-{
+bool Library::isGuideName(QStringView name) {
+    const qsizetype dot = name.lastIndexOf(u'.');
+    return dot >= 0 && name.mid(dot + 1) == u"trovix";
+}
+
+QSize Library::coverSize(QSize image, QSize box) {
+    if (image.isEmpty() || box.isEmpty())
+        return image;
+    const double factor =
+        std::max(double(box.width()) / image.width(), double(box.height()) / image.height());
+    if (factor >= 1)
+        return image;
+    return QSize(std::max(1, int(std::ceil(image.width() * factor))),
+                 std::max(1, int(std::ceil(image.height() * factor))));
+}
+
+QList<GuideSummary> Library::scan(const QString& folder, QSize thumbnailSize) {
     const QDir dir(folder);
-    // Hidden entries count too; only the exact, case-sensitive extension does.
+    // Hidden entries count too; only the exact, case-sensitive extension does. Files and folders
+    // alike: a file simply yields no summary.
+    QStringList paths;
     const QStringList names =
         dir.entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Unsorted);
-    QList<GuideSummary> list;
     for (const QString& name : names) {
-        const int dot = name.lastIndexOf(u'.');
-        if (dot < 0 || QStringView(name).mid(dot + 1) != u"trovix")
-            continue;
-        if (auto summary = GuideStore::summary(dir.filePath(name)))
-            list.append(std::move(*summary));
+        if (isGuideName(name))
+            paths.append(dir.filePath(name));
     }
-    std::stable_sort(list.begin(), list.end(),
-                     [](const GuideSummary& a, const GuideSummary& b) { return a.modified > b.modified; });
+
+    // Each summary decodes a thumbnail, which dominates a large library's scan; blockingMapped keeps
+    // the listing order and lets the calling thread take part, so it is safe inside a pool task.
+    const QList<std::optional<GuideSummary>> read =
+        QtConcurrent::blockingMapped(paths, [thumbnailSize](const QString& path) {
+            std::optional<GuideSummary> summary = GuideStore::summary(path);
+            // A listing holds every thumbnail at once: keep only the pixels a card can show.
+            if (summary && !summary->thumbnail.isNull() && !thumbnailSize.isEmpty()) {
+                const QSize size = coverSize(summary->thumbnail.size(), thumbnailSize);
+                if (size != summary->thumbnail.size())
+                    summary->thumbnail =
+                        summary->thumbnail.scaled(size, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+            }
+            return summary;
+        });
+
+    QList<GuideSummary> list;
+    list.reserve(read.size());
+    for (const auto& summary : read) {
+        if (summary)
+            list.append(*summary);
+    }
+    sortNewestFirst(list);
     return list;
 }
 
-LibraryNotifier& LibraryNotifier::instance()
-{
+void Library::sortNewestFirst(QList<GuideSummary>& list) {
+    std::stable_sort(list.begin(), list.end(),
+                     [](const GuideSummary& a, const GuideSummary& b) { return a.modified > b.modified; });
+}
+
+LibraryNotifier& LibraryNotifier::instance() {
     static LibraryNotifier notifier;
     return notifier;
 }

@@ -4,6 +4,7 @@
 
 #include <QList>
 #include <QObject>
+#include <QSize>
 #include <QString>
 
 namespace trovix {
@@ -11,17 +12,28 @@ namespace trovix {
 // The library folder, its scan and the change notification.
 class Library {
 public:
-    // The "libraryFolder" setting's path when set, else the documents folder's "Trovix".
+    // The "libraryFolder" setting's path when set (unchecked), else the documents folder's "Trovix".
+    // Read afresh on every call.
     static QString folder();
     // Creates folder() with its parents; silent when it exists or cannot be made.
     static void ensureFolder();
     // The guide folders ("*.trovix", case-sensitive, hidden ones too) of `folder`, newest first
-    // (stable). Unreadable entries are dropped; a missing folder gives an empty list. Any thread.
-    static QList<GuideSummary> scan(const QString& folder);
+    // (stable, in listing order for equal dates). Unreadable entries are dropped; a missing folder
+    // gives an empty list. Thumbnails are decoded just large enough to cover `thumbnailSize` pixels
+    // (full size when empty). Any thread; the summaries are read in parallel on the global pool.
+    static QList<GuideSummary> scan(const QString& folder, QSize thumbnailSize = {});
+
+    // Strictly later modification dates first; equal dates keep their order.
+    static void sortNewestFirst(QList<GuideSummary>& list);
+    // Whether a directory entry's name passes the library's extension test.
+    static bool isGuideName(QStringView name);
+    // The smallest size of `image`'s aspect that covers `box`, never larger than `image`.
+    static QSize coverSize(QSize image, QSize box);
 };
 
-// The process-wide notification that the library's contents may have changed (after each successful
-// save). Delivery is synchronous on the posting thread.
+// The process-wide notification "TrovixLibraryChanged": the library's contents may have changed
+// (posted after each successful save). Delivery is synchronous on the posting thread; connections end
+// with their receivers.
 class LibraryNotifier : public QObject {
     Q_OBJECT
 public:
