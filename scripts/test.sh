@@ -1,11 +1,29 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds Trovix with its tests and runs every test: unit tests headless,
-# platform and end-to-end tests each in their own Xvfb session.
+# platform and end-to-end tests each in their own Xvfb session. Then the same suite once more in an
+# AddressSanitizer + UndefinedBehaviorSanitizer build (skip it with TROVIX_NO_SANITIZERS=1).
+# Arguments go to ctest (for example -L unit, or -R test_guide).
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/scripts/install-deps.sh"
-build="$root/build/test"
-cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build "$build"
-cd "$build"
-ctest --output-on-failure --timeout 600 -j "$(nproc)" "$@"
+jobs=$(nproc)
+
+run_suite() { # build-dir, cmake options...
+    local build=$1
+    shift
+    cmake -S "$root" -B "$build" -G Ninja "$@" >/dev/null
+    cmake --build "$build" -j "$jobs"
+    (cd "$build" && ctest --output-on-failure --timeout 600 -j "$jobs" "${ctest_args[@]}")
+}
+
+ctest_args=("$@")
+echo "== Tests (RelWithDebInfo)"
+run_suite "$root/build/test" -DCMAKE_BUILD_TYPE=RelWithDebInfo
+
+if [ -z "${TROVIX_NO_SANITIZERS:-}" ]; then
+    echo "== Tests (AddressSanitizer + UndefinedBehaviorSanitizer)"
+    export ASAN_OPTIONS="detect_leaks=1:abort_on_error=1:detect_stack_use_after_return=0"
+    export LSAN_OPTIONS="suppressions=$root/tests/support/lsan.supp:print_suppressions=0"
+    export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
+    run_suite "$root/build/asan" -DCMAKE_BUILD_TYPE=Debug -DTROVIX_SANITIZE=ON -DTROVIX_BUILD_BENCH=OFF
+fi
