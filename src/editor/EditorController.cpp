@@ -1,0 +1,249 @@
+#include "editor/EditorController.h"
+
+#include "editor/CanvasView.h"
+#include "platform/Dialogs.h"
+#include "render/ImageCodec.h"
+#include "render/Renderer.h"
+
+#include <QApplication>
+#include <QButtonGroup>
+#include <QClipboard>
+#include <QCloseEvent>
+#include <QFileInfo>
+#include <QHBoxLayout>
+#include <QMimeData>
+#include <QPushButton>
+#include <QSaveFile>
+#include <QScreen>
+#include <QScrollArea>
+#include <QShortcut>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+#include <algorithm>
+#include <cmath>
+
+namespace trovix {
+
+namespace {
+
+QList<EditorController*>& openList() {
+    static QList<EditorController*> list;
+    return list;
+}
+
+// The annotated picture at the base's full pixel size; null when it cannot be made.
+QImage renderedPicture(const CanvasView& canvas) {
+    return Renderer::render(canvas.base().pixels(), canvas.annotations(), canvas.scale());
+}
+
+} // namespace
+
+EditorController::EditorController(const Image& base, double scale, const QList<Annotation>& annotations,
+                                   const QString& title, DoneCallback onDone)
+    : m_window(std::make_unique<QWidget>())
+    , m_onDone(std::move(onDone)) {
+    m_canvas = new CanvasView(base, scale, annotations);
+    m_window->setWindowTitle(title);
+    m_window->installEventFilter(this);
+    buildUI();
+    m_window->resize(contentSize(m_canvas->pointSize()));
+
+    QScreen* screen = QApplication::activeWindow() ? QApplication::activeWindow()->screen()
+                                                   : QGuiApplication::primaryScreen();
+    if (screen) {
+        QRect frame(QPoint(), m_window->size());
+        frame.moveCenter(screen->availableGeometry().center());
+        m_window->move(frame.topLeft());
+    }
+
+    openList().append(this);
+    m_window->show();
+    m_window->raise();
+    m_window->activateWindow();
+}
+
+EditorController::~EditorController() {
+    openList().removeAll(this);
+    if (m_window)
+        m_window->removeEventFilter(this);
+}
+
+const QList<EditorController*>& EditorController::openEditors() {
+    return openList();
+}
+
+const QList<Kind>& EditorController::toolKinds() {
+    static const QList<Kind> kinds{Kind::arrow, Kind::rect, Kind::highlight,
+                                   Kind::blur,  Kind::text, Kind::step};
+    return kinds;
+}
+
+QString EditorController::label(Kind kind) {
+    switch (kind) {
+    case Kind::arrow:
+        return QStringLiteral("Arrow");
+    case Kind::rect:
+        return QStringLiteral("Box");
+    case Kind::highlight:
+        return QStringLiteral("Highlight");
+    case Kind::blur:
+        return QStringLiteral("Pixelate");
+    case Kind::text:
+        return QStringLiteral("Text");
+    case Kind::step:
+        return QStringLiteral("Step #");
+    case Kind::ring:
+        return QStringLiteral("Click");
+    case Kind::target:
+        return QStringLiteral("Target");
+    }
+    return {};
+}
+
+QSize EditorController::contentSize(QSizeF pointSize) {
+    const double width = std::min(std::max(pointSize.width(), 640.0), 1300.0);
+    const double height = std::min(pointSize.height(), 800.0) + toolBarHeight;
+    return QSize(int(std::ceil(width)), int(std::ceil(height)));
+}
+
+QPushButton* EditorController::button(const QString& title, void (EditorController::*action)()) {
+    auto* button = new QPushButton(title);
+    // Sized to the title: the tool bar has to fit the narrowest window.
+    button->setMinimumWidth(button->fontMetrics().horizontalAdvance(title) + 24);
+    button->setFocusPolicy(Qt::TabFocus);
+    connect(button, &QPushButton::clicked, this, action);
+    return button;
+}
+
+void EditorController::buildUI() {
+    // The tool selector: one segment per tool, exactly one selected.
+    auto* segments = new QWidget;
+    auto* segmentsLayout = new QHBoxLayout(segments);
+    segmentsLayout->setContentsMargins(0, 0, 0, 0);
+    segmentsLayout->setSpacing(0);
+    m_tools = new QButtonGroup(this);
+    m_tools->setExclusive(true);
+    for (int i = 0; i < toolKinds().size(); ++i) {
+        auto* segment = new QToolButton;
+        segment->setText(label(toolKinds()[i]));
+        segment->setCheckable(true);
+        segment->setFocusPolicy(Qt::TabFocus);
+        m_tools->addButton(segment, i);
+        segmentsLayout->addWidget(segment);
+    }
+    m_tools->button(0)->setChecked(true);
+    connect(m_tools, &QButtonGroup::idClicked, this, &EditorController::toolChanged);
+
+    auto* toolBar = new QWidget;
+    toolBar->setFixedHeight(toolBarHeight);
+    auto* bar = new QHBoxLayout(toolBar);
+    bar->setContentsMargins(10, 8, 10, 8);
+    bar->setSpacing(8);
+    bar->addWidget(segments);
+    bar->addWidget(button(QStringLiteral("Undo"), &EditorController::undo));
+    bar->addStretch(1);
+    bar->addWidget(button(QStringLiteral("Copy"), &EditorController::copyImage));
+    bar->addWidget(button(QStringLiteral("Save…"), &EditorController::save));
+    if (m_onDone) {
+        QPushButton* doneButton = button(QStringLiteral("Done"), &EditorController::done);
+        doneButton->setObjectName(QStringLiteral("done"));
+        doneButton->setDefault(true);
+        for (int key : {Qt::Key_Return, Qt::Key_Enter}) {
+            auto* shortcut = new QShortcut(QKeySequence(key), m_window.get());
+            connect(shortcut, &QShortcut::activated, this, &EditorController::done);
+        }
+        bar->addWidget(doneButton);
+    }
+
+    m_scroll = new QScrollArea;
+    m_scroll->setFrameShape(QFrame::NoFrame);
+    m_scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    m_scroll->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    m_scroll->setWidget(m_canvas);
+    // A short screenshot gives a short window: no minimum height beyond the tool bar.
+    m_scroll->setMinimumSize(1, 1);
+
+    auto* content = new QVBoxLayout(m_window.get());
+    content->setContentsMargins(0, 0, 0, 0);
+    content->setSpacing(0);
+    content->addWidget(toolBar);
+    content->addWidget(m_scroll, 1);
+}
+
+void EditorController::toolChanged(int segment) {
+    if (segment >= 0 && segment < toolKinds().size())
+        m_canvas->setKind(toolKinds()[segment]);
+}
+
+void EditorController::undo() {
+    m_canvas->undo();
+}
+
+void EditorController::copyImage() {
+    QImage picture = renderedPicture(*m_canvas);
+    if (picture.isNull())
+        return;
+    // The pixel density says how large the picture is in points, so a paste into a document comes out
+    // at the size it had on screen.
+    if (m_canvas->scale() > 0) {
+        const int dotsPerMeter = int(std::lround(m_canvas->scale() * 72 / 0.0254));
+        picture.setDotsPerMeterX(dotsPerMeter);
+        picture.setDotsPerMeterY(dotsPerMeter);
+    }
+    const QByteArray png = ImageCodec::encodePng(picture);
+    if (png.isEmpty())
+        return;
+    auto* mime = new QMimeData;
+    mime->setImageData(picture);
+    mime->setData(QStringLiteral("image/png"), png);
+    QClipboard* clipboard = QGuiApplication::clipboard();
+    clipboard->clear();
+    clipboard->setMimeData(mime);
+}
+
+void EditorController::save() {
+    const QImage picture = renderedPicture(*m_canvas);
+    if (picture.isNull())
+        return;
+    // Encoded before the panel opens: what is saved is the picture as it was when Save… was chosen.
+    const QByteArray png = ImageCodec::encodePng(picture);
+    if (png.isEmpty())
+        return;
+
+    Dialogs::SavePanel panel;
+    panel.proposedName = QStringLiteral("Screenshot.png");
+    panel.suffixes = {QStringLiteral("png")};
+    QString path = Dialogs::current().save(m_window.get(), panel);
+    if (path.isEmpty())
+        return;
+    if (QFileInfo(path).suffix().compare(QLatin1String("png"), Qt::CaseInsensitive) != 0)
+        path += QStringLiteral(".png");
+    // Replaces any file of that name; a failed write leaves the editor as it was.
+    QSaveFile file(path);
+    if (file.open(QIODevice::WriteOnly) && file.write(png) == png.size())
+        file.commit();
+}
+
+void EditorController::done() {
+    if (m_onDone)
+        m_onDone(m_canvas->annotations());
+    m_window->close();
+}
+
+bool EditorController::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == m_window.get() && event->type() == QEvent::Close) {
+        // Nothing here refuses a close; the window goes away once the event has been handled.
+        windowWillClose();
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+void EditorController::windowWillClose() {
+    if (!openList().contains(this))
+        return;
+    openList().removeAll(this);
+    deleteLater();
+}
+
+} // namespace trovix
