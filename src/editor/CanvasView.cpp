@@ -177,8 +177,10 @@ void CanvasView::paintEvent(QPaintEvent* event) {
 }
 
 void CanvasView::mousePressEvent(QMouseEvent* event) {
-    if (event->button() != Qt::LeftButton)
+    if (event->button() != Qt::LeftButton) {
+        event->ignore();
         return;
+    }
     const QPointF p = event->position();
     switch (m_kind) {
     case Kind::text: {

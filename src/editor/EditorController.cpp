@@ -156,6 +156,12 @@ void EditorController::buildUI() {
         bar->addWidget(doneButton);
     }
 
+    // The usual keys for the buttons that have one.
+    const QList<std::pair<QKeySequence::StandardKey, void (EditorController::*)()>> keys{
+        {QKeySequence::Undo, &EditorController::undo}, {QKeySequence::Copy, &EditorController::copyImage}};
+    for (const auto& [key, action] : keys)
+        connect(new QShortcut(QKeySequence(key), m_window.get()), &QShortcut::activated, this, action);
+
     m_scroll = new QScrollArea;
     m_scroll->setFrameShape(QFrame::NoFrame);
     m_scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);

@@ -134,6 +134,10 @@ private Q_SLOTS:
         QCOMPARE(canvas->annotations().size(), 1);
         QCOMPARE(canvas->annotations()[0].kind, Kind::step);
         QCOMPARE(canvas->kind(), Kind::step);
+        // Ctrl+Z is Undo too.
+        QVERIFY(QTest::qWaitForWindowActive(editor->window()));
+        QTest::keyClick(editor->window(), Qt::Key_Z, Qt::ControlModifier);
+        QVERIFY(canvas->annotations().isEmpty());
     }
 
     void done_handsBackTheListAndClosesWhileCloseDiscards() {
