@@ -3,43 +3,49 @@
 #include "render/ImageCodec.h"
 
 #include <QFuture>
-#include <QPainter>
 #include <QtConcurrent/QtConcurrentRun>
 
+#include <condition_variable>
 #include <mutex>
 
 namespace trovix {
 
+// The cache is guarded by `mutex`, but the slow work (decoding, rendering, encoding) runs outside it,
+// so a thread that only asks hasPixels() or hasPng() never waits for a decode on another thread.
+// `making` marks pixels being made; other threads that need them wait on `ready` instead of making
+// them a second time.
 struct Image::Data {
     QSize size;
-    Source make;         // re-makes the pixels; empty when they come from pixels or PNG only
+    Source make; // re-makes the pixels; empty when they come from pixels or PNG only
     mutable std::mutex mutex;
-    QImage pixels;       // cache; may be dropped when png or make can restore it
-    QByteArray png;      // encoded once, then kept
+    std::condition_variable ready;
+    bool making = false;
+    QImage pixels;  // cache; may be dropped when png or make can restore it
+    QByteArray png; // encoded once, then kept
     QFuture<QByteArray> encoding;
 };
 
 namespace {
 
-QImage normalized(const QImage& image)
-{
-    if (image.isNull() || image.format() == QImage::Format_ARGB32_Premultiplied ||
-        image.format() == QImage::Format_RGB32)
+// Every decoded picture is kept in one format, so that equal pixels compare equal whatever they were
+// made from (opaque pixels are the same words in RGB32 and ARGB32 premultiplied).
+QImage normalized(const QImage& image) {
+    if (image.isNull() || image.format() == QImage::Format_ARGB32_Premultiplied)
         return image;
     return image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
 }
 
-QImage placeholder(QSize size)
-{
-    QImage image(size.isValid() && !size.isEmpty() ? size : QSize(1, 1), QImage::Format_RGB32);
+QImage placeholder(QSize size) {
+    QImage image(size.isValid() && !size.isEmpty() ? size : QSize(1, 1), QImage::Format_ARGB32_Premultiplied);
+    if (image.isNull()) // too large to allocate: a small grey square stands in
+        image = QImage(1, 1, QImage::Format_ARGB32_Premultiplied);
     image.fill(QColor(200, 200, 200));
     return image;
 }
 
 } // namespace
 
-Image::Image(const QImage& pixels)
-{
+Image::Image(const QImage& pixels) {
     if (pixels.isNull())
         return;
     d = std::make_shared<Data>();
@@ -47,8 +53,7 @@ Image::Image(const QImage& pixels)
     d->size = d->pixels.size();
 }
 
-Image Image::fromPng(QByteArray png, QSize size)
-{
+Image Image::fromPng(QByteArray png, QSize size) {
     Image image;
     image.d = std::make_shared<Data>();
     image.d->png = std::move(png);
@@ -56,8 +61,7 @@ Image Image::fromPng(QByteArray png, QSize size)
     return image;
 }
 
-Image Image::lazy(QSize size, Source make)
-{
+Image Image::lazy(QSize size, Source make) {
     Image image;
     image.d = std::make_shared<Data>();
     image.d->size = size;
@@ -65,80 +69,81 @@ Image Image::lazy(QSize size, Source make)
     return image;
 }
 
-QSize Image::size() const
-{
+QSize Image::size() const {
     return d ? d->size : QSize();
 }
 
-QImage Image::pixels() const
-{
+QImage Image::pixels() const {
     if (!d)
         return {};
     std::unique_lock lock(d->mutex);
+    d->ready.wait(lock, [&] { return !d->making; });
     if (!d->pixels.isNull())
         return d->pixels;
+
+    d->making = true;
+    const Source make = d->make;
+    QByteArray png = d->png;
+    QFuture<QByteArray> encoding = d->encoding;
+    lock.unlock();
+
     QImage made;
-    if (d->make) {
-        // Making may take a while (rendering); other threads asking meanwhile wait for the result
-        // rather than making it twice.
-        made = normalized(d->make());
+    if (make) {
+        made = normalized(make());
     } else {
-        QByteArray png = d->png;
-        if (png.isEmpty() && d->encoding.isValid()) {
-            lock.unlock();
-            png = d->encoding.result();
-            lock.lock();
-        }
+        if (png.isEmpty() && encoding.isValid())
+            png = encoding.result();
         made = normalized(ImageCodec::decode(png));
     }
+    // A picture that cannot be decoded, or decodes to another size than its header promised, is
+    // shown as a grey placeholder: the guide stays usable and its file stays as it was.
     if (made.isNull() || made.size() != d->size)
         made = placeholder(d->size);
+
+    lock.lock();
     d->pixels = made;
+    d->making = false;
+    lock.unlock();
+    d->ready.notify_all();
     return made;
 }
 
-bool Image::hasPixels() const
-{
+bool Image::hasPixels() const {
     if (!d)
         return false;
     std::lock_guard lock(d->mutex);
     return !d->pixels.isNull();
 }
 
-QByteArray Image::png() const
-{
+QByteArray Image::png() const {
     if (!d)
         return {};
     std::unique_lock lock(d->mutex);
     if (!d->png.isEmpty())
         return d->png;
-    if (d->encoding.isValid()) {
-        QFuture<QByteArray> encoding = d->encoding;
-        lock.unlock();
-        QByteArray bytes = encoding.result();
-        lock.lock();
-        if (d->png.isEmpty())
-            d->png = bytes;
-        return d->png;
-    }
+    QFuture<QByteArray> encoding = d->encoding;
     lock.unlock();
-    QByteArray bytes = ImageCodec::encodePng(pixels());
+
+    QByteArray bytes;
+    if (encoding.isValid())
+        bytes = encoding.result();
+    if (bytes.isEmpty()) // not started, or the background attempt failed: encode here
+        bytes = ImageCodec::encodePng(pixels());
+
     lock.lock();
     if (d->png.isEmpty())
         d->png = bytes;
     return d->png;
 }
 
-bool Image::hasPng() const
-{
+bool Image::hasPng() const {
     if (!d)
         return false;
     std::lock_guard lock(d->mutex);
     return !d->png.isEmpty();
 }
 
-void Image::encodeInBackground() const
-{
+void Image::encodeInBackground() const {
     if (!d)
         return;
     std::lock_guard lock(d->mutex);
@@ -156,12 +161,11 @@ void Image::encodeInBackground() const
     });
 }
 
-bool Image::dropPixels() const
-{
+bool Image::dropPixels() const {
     if (!d)
         return false;
     std::lock_guard lock(d->mutex);
-    if (d->pixels.isNull() || (d->png.isEmpty() && !d->make))
+    if (d->pixels.isNull() || d->making || (d->png.isEmpty() && !d->make))
         return false;
     d->pixels = QImage();
     return true;
