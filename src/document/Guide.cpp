@@ -1,5 +1,7 @@
 #include "document/Guide.h"
 
+#include "document/GuideStore.h"
+
 namespace trovix {
 
 Guide::Guide(QObject* parent)
@@ -11,7 +13,6 @@ Guide::Guide(QObject* parent)
 
     m_autosave.setSingleShot(true);
     m_autosave.setInterval(1000);
-    connect(&m_autosave, &QTimer::timeout, this, &Guide::writeWorkingCopy);
 }
 
 void Guide::markDirty()
@@ -112,14 +113,22 @@ void Guide::reset()
 
 void Guide::startAutosave()
 {
-    // Each change restarts the one-second timer; the write runs once the changes pause.
+    // Each change restarts the one-second timer; the write runs once the changes pause. It runs on the
+    // store's writer thread from a snapshot taken here, so neither typing nor a fresh capture whose PNG
+    // is still being encoded ever waits for the disk.
+    m_autosave.disconnect(this);
+    connect(&m_autosave, &QTimer::timeout, this,
+            [this] { GuideStore::writeInBackground(*this, GuideStore::workingDir()); });
     connect(this, &Guide::willChange, &m_autosave, qOverload<>(&QTimer::start), Qt::UniqueConnection);
 }
 
 void Guide::writeWorkingCopy()
 {
-    // The working-copy writer lives with the guide folder format (GuideStore); until it is linked in,
-    // there is nothing to write.
+    try {
+        GuideStore::write(*this, GuideStore::workingDir(), true);
+    } catch (const std::exception&) {
+        // The working copy follows the guide as best it can; a full disk must not disturb the user.
+    }
 }
 
 } // namespace trovix

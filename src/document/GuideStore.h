@@ -31,11 +31,29 @@ struct GuideSummary {
 
 // Reads and writes guide folders ("guide.json", one PNG per step, "thumbnail.jpg") and keeps the
 // working copy. write() and read() throw trovix::Error.
+//
+// Every file is replaced through a temporary file and a rename, and a step's PNG is in place before
+// the "guide.json" that names it, so a crash at any moment leaves a folder that reads back whole.
 class GuideStore {
 public:
+    // Writes the guide into the folder, creating it if needed. A step's PNG is written only when the
+    // folder has none of that name yet, from the bytes the step's image already carries (waiting for
+    // its background encoding if that is still running). Saved folders get "thumbnail.jpg"; working
+    // copies get "sourcePath" and "dirty" instead.
     static void write(const Guide& guide, const QString& folder, bool isWorkingCopy);
+    // Reads a guide folder. Step images are checked for damage but decoded only when first shown.
     static LoadedGuide read(const QString& folder);
+    // The library's view of a guide folder; nothing when its "guide.json" is unreadable. Safe to call
+    // from any thread.
     static std::optional<GuideSummary> summary(const QString& folder);
+
+    // Autosave's write: takes the guide as it is now and writes it as a working copy on the store's
+    // writer thread, so the caller never waits for a PNG encoder or the disk. Writes to one folder
+    // happen in the order they were asked for, and one asked for later (also a write()) supersedes one
+    // that has not begun. Errors are ignored.
+    static void writeInBackground(const Guide& guide, const QString& folder);
+    // Waits until every background write asked for so far has finished.
+    static void waitForBackgroundWrites();
 
     // $XDG_DATA_HOME/Trovix/Current, worked out once.
     static QString workingDir();

@@ -20,6 +20,8 @@ Step Step::restore(const QUuid& id, const QString& title, const QString& note, c
     step.base = base;
     step.scale = scale;
     step.setAnnotations(annotations);
+    // The PNG is made once, now and off the main thread, so that saving only ever writes bytes.
+    step.base.encodeInBackground();
     return step;
 }
 

@@ -1,0 +1,251 @@
+#include "document/Error.h"
+#include "document/GuideStore.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTest>
+
+#include <sys/stat.h>
+
+using namespace trovix;
+
+namespace {
+
+QImage pattern(int w, int h, int seed) {
+    QImage image(w, h, QImage::Format_ARGB32_Premultiplied);
+    for (int y = 0; y < h; ++y) {
+        auto* line = reinterpret_cast<QRgb*>(image.scanLine(y));
+        for (int x = 0; x < w; ++x)
+            line[x] = qRgb((x * 3 + seed * 17) & 0xff, (y + seed * 5) & 0xff, ((x + y) / 4 + seed) & 0xff);
+    }
+    return image;
+}
+
+Step makeStep(int seed, QSize size = {64, 48}) {
+    return Step::make(Image(pattern(size.width(), size.height(), seed)), 2,
+                      QStringLiteral("Step %1").arg(seed));
+}
+
+// Identifies one version of a file: every write replaces "guide.json" by a new file.
+struct FileVersion {
+    ino_t inode = 0;
+    qint64 mtimeNs = 0;
+    bool operator==(const FileVersion&) const = default;
+};
+
+FileVersion versionOf(const QString& path) {
+    struct stat info;
+    if (::stat(QFile::encodeName(path).constData(), &info) != 0)
+        return {};
+    return {info.st_ino, qint64(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec};
+}
+
+QJsonObject recordIn(const QString& folder) {
+    QFile file(folder + "/guide.json");
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    return QJsonDocument::fromJson(file.readAll()).object();
+}
+
+QStringList pngsIn(const QString& folder) {
+    QStringList names = QDir(folder).entryList({"*.png"}, QDir::Files | QDir::Hidden);
+    names.sort();
+    return names;
+}
+
+} // namespace
+
+class WorkingCopyTest : public QObject {
+    Q_OBJECT
+
+    const QString m_dir = GuideStore::workingDir();
+
+private Q_SLOTS:
+    void init() {
+        GuideStore::waitForBackgroundWrites();
+        QDir(m_dir).removeRecursively();
+    }
+
+    void workingDir_isTrovixCurrentInTheDataHome() {
+        QCOMPARE(m_dir, qEnvironmentVariable("XDG_DATA_HOME") + "/Trovix/Current");
+    }
+
+    void load_onFirstLaunchGivesAnEmptyCleanGuide() {
+        const std::unique_ptr<Guide> guide = GuideStore::load();
+        QCOMPARE(guide->title(), Guide::untitled);
+        QVERIFY(guide->steps().isEmpty());
+        QVERIFY(guide->selection().isNull());
+        QVERIFY(guide->fileURL().isEmpty());
+        QVERIFY(!guide->isDirty());
+        QVERIFY(!QDir(m_dir).exists()); // nothing is created before the first change
+    }
+
+    void load_restoresSourceAndDirtyState_data() {
+        QTest::addColumn<bool>("withSource");
+        QTest::addColumn<QString>("dirty"); // the JSON value, or empty for no key
+        QTest::addColumn<int>("steps");
+        QTest::addColumn<bool>("expectDirty");
+        QTest::newRow("saved guide, clean") << true << "false" << 2 << false;
+        QTest::newRow("saved guide, dirty") << true << "true" << 2 << true;
+        QTest::newRow("saved guide, no flag") << true << "" << 1 << false;
+        QTest::newRow("unsaved with a step, clean flag") << false << "false" << 1 << true;
+        QTest::newRow("unsaved with a step, no flag") << false << "" << 1 << true;
+        QTest::newRow("unsaved with a step, null flag") << false << "null" << 1 << true;
+        QTest::newRow("unsaved without steps") << false << "false" << 0 << false;
+        QTest::newRow("unsaved without steps, dirty") << false << "true" << 0 << true;
+    }
+
+    void load_restoresSourceAndDirtyState() {
+        QFETCH(bool, withSource);
+        QFETCH(QString, dirty);
+        QFETCH(int, steps);
+        QFETCH(bool, expectDirty);
+
+        Guide original;
+        original.setTitle(QStringLiteral("Before the crash"));
+        for (int i = 0; i < steps; ++i)
+            original.append(makeStep(i + 1));
+        const QString source = QStringLiteral("/nowhere/Gone.trovix"); // need not exist
+        if (withSource)
+            original.setFileURL(QUrl::fromLocalFile(source));
+        GuideStore::write(original, m_dir, true);
+        QJsonObject record = recordIn(m_dir);
+        if (dirty.isEmpty())
+            record.remove("dirty");
+        else
+            record["dirty"] = QJsonDocument::fromJson("[" + dirty.toLatin1() + "]").array().at(0);
+        QFile file(m_dir + "/guide.json");
+        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(QJsonDocument(record).toJson());
+        file.close();
+
+        const std::unique_ptr<Guide> guide = GuideStore::load();
+        QCOMPARE(guide->title(), QStringLiteral("Before the crash"));
+        QCOMPARE(guide->steps().size(), steps);
+        for (int i = 0; i < steps; ++i)
+            QCOMPARE(guide->steps()[i].id, original.steps()[i].id);
+        QCOMPARE(guide->selection(), steps ? original.steps()[0].id : QUuid());
+        QCOMPARE(guide->fileURL(), withSource ? QUrl::fromLocalFile(source) : QUrl());
+        QCOMPARE(guide->isDirty(), expectDirty);
+    }
+
+    void load_startsEmptyWhenAPictureIsMissing_andTheFirstChangeReplacesTheCopy() {
+        Guide original;
+        original.append(makeStep(1));
+        original.append(makeStep(2));
+        GuideStore::write(original, m_dir, true);
+        QVERIFY(QFile::remove(m_dir + "/" + original.steps()[1].imageName()));
+
+        const std::unique_ptr<Guide> guide = GuideStore::load();
+        QVERIFY(guide->steps().isEmpty());
+        QVERIFY(!guide->isDirty());
+        QCOMPARE(guide->title(), Guide::untitled);
+
+        const Step fresh = makeStep(3);
+        guide->append(fresh);
+        QTRY_COMPARE_WITH_TIMEOUT(pngsIn(m_dir), QStringList{fresh.imageName()}, 5000);
+        GuideStore::waitForBackgroundWrites();
+        const LoadedGuide copy = GuideStore::read(m_dir);
+        QCOMPARE(copy.steps.size(), 1);
+        QCOMPARE(copy.steps[0].id, fresh.id);
+        QCOMPARE(copy.dirty, std::optional<bool>(true));
+    }
+
+    void reset_writesTheWorkingCopyAtOnce() {
+        const std::unique_ptr<Guide> guide = GuideStore::load();
+        guide->append(makeStep(1));
+        guide->setTitle(QStringLiteral("Demo"));
+        guide->setFileURL(QUrl::fromLocalFile(QStringLiteral("/tmp/Demo.trovix")));
+        guide->writeWorkingCopy();
+        QCOMPARE(GuideStore::read(m_dir).steps.size(), 1);
+
+        guide->reset();
+        // No waiting: the write happened inside reset().
+        const LoadedGuide copy = GuideStore::read(m_dir);
+        QCOMPARE(copy.title, Guide::untitled);
+        QVERIFY(copy.steps.isEmpty());
+        QVERIFY(!copy.sourcePath);
+        QCOMPARE(copy.dirty, std::optional<bool>(false));
+        QVERIFY(pngsIn(m_dir).isEmpty());
+    }
+
+    void autosave_writesOnceAboutASecondAfterTheLastChange() {
+        const std::unique_ptr<Guide> guide = GuideStore::load();
+        const QString json = m_dir + "/guide.json";
+        QElapsedTimer clock;
+        clock.start();
+        struct Write {
+            qint64 at;
+            QString title;
+        };
+        QList<Write> writes;
+        FileVersion seen = versionOf(json);
+        QTimer poll;
+        connect(&poll, &QTimer::timeout, this, [&] {
+            const FileVersion now = versionOf(json);
+            if (now == seen)
+                return;
+            seen = now;
+            writes.append({clock.elapsed(), recordIn(m_dir).value("title").toString()});
+        });
+        poll.start(10);
+
+        guide->setTitle(QStringLiteral("A"));
+        QTest::qWait(500);
+        guide->setTitle(QStringLiteral("B"));
+        QTest::qWait(500);
+        guide->setTitle(QStringLiteral("C"));
+        const qint64 lastChange = clock.elapsed();
+        QTRY_VERIFY_WITH_TIMEOUT(!writes.isEmpty(), 5000);
+        QTest::qWait(1500); // long enough for a second write, if there were one
+
+        QCOMPARE(writes.size(), 1);
+        QCOMPARE(writes[0].title, QStringLiteral("C"));
+        // About a second after the last change: timers may fire a little early, never much.
+        QVERIFY2(writes[0].at >= lastChange + 900, qPrintable(QString::number(writes[0].at - lastChange)));
+        QVERIFY(guide->isDirty());
+        QCOMPARE(recordIn(m_dir).value("dirty").toBool(), true);
+    }
+
+    void autosave_followsSelectionWithoutTouchingDirty() {
+        Guide saved;
+        saved.append(makeStep(1));
+        saved.append(makeStep(2));
+        saved.setFileURL(QUrl::fromLocalFile(QStringLiteral("/tmp/Two.trovix")));
+        saved.setDirty(false);
+        GuideStore::write(saved, m_dir, true);
+        const std::unique_ptr<Guide> guide = GuideStore::load();
+        QVERIFY(!guide->isDirty());
+
+        const FileVersion before = versionOf(m_dir + "/guide.json");
+        guide->setSelection(guide->steps()[1].id);
+        QTRY_VERIFY_WITH_TIMEOUT(!(versionOf(m_dir + "/guide.json") == before), 5000);
+        QVERIFY(!guide->isDirty());
+        GuideStore::waitForBackgroundWrites();
+        QCOMPARE(recordIn(m_dir).value("dirty").toBool(true), false);
+    }
+
+    void writes_neverLetAnOlderSnapshotOverwriteANewerOne() {
+        // A background write that is still waiting (here for a large picture's encoding) when a direct
+        // write of a newer state lands must not bring the older state back afterwards.
+        for (int round = 0; round < 4; ++round) {
+            Guide guide;
+            guide.append(makeStep(round, {1920, 1080}));
+            guide.setTitle(QStringLiteral("older %1").arg(round));
+            GuideStore::writeInBackground(guide, m_dir);
+            guide.setTitle(QStringLiteral("newer %1").arg(round));
+            GuideStore::write(guide, m_dir, true);
+            GuideStore::waitForBackgroundWrites();
+            const LoadedGuide copy = GuideStore::read(m_dir);
+            QCOMPARE(copy.title, QStringLiteral("newer %1").arg(round));
+            QCOMPARE(copy.steps[0].base.pixels(), guide.steps()[0].base.pixels());
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(WorkingCopyTest)
+#include "test_working_copy.moc"
