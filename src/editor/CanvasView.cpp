@@ -121,8 +121,12 @@ QRect CanvasView::paintedArea(const Annotation& a) const {
         break;
     }
     }
-    // Never empty for a mark that paints: an empty result means "everything".
-    return area.toAlignedRect().adjusted(-1, -1, 1, 1);
+    // Only the canvas itself is ever painted (this also keeps far-off points from overflowing). A
+    // mark wholly off the picture gives an empty area, which callers take for "everything".
+    const QRectF bounded = area & QRectF(QPointF(-2, -2), QSizeF(sizeHint()) + QSizeF(4, 4));
+    if (bounded.isEmpty())
+        return {};
+    return bounded.toAlignedRect().adjusted(-1, -1, 1, 1);
 }
 
 void CanvasView::ensureCache() {
