@@ -12,6 +12,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QPainter>
 #include <QUuid>
 
 namespace trovix::testing {
@@ -55,10 +56,8 @@ inline QString writeGuideFolder(const QString& folder, const QString& name, cons
 inline QImage thumbnailOf(QColor colour, QSize size = QSize(640, 360)) {
     QImage image(size, QImage::Format_RGB32);
     image.fill(colour);
-    for (int y = size.height() / 3; y < size.height() / 2; ++y) {
-        for (int x = 0; x < size.width(); ++x)
-            image.setPixelColor(x, y, colour.lighter(150));
-    }
+    QPainter painter(&image);
+    painter.fillRect(QRect(0, size.height() / 3, size.width(), size.height() / 6), colour.lighter(150));
     return image;
 }
 
