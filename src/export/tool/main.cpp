@@ -71,9 +71,17 @@ QString destination(ExportFormat format, const QString& guideFolder, const QStri
     return QFileInfo(output).absoluteFilePath();
 }
 
+// Qt's own warnings (a missing runtime folder and the like) are noise in a tool whose output
+// scripts read; the tool reports its own failures.
+void quietMessages(QtMsgType type, const QMessageLogContext& context, const QString& message) {
+    if (type == QtCriticalMsg || type == QtFatalMsg)
+        qt_message_output(type, context, message);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
+    qInstallMessageHandler(quietMessages);
     // A command-line tool never opens a window: fonts and image codecs are all it needs.
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
