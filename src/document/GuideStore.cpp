@@ -7,9 +7,11 @@
 #include "render/ImageCodec.h"
 #include "render/ImageOps.h"
 
+#include <QBuffer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QImageReader>
 #include <QSet>
 #include <QStandardPaths>
 #include <QThreadPool>
@@ -310,6 +312,33 @@ QImage thumbnailOf(const QImage& image) {
                         Qt::SmoothTransformation);
 }
 
+// Decodes thumbnail bytes at the smallest 1/2, 1/4 or 1/8 of their size that still covers `cover`
+// (the JPEG decoder scales while decoding, so the whole picture is never made).
+QImage decodeCovering(const QByteArray& bytes, QSize cover) {
+    if (cover.isEmpty())
+        return ImageCodec::decode(bytes);
+    QBuffer buffer;
+    buffer.setData(bytes);
+    buffer.open(QIODevice::ReadOnly);
+    QImageReader reader(&buffer);
+    const QSize size = reader.size();
+    int denominator = 1;
+    while (denominator < 8 && size.width() / (denominator * 2) >= cover.width() &&
+           size.height() / (denominator * 2) >= cover.height())
+        denominator *= 2;
+    if (denominator > 1)
+        reader.setScaledSize(size / denominator);
+    return reader.read();
+}
+
+// The smallest copy that still covers `cover`; the picture itself when it is no larger.
+QImage scaledToCover(const QImage& image, QSize cover) {
+    if (image.isNull() || cover.isEmpty() || image.width() <= cover.width() ||
+        image.height() <= cover.height())
+        return image;
+    return image.scaled(cover, Qt::KeepAspectRatioByExpanding, Qt::SmoothTransformation);
+}
+
 } // namespace
 
 void GuideStore::write(const Guide& guide, const QString& folder, bool isWorkingCopy) {
@@ -359,7 +388,7 @@ LoadedGuide GuideStore::read(const QString& folder) {
     return loaded;
 }
 
-std::optional<GuideSummary> GuideStore::summary(const QString& folder) {
+std::optional<GuideSummary> GuideStore::summary(const QString& folder, QSize thumbnailSize) {
     const QString jsonPath = inFolder(folder, guideFile);
     QByteArray json;
     if (SafeFile::read(jsonPath, json) != 0)
@@ -380,12 +409,12 @@ std::optional<GuideSummary> GuideStore::summary(const QString& folder) {
 
     QByteArray bytes;
     if (SafeFile::read(inFolder(folder, thumbnailFile), bytes) == 0)
-        summary.thumbnail = ImageCodec::decode(bytes);
+        summary.thumbnail = decodeCovering(bytes, thumbnailSize);
     if (summary.thumbnail.isNull() && !record.steps.isEmpty()) {
         // No usable thumbnail: a small copy of the first screenshot, without its annotations.
         const QString first = inFolder(folder, uuidString(record.steps.first().id) + QStringLiteral(".png"));
         if (SafeFile::read(first, bytes) == 0)
-            summary.thumbnail = thumbnailOf(ImageCodec::decode(bytes));
+            summary.thumbnail = scaledToCover(thumbnailOf(ImageCodec::decode(bytes)), thumbnailSize);
     }
     return summary;
 }

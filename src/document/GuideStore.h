@@ -44,8 +44,10 @@ public:
     // Reads a guide folder. Step images are checked for damage but decoded only when first shown.
     static LoadedGuide read(const QString& folder);
     // The library's view of a guide folder; nothing when its "guide.json" is unreadable. Safe to call
-    // from any thread.
-    static std::optional<GuideSummary> summary(const QString& folder);
+    // from any thread. With a thumbnailSize, the thumbnail is decoded only just large enough to cover
+    // that many pixels (a JPEG decodes at 1/2, 1/4 or 1/8 size directly), which is what a listing of
+    // a thousand guides can afford to hold.
+    static std::optional<GuideSummary> summary(const QString& folder, QSize thumbnailSize = {});
 
     // Autosave's write: takes the guide as it is now and writes it as a working copy on the store's
     // writer thread, so the caller never waits for a PNG encoder or the disk. Writes to one folder

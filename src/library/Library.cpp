@@ -6,7 +6,6 @@
 #include <QtConcurrent/QtConcurrentMap>
 
 #include <algorithm>
-#include <cmath>
 
 namespace trovix {
 
@@ -29,17 +28,6 @@ bool Library::isGuideName(QStringView name) {
     return dot >= 0 && name.mid(dot + 1) == u"trovix";
 }
 
-QSize Library::coverSize(QSize image, QSize box) {
-    if (image.isEmpty() || box.isEmpty())
-        return image;
-    const double factor =
-        std::max(double(box.width()) / image.width(), double(box.height()) / image.height());
-    if (factor >= 1)
-        return image;
-    return QSize(std::max(1, int(std::ceil(image.width() * factor))),
-                 std::max(1, int(std::ceil(image.height() * factor))));
-}
-
 QList<GuideSummary> Library::scan(const QString& folder, QSize thumbnailSize) {
     const QDir dir(folder);
     // Hidden entries count too; only the exact, case-sensitive extension does. Files and folders
@@ -54,18 +42,8 @@ QList<GuideSummary> Library::scan(const QString& folder, QSize thumbnailSize) {
 
     // Each summary decodes a thumbnail, which dominates a large library's scan; blockingMapped keeps
     // the listing order and lets the calling thread take part, so it is safe inside a pool task.
-    const QList<std::optional<GuideSummary>> read =
-        QtConcurrent::blockingMapped(paths, [thumbnailSize](const QString& path) {
-            std::optional<GuideSummary> summary = GuideStore::summary(path);
-            // A listing holds every thumbnail at once: keep only the pixels a card can show.
-            if (summary && !summary->thumbnail.isNull() && !thumbnailSize.isEmpty()) {
-                const QSize size = coverSize(summary->thumbnail.size(), thumbnailSize);
-                if (size != summary->thumbnail.size())
-                    summary->thumbnail =
-                        summary->thumbnail.scaled(size, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-            }
-            return summary;
-        });
+    const QList<std::optional<GuideSummary>> read = QtConcurrent::blockingMapped(
+        paths, [thumbnailSize](const QString& path) { return GuideStore::summary(path, thumbnailSize); });
 
     QList<GuideSummary> list;
     list.reserve(read.size());

@@ -19,16 +19,14 @@ public:
     static void ensureFolder();
     // The guide folders ("*.trovix", case-sensitive, hidden ones too) of `folder`, newest first
     // (stable, in listing order for equal dates). Unreadable entries are dropped; a missing folder
-    // gives an empty list. Thumbnails are decoded just large enough to cover `thumbnailSize` pixels
-    // (full size when empty). Any thread; the summaries are read in parallel on the global pool.
+    // gives an empty list. Thumbnails are decoded only just large enough to cover `thumbnailSize`
+    // pixels (whole when empty). Any thread; the summaries are read in parallel on the global pool.
     static QList<GuideSummary> scan(const QString& folder, QSize thumbnailSize = {});
 
     // Strictly later modification dates first; equal dates keep their order.
     static void sortNewestFirst(QList<GuideSummary>& list);
     // Whether a directory entry's name passes the library's extension test.
     static bool isGuideName(QStringView name);
-    // The smallest size of `image`'s aspect that covers `box`, never larger than `image`.
-    static QSize coverSize(QSize image, QSize box);
 };
 
 // The process-wide notification "TrovixLibraryChanged": the library's contents may have changed

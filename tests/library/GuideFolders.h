@@ -23,15 +23,21 @@ inline bool setModified(const QString& path, const QDateTime& when) {
 }
 
 // Writes folder/name with a guide titled `title`; returns the folder's path, empty on failure.
+// `firstStep` becomes the first step's PNG (the summary's picture when there is no thumbnail).
 inline QString writeGuideFolder(const QString& folder, const QString& name, const QString& title, int steps,
-                                const QDateTime& modified, const QImage& thumbnail = {}) {
+                                const QDateTime& modified, const QImage& thumbnail = {},
+                                const QImage& firstStep = {}) {
     const QString path = QDir(folder).filePath(name);
     if (!QDir().mkpath(path))
         return {};
     QJsonArray records;
     for (int i = 0; i < steps; ++i) {
+        const QString id = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+        if (i == 0 && !firstStep.isNull() &&
+            !firstStep.save(QDir(path).filePath(id + QStringLiteral(".png")), "PNG"))
+            return {};
         records.append(QJsonObject{
-            {QStringLiteral("id"), QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper()},
+            {QStringLiteral("id"), id},
             {QStringLiteral("title"), QStringLiteral("Step %1").arg(i + 1)},
             {QStringLiteral("note"), QString()},
             {QStringLiteral("scale"), 1},

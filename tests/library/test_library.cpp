@@ -172,19 +172,25 @@ private Q_SLOTS:
         writeGuideFolder(dir, QStringLiteral("Small.trovix"), QStringLiteral("Small"), 1, noon.addSecs(-60),
                          thumbnailOf(Qt::darkRed, QSize(100, 50)));
         writeGuideFolder(dir, QStringLiteral("Bare.trovix"), QStringLiteral("Bare"), 0, noon.addSecs(-120));
+        // No thumbnail.jpg: the first step's screenshot stands in.
+        writeGuideFolder(dir, QStringLiteral("Shot.trovix"), QStringLiteral("Shot"), 2, noon.addSecs(-180),
+                         {}, thumbnailOf(Qt::darkMagenta, QSize(1920, 1080)));
 
         const QList<GuideSummary> whole = Library::scan(dir);
-        QCOMPARE(titles(whole),
-                 (QStringList{QStringLiteral("Wide"), QStringLiteral("Small"), QStringLiteral("Bare")}));
+        QCOMPARE(titles(whole), (QStringList{QStringLiteral("Wide"), QStringLiteral("Small"),
+                                             QStringLiteral("Bare"), QStringLiteral("Shot")}));
         QCOMPARE(whole[0].thumbnail.size(), QSize(640, 360));
+        QCOMPARE(whole[3].thumbnail.size(), QSize(640, 360));
 
+        // At card size: the largest 1/2, 1/4, 1/8 that still covers 300 × 140; never enlarged.
         const QList<GuideSummary> cards = Library::scan(dir, QSize(300, 140));
-        // Covers 300 × 140 in the picture's own proportions; never enlarged.
-        QCOMPARE(cards[0].thumbnail.size(), QSize(300, 169));
-        QVERIFY(qAbs(QColor(cards[0].thumbnail.pixel(150, 10)).hue() - QColor(Qt::darkCyan).hue()) < 3);
+        QCOMPARE(cards[0].thumbnail.size(), QSize(320, 180));
+        QVERIFY(qAbs(QColor(cards[0].thumbnail.pixel(160, 10)).hue() - QColor(Qt::darkCyan).hue()) < 3);
         QCOMPARE(cards[1].thumbnail.size(), QSize(100, 50));
         QVERIFY(cards[2].thumbnail.isNull());
-        QCOMPARE(Library::coverSize(QSize(360, 640), QSize(300, 140)), QSize(300, 534));
+        QCOMPARE(cards[3].thumbnail.size(), QSize(300, 168));
+        QVERIFY(qAbs(QColor(cards[3].thumbnail.pixel(150, 10)).hue() - QColor(Qt::darkMagenta).hue()) < 3);
+        QCOMPARE(Library::scan(dir, QSize(100, 40))[0].thumbnail.size(), QSize(160, 90));
     }
 
     void model_listsNothingUntilReloadThenTheScanOfTheFolder() {
