@@ -1,0 +1,135 @@
+#include "app/AppDelegate.h"
+
+#include "app/MainMenu.h"
+#include "app/MainWindowController.h"
+#include "document/Guide.h"
+#include "document/GuideStore.h"
+
+#include <QCoreApplication>
+#include <QMenuBar>
+#include <QPointer>
+
+namespace trovix {
+
+AppDelegate::AppDelegate(QObject* parent)
+    : QObject(parent)
+    , m_guide(GuideStore::load())
+    , m_documents(*m_guide, m_recents) {}
+
+AppDelegate::~AppDelegate() = default;
+
+MainActions AppDelegate::makeActions() {
+    // Each callback holds the controller weakly and does nothing once it is gone.
+    QPointer<AppDelegate> self(this);
+    MainActions actions;
+    actions.capture = [self] {
+        if (self)
+            self->captureRegion();
+    };
+    actions.toggleRecording = [self] {
+        if (self)
+            self->toggleRecording();
+    };
+    actions.annotate = [self](const QUuid& id) {
+        if (self)
+            self->annotate(id);
+    };
+    actions.exportGuide = [self](ExportFormat format) {
+        if (self)
+            self->m_export.exportGuide(*self->m_guide, format, self->m_mainWindow->window());
+    };
+    actions.newGuide = [self] {
+        if (self)
+            self->newGuideAction();
+    };
+    actions.save = [self] {
+        if (self)
+            self->saveAction();
+    };
+    actions.library = [self] {
+        if (self)
+            self->showLibrary();
+    };
+    return actions;
+}
+
+void AppDelegate::launch() {
+    m_mainWindow = std::make_unique<MainWindowController>(*m_guide, makeActions());
+    m_documents.setMainWindow(m_mainWindow.get());
+    m_menu = new MainMenu(m_mainWindow->window()->menuBar(), *this, m_recents);
+    m_documents.startWindowRefresh();
+    m_documents.refreshWindow();
+    m_mainWindow->bringToFront();
+}
+
+void AppDelegate::openRequest(const QStringList& paths) {
+    if (paths.isEmpty())
+        showAction();
+    else
+        m_documents.openGuide(paths.first());
+}
+
+void AppDelegate::captureRegion() {
+    // Filled in by the capture command.
+}
+
+void AppDelegate::toggleRecording() {
+    // Filled in by the click recorder.
+}
+
+void AppDelegate::annotate(const QUuid& stepId) {
+    // Filled in by the annotation editor.
+    Q_UNUSED(stepId);
+}
+
+void AppDelegate::showLibrary() {
+    // Filled in by the library window.
+}
+
+void AppDelegate::newGuideAction() {
+    m_documents.newGuide();
+}
+
+void AppDelegate::openAction() {
+    m_documents.openDocument();
+}
+
+void AppDelegate::saveAction() {
+    m_documents.saveDocument();
+}
+
+void AppDelegate::saveAsAction() {
+    m_documents.saveDocumentAs();
+}
+
+void AppDelegate::showAction() {
+    if (m_mainWindow)
+        m_mainWindow->bringToFront();
+}
+
+void AppDelegate::libraryAction() {
+    showLibrary();
+}
+
+void AppDelegate::quitAction() {
+    if (!applicationShouldTerminate())
+        return;
+    applicationWillTerminate();
+    QCoreApplication::quit();
+}
+
+bool AppDelegate::applicationShouldTerminate() {
+    return m_documents.confirmDiscardIfNeeded();
+}
+
+void AppDelegate::applicationWillTerminate() {
+    if (m_terminated)
+        return;
+    m_terminated = true;
+    if (m_mainWindow)
+        m_mainWindow->window()->saveFrame();
+    // Written last, after everything that may still change the guide has stopped.
+    m_guide->writeWorkingCopy();
+}
+
+} // namespace trovix

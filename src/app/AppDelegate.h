@@ -1,0 +1,77 @@
+#pragma once
+
+#include "app/DocumentCommands.h"
+#include "app/ExportCommand.h"
+#include "app/MainActions.h"
+#include "app/RecentDocuments.h"
+
+#include <QObject>
+#include <QStringList>
+#include <QUuid>
+
+#include <memory>
+
+namespace trovix {
+
+class Guide;
+class MainMenu;
+class MainWindowController;
+
+// The application controller: owns the one guide of the run and every long-lived window, puts the
+// application on screen, handles open requests and termination, and carries out the commands of
+// the menus and the main window. The document commands live in DocumentCommands and the export
+// command in ExportCommand; this class wires them together.
+class AppDelegate : public QObject {
+    Q_OBJECT
+public:
+    // Loads the guide from the working copy (and starts its autosave).
+    explicit AppDelegate(QObject* parent = nullptr);
+    ~AppDelegate() override;
+
+    // Builds the main window and its menus, starts the window refresh and brings the window to the
+    // front.
+    void launch();
+
+    Guide& guide() const { return *m_guide; }
+    MainWindowController* mainWindow() const { return m_mainWindow.get(); }
+    DocumentCommands& documents() { return m_documents; }
+    ExportCommand& exporter() { return m_export; }
+    RecentDocuments& recents() { return m_recents; }
+    MainMenu* mainMenu() const { return m_menu; }
+
+    // Whether the application may quit now (asks about unsaved changes).
+    bool applicationShouldTerminate();
+    // The last work before quitting: the working copy is written last.
+    void applicationWillTerminate();
+
+public Q_SLOTS:
+    // An open request (command line, another launch, "Open Recent"): the first path opens, the
+    // others are ignored; no paths bring the main window to the front.
+    void openRequest(const QStringList& paths);
+
+    void captureRegion();               // filled in by the capture command
+    void toggleRecording();             // filled in by the click recorder
+    void annotate(const QUuid& stepId); // filled in by the annotation editor
+    void showLibrary();                 // filled in by the library window
+
+    void newGuideAction();
+    void openAction();
+    void saveAction();
+    void saveAsAction();
+    void showAction();
+    void libraryAction();
+    void quitAction();
+
+private:
+    MainActions makeActions();
+
+    std::unique_ptr<Guide> m_guide;
+    RecentDocuments m_recents;
+    DocumentCommands m_documents;
+    ExportCommand m_export;
+    std::unique_ptr<MainWindowController> m_mainWindow;
+    MainMenu* m_menu = nullptr;
+    bool m_terminated = false;
+};
+
+} // namespace trovix

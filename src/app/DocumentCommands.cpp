@@ -1,0 +1,198 @@
+#include "app/DocumentCommands.h"
+
+#include "app/MainWindowController.h"
+#include "app/RecentDocuments.h"
+#include "document/Error.h"
+#include "document/Guide.h"
+#include "document/GuideStore.h"
+#include "library/Library.h"
+#include "platform/Dialogs.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+namespace trovix {
+
+namespace {
+
+const QString guideExtension = QStringLiteral("trovix");
+
+} // namespace
+
+DocumentCommands::DocumentCommands(Guide& guide, RecentDocuments& recents, QObject* parent)
+    : QObject(parent)
+    , m_guide(guide)
+    , m_recents(recents) {
+    m_refresh.setSingleShot(true);
+    m_refresh.setInterval(refreshDelayMs);
+    connect(&m_refresh, &QTimer::timeout, this, &DocumentCommands::refreshWindow);
+}
+
+void DocumentCommands::setMainWindow(MainWindowController* mainWindow) {
+    m_mainWindow = mainWindow;
+}
+
+void DocumentCommands::startWindowRefresh() {
+    // The edited mark follows isDirty, which announces nothing itself; title, steps and file
+    // changes are what make it change.
+    auto restart = [this] { m_refresh.start(); };
+    connect(&m_guide, &Guide::titleWillChange, this, restart);
+    connect(&m_guide, &Guide::stepsWillChange, this, restart);
+    connect(&m_guide, &Guide::fileURLWillChange, this, restart);
+}
+
+QString DocumentCommands::standardized(const QString& path) {
+    return QDir::cleanPath(QFileInfo(path).absoluteFilePath());
+}
+
+QString DocumentCommands::withGuideExtension(const QString& path) {
+    if (QFileInfo(path).suffix() == guideExtension)
+        return path;
+    return path + u'.' + guideExtension;
+}
+
+void DocumentCommands::bringMainWindowToFront() {
+    if (m_mainWindow)
+        m_mainWindow->bringToFront();
+}
+
+static QWidget* dialogParent(MainWindowController* mainWindow) {
+    return mainWindow && mainWindow->window()->isVisible() ? mainWindow->window() : nullptr;
+}
+
+void DocumentCommands::newGuide() {
+    if (!confirmDiscardIfNeeded())
+        return;
+    m_guide.reset();
+    refreshWindow();
+}
+
+void DocumentCommands::openDocument() {
+    Dialogs::OpenPanel panel;
+    panel.title = QStringLiteral("Choose a Trovix file");
+    panel.chooseDirectories = true;
+    panel.directorySuffix = guideExtension;
+    if (!m_guide.fileURL().isEmpty())
+        panel.directory = QFileInfo(m_guide.fileURL().toLocalFile()).absolutePath();
+    const QString chosen = Dialogs::current().open(dialogParent(m_mainWindow), panel);
+    if (!chosen.isEmpty())
+        openGuide(chosen);
+}
+
+void DocumentCommands::openGuide(const QString& path) {
+    if (!m_guide.fileURL().isEmpty() && standardized(m_guide.fileURL().toLocalFile()) == standardized(path)) {
+        bringMainWindowToFront();
+        return;
+    }
+    if (!confirmDiscardIfNeeded())
+        return;
+
+    LoadedGuide loaded;
+    try {
+        loaded = GuideStore::read(path);
+    } catch (const std::exception&) {
+        Dialogs::Alert alert;
+        alert.message = QStringLiteral("Couldn’t open “%1”").arg(QFileInfo(standardized(path)).fileName());
+        alert.informativeText = QStringLiteral("It doesn’t look like a valid Trovix file.");
+        alert.buttons = {QStringLiteral("OK")};
+        alert.style = Dialogs::Style::warning;
+        alert.cancelButton = 0;
+        Dialogs::current().alert(dialogParent(m_mainWindow), alert);
+        return;
+    }
+    m_guide.replaceContents(loaded.title, loaded.steps, QUrl::fromLocalFile(path));
+    m_guide.setDirty(false);
+    m_recents.note(path);
+    m_guide.writeWorkingCopy();
+    refreshWindow();
+    Q_EMIT guideOpened(path);
+    bringMainWindowToFront();
+}
+
+bool DocumentCommands::saveDocument() {
+    if (!m_guide.fileURL().isEmpty())
+        return write(m_guide.fileURL().toLocalFile());
+    return saveDocumentAs();
+}
+
+bool DocumentCommands::saveDocumentAs() {
+    Dialogs::SavePanel panel;
+    panel.title = QStringLiteral("Save this guide so you can reopen and edit it later.");
+    panel.proposedName = m_guide.title();
+    panel.suffixes = {guideExtension};
+    Library::ensureFolder();
+    panel.directory = m_guide.fileURL().isEmpty() ? Library::folder()
+                                                  : QFileInfo(m_guide.fileURL().toLocalFile()).absolutePath();
+    const QString chosen = Dialogs::current().save(dialogParent(m_mainWindow), panel);
+    if (chosen.isEmpty())
+        return false;
+    return write(withGuideExtension(chosen));
+}
+
+bool DocumentCommands::write(const QString& path) {
+    try {
+        GuideStore::write(m_guide, path, false);
+    } catch (const Error& error) {
+        Dialogs::Alert alert;
+        alert.message = error.message();
+        alert.buttons = {QStringLiteral("OK")};
+        alert.style = Dialogs::Style::critical;
+        alert.cancelButton = 0;
+        Dialogs::current().alert(dialogParent(m_mainWindow), alert);
+        return false;
+    } catch (const std::exception& error) {
+        Dialogs::Alert alert;
+        alert.message = QStringLiteral("Couldn’t save “%1”").arg(QFileInfo(path).fileName());
+        alert.informativeText = QString::fromUtf8(error.what());
+        alert.buttons = {QStringLiteral("OK")};
+        alert.style = Dialogs::Style::critical;
+        alert.cancelButton = 0;
+        Dialogs::current().alert(dialogParent(m_mainWindow), alert);
+        return false;
+    }
+    m_guide.setFileURL(QUrl::fromLocalFile(path));
+    m_guide.setDirty(false);
+    m_recents.note(path);
+    m_guide.writeWorkingCopy();
+    refreshWindow();
+    LibraryNotifier::post();
+    Q_EMIT guideSaved(path);
+    return true;
+}
+
+bool DocumentCommands::confirmDiscardIfNeeded() {
+    if (!m_guide.isDirty())
+        return true;
+    if (m_guide.steps().isEmpty() && m_guide.fileURL().isEmpty())
+        return true; // an untitled empty guide is never worth a question
+    bringMainWindowToFront();
+    Dialogs::Alert alert;
+    alert.message = QStringLiteral("Save changes to “%1”?").arg(m_guide.title());
+    alert.informativeText = QStringLiteral("Your changes will be lost if you don’t save them.");
+    alert.buttons = {QStringLiteral("Save"), QStringLiteral("Don’t Save"), QStringLiteral("Cancel")};
+    alert.style = Dialogs::Style::warning;
+    alert.cancelButton = 2;
+    switch (Dialogs::current().alert(dialogParent(m_mainWindow), alert)) {
+    case 0:
+        return saveDocument();
+    case 1:
+        return true;
+    default:
+        return false;
+    }
+}
+
+void DocumentCommands::refreshWindow() {
+    m_refresh.stop();
+    if (!m_mainWindow)
+        return;
+    QWidget* window = m_mainWindow->window();
+    // "[*]" is where Qt shows the edited mark; a literal "[*]" in a title is written doubled.
+    QString title = m_guide.title();
+    title.replace(QStringLiteral("[*]"), QStringLiteral("[*][*]"));
+    window->setWindowTitle((title.isEmpty() ? QStringLiteral("Trovix") : title) + QStringLiteral("[*]"));
+    window->setWindowFilePath(m_guide.fileURL().isEmpty() ? QString() : m_guide.fileURL().toLocalFile());
+    window->setWindowModified(m_guide.isDirty());
+}
+
+} // namespace trovix

@@ -1,0 +1,174 @@
+#include "app/MainMenu.h"
+
+#include "app/AppDelegate.h"
+#include "app/RecentDocuments.h"
+
+#include <QActionGroup>
+#include <QApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QHash>
+#include <QMenu>
+#include <QMenuBar>
+#include <QPointer>
+#include <QWidget>
+
+namespace trovix {
+
+namespace {
+
+// Runs an editing slot (undo, cut, paste…) on the widget with the keyboard focus, if it has one.
+void editFocused(const char* slot) {
+    if (QWidget* focus = QApplication::focusWidget())
+        QMetaObject::invokeMethod(focus, slot);
+}
+
+QAction* add(QMenu* menu, const QString& text, const QKeySequence& keys, QObject* context,
+             std::function<void()> run) {
+    QAction* action = menu->addAction(text);
+    action->setShortcut(keys);
+    QObject::connect(action, &QAction::triggered, context, std::move(run));
+    return action;
+}
+
+} // namespace
+
+MainMenu::MainMenu(QMenuBar* bar, AppDelegate& app, RecentDocuments& recents)
+    : QObject(bar)
+    , m_bar(bar)
+    , m_app(app)
+    , m_recents(recents) {
+    AppDelegate* a = &app;
+
+    QMenu* trovix = bar->addMenu(QStringLiteral("Trovix"));
+    add(trovix, QStringLiteral("Hide Trovix"), QKeySequence(QStringLiteral("Ctrl+H")), this,
+        &hideApplication);
+    trovix->addSeparator();
+    QAction* quit = add(trovix, QStringLiteral("Quit Trovix"), QKeySequence(QStringLiteral("Ctrl+Q")), a,
+                        [a] { a->quitAction(); });
+    quit->setMenuRole(QAction::QuitRole);
+
+    QMenu* file = bar->addMenu(QStringLiteral("File"));
+    add(file, QStringLiteral("New Guide"), QKeySequence(QStringLiteral("Ctrl+N")), a,
+        [a] { a->newGuideAction(); });
+    add(file, QStringLiteral("Open…"), QKeySequence(QStringLiteral("Ctrl+O")), a, [a] { a->openAction(); });
+    m_recent = file->addMenu(QStringLiteral("Open Recent"));
+    connect(m_recent, &QMenu::aboutToShow, this, &MainMenu::fillRecent);
+    fillRecent();
+    connect(&m_recents, &RecentDocuments::changed, this, &MainMenu::fillRecent);
+    add(file, QStringLiteral("Capture Region"), QKeySequence(QStringLiteral("Ctrl+Alt+S")), a,
+        [a] { a->captureRegion(); });
+    add(file, QStringLiteral("Start/Stop Click Recording"), QKeySequence(QStringLiteral("Ctrl+Alt+R")), a,
+        [a] { a->toggleRecording(); });
+    file->addSeparator();
+    add(file, QStringLiteral("Save"), QKeySequence(QStringLiteral("Ctrl+S")), a, [a] { a->saveAction(); });
+    add(file, QStringLiteral("Save As…"), QKeySequence(QStringLiteral("Shift+Ctrl+S")), a,
+        [a] { a->saveAsAction(); });
+    file->addSeparator();
+    add(file, QStringLiteral("Close Window"), QKeySequence(QStringLiteral("Ctrl+W")), this, [] {
+        if (QWidget* window = QApplication::activeWindow())
+            window->close();
+    });
+
+    QMenu* edit = bar->addMenu(QStringLiteral("Edit"));
+    add(edit, QStringLiteral("Undo"), QKeySequence(QStringLiteral("Ctrl+Z")), this,
+        [] { editFocused("undo"); });
+    add(edit, QStringLiteral("Redo"), QKeySequence(QStringLiteral("Shift+Ctrl+Z")), this,
+        [] { editFocused("redo"); });
+    edit->addSeparator();
+    add(edit, QStringLiteral("Cut"), QKeySequence(QStringLiteral("Ctrl+X")), this,
+        [] { editFocused("cut"); });
+    add(edit, QStringLiteral("Copy"), QKeySequence(QStringLiteral("Ctrl+C")), this,
+        [] { editFocused("copy"); });
+    add(edit, QStringLiteral("Paste"), QKeySequence(QStringLiteral("Ctrl+V")), this,
+        [] { editFocused("paste"); });
+    add(edit, QStringLiteral("Select All"), QKeySequence(QStringLiteral("Ctrl+A")), this,
+        [] { editFocused("selectAll"); });
+
+    m_window = bar->addMenu(QStringLiteral("Window"));
+    add(m_window, QStringLiteral("Minimize"), QKeySequence(QStringLiteral("Ctrl+M")), this, [] {
+        if (QWidget* window = QApplication::activeWindow())
+            window->showMinimized();
+    });
+    add(m_window, QStringLiteral("Show Trovix"), QKeySequence(), a, [a] { a->showAction(); });
+    add(m_window, QStringLiteral("Guides Library"), QKeySequence(QStringLiteral("Shift+Ctrl+L")), a,
+        [a] { a->libraryAction(); });
+    connect(m_window, &QMenu::aboutToShow, this, &MainMenu::fillWindows);
+}
+
+QAction* MainMenu::action(const QString& menu, const QString& text) const {
+    for (QAction* top : m_bar->actions()) {
+        if (top->text() != menu || !top->menu())
+            continue;
+        for (QAction* item : top->menu()->actions())
+            if (item->text() == text)
+                return item;
+    }
+    return nullptr;
+}
+
+void MainMenu::hideApplication() {
+    for (QWidget* window : QApplication::topLevelWidgets())
+        if (window->isVisible() && (window->windowType() == Qt::Window || window->windowType() == Qt::Dialog))
+            window->showMinimized();
+}
+
+void MainMenu::fillRecent() {
+    m_recent->clear();
+    const QStringList paths = m_recents.paths();
+    // Two guides of the same name are told apart by their folders.
+    QHash<QString, int> names;
+    for (const QString& path : paths)
+        ++names[QFileInfo(path).fileName()];
+    for (const QString& path : paths) {
+        const QFileInfo info(path);
+        QString text = info.fileName();
+        if (names.value(text) > 1)
+            text += QStringLiteral(" — ") + QDir::toNativeSeparators(info.absolutePath());
+        QAction* action = m_recent->addAction(text);
+        action->setToolTip(QDir::toNativeSeparators(path));
+        connect(action, &QAction::triggered, &m_app, [this, path] { m_app.openRequest({path}); });
+    }
+    if (!paths.isEmpty())
+        m_recent->addSeparator();
+    QAction* clear = m_recent->addAction(QStringLiteral("Clear Menu"));
+    clear->setEnabled(!paths.isEmpty());
+    connect(clear, &QAction::triggered, &m_recents, &RecentDocuments::clear);
+}
+
+void MainMenu::fillWindows() {
+    // The open windows, the active one checked, after the fixed items.
+    for (QAction* entry : std::as_const(m_windowEntries)) {
+        m_window->removeAction(entry);
+        entry->deleteLater();
+    }
+    m_windowEntries.clear();
+    QList<QWidget*> windows;
+    for (QWidget* window : QApplication::topLevelWidgets())
+        if (window->isVisible() &&
+            (window->windowType() == Qt::Window || window->windowType() == Qt::Dialog) &&
+            !window->windowTitle().isEmpty())
+            windows.append(window);
+    if (windows.isEmpty())
+        return;
+    m_windowEntries.append(m_window->addSeparator());
+    for (QWidget* window : windows) {
+        QString title = window->windowTitle();
+        title.replace(QStringLiteral("[*]"), window->isWindowModified() ? QStringLiteral("*") : QString());
+        QAction* entry = m_window->addAction(title);
+        entry->setCheckable(true);
+        entry->setChecked(window == QApplication::activeWindow());
+        QPointer<QWidget> target(window);
+        connect(entry, &QAction::triggered, this, [target] {
+            if (!target)
+                return;
+            if (target->isMinimized())
+                target->showNormal();
+            target->raise();
+            target->activateWindow();
+        });
+        m_windowEntries.append(entry);
+    }
+}
+
+} // namespace trovix

@@ -1,0 +1,106 @@
+#include "app/SingleInstance.h"
+
+#include <QDir>
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <QStandardPaths>
+
+#include <memory>
+
+#include <unistd.h>
+
+namespace trovix {
+
+namespace {
+
+// Paths travel as UTF-8 lines; an empty message asks to come to the front.
+QByteArray encode(const QStringList& paths) {
+    QByteArray data;
+    for (const QString& path : paths)
+        data += path.toUtf8() + '\n';
+    return data;
+}
+
+QStringList decode(const QByteArray& data) {
+    QStringList paths;
+    for (const QByteArray& line : data.split('\n'))
+        if (!line.isEmpty())
+            paths.append(QString::fromUtf8(line));
+    return paths;
+}
+
+bool anyoneListening() {
+    QLocalSocket socket;
+    socket.connectToServer(SingleInstance::socketPath());
+    return socket.waitForConnected(500);
+}
+
+} // namespace
+
+SingleInstance::SingleInstance(QObject* parent)
+    : QObject(parent) {}
+
+SingleInstance::~SingleInstance() = default;
+
+QString SingleInstance::socketPath() {
+    QString display = qEnvironmentVariable("WAYLAND_DISPLAY");
+    if (display.isEmpty())
+        display = qEnvironmentVariable("DISPLAY");
+    if (display.isEmpty())
+        display = QStringLiteral("none");
+    for (QChar& c : display)
+        if (!c.isLetterOrNumber())
+            c = u'_';
+    QString dir = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
+    if (dir.isEmpty())
+        return QDir(QDir::tempPath()).filePath(QStringLiteral("trovix-%1-%2").arg(getuid()).arg(display));
+    return QDir(dir).filePath(QStringLiteral("trovix-%1").arg(display));
+}
+
+bool SingleInstance::sendToRunning(const QStringList& paths, int timeoutMs) {
+    QLocalSocket socket;
+    socket.connectToServer(socketPath());
+    if (!socket.waitForConnected(timeoutMs))
+        return false;
+    socket.write(encode(paths));
+    socket.write("\n"); // an empty line ends the message
+    if (!socket.waitForBytesWritten(timeoutMs))
+        return false;
+    // The running instance answers once it has taken the request.
+    if (!socket.waitForReadyRead(timeoutMs))
+        return false;
+    socket.disconnectFromServer();
+    return true;
+}
+
+bool SingleInstance::listen() {
+    m_server = new QLocalServer(this);
+    m_server->setSocketOptions(QLocalServer::UserAccessOption);
+    if (!m_server->listen(socketPath())) {
+        // A socket left behind by an instance that crashed: nobody answers on it any more.
+        if (m_server->serverError() != QAbstractSocket::AddressInUseError || anyoneListening())
+            return false;
+        QLocalServer::removeServer(socketPath());
+        if (!m_server->listen(socketPath()))
+            return false;
+    }
+    connect(m_server, &QLocalServer::newConnection, this, [this] {
+        while (QLocalSocket* socket = m_server->nextPendingConnection()) {
+            connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
+            auto buffer = std::make_shared<QByteArray>();
+            connect(socket, &QLocalSocket::readyRead, this, [this, socket, buffer] {
+                *buffer += socket->readAll();
+                if (!buffer->endsWith("\n\n") && *buffer != "\n")
+                    return;
+                const QStringList paths = decode(*buffer);
+                buffer->clear();
+                socket->write("ok\n");
+                socket->flush();
+                Q_EMIT openRequested(paths);
+            });
+        }
+    });
+    return true;
+}
+
+} // namespace trovix
