@@ -33,6 +33,7 @@ const QString guideFile = QStringLiteral("guide.json");
 const QString thumbnailFile = QStringLiteral("thumbnail.jpg");
 constexpr double thumbnailSide = 640;
 constexpr double thumbnailQuality = 0.8;
+constexpr qsizetype maxOpenFiles = 64; // step images waiting for the disk at once
 
 QString inFolder(const QString& folder, const QString& name) {
     return QDir(folder).filePath(name);
@@ -129,9 +130,12 @@ void writeSnapshot(const Snapshot& s, const QString& folder) {
                     folder);
     }
 
-    // Step images. A step's base never changes, so a file of its name already holds its picture.
+    // Step images. A step's base never changes, so a file of its name already holds its picture. They
+    // are written in batches and all in place before the record that names them.
     QSet<QString> current;
     current.reserve(s.steps.size());
+    SafeFile::Batch batch;
+    QString failed;
     for (qsizetype i = 0; i < s.steps.size(); ++i) {
         const Step& step = s.steps[i];
         const QString name = step.imageName();
@@ -141,17 +145,21 @@ void writeSnapshot(const Snapshot& s, const QString& folder) {
             continue;
         const QByteArray png = step.base.png();
         if (png.isEmpty())
-            throw Error(
-                Error::Code::writeUnknown,
-                QStringLiteral("The picture of step %1 couldn’t be encoded as PNG, so the guide couldn’t be "
-                               "saved in %2.")
-                    .arg(QString::number(i + 1), StoreErrors::quoted(folderName(folder))),
-                path);
+            throw Error(Error::Code::writeUnknown,
+                        QStringLiteral("The picture of step %1 couldn’t be encoded as PNG, so the guide "
+                                       "couldn’t be saved in %2.")
+                            .arg(QString::number(i + 1), StoreErrors::quoted(folderName(folder))),
+                        path);
         // The hidden temporary name ends in ".png", so one left behind by a crash goes with the stale
         // images at the next write.
-        if (const int error = SafeFile::replace(path, png, inFolder(folder, QLatin1Char('.') + name)))
+        if (const int error = batch.add(path, png, inFolder(folder, QLatin1Char('.') + name)))
             throw StoreErrors::ioError(path, QStringLiteral("saved"), error);
+        if (batch.size() == maxOpenFiles)
+            if (const int error = batch.commit(&failed))
+                throw StoreErrors::ioError(failed, QStringLiteral("saved"), error);
     }
+    if (const int error = batch.commit(&failed))
+        throw StoreErrors::ioError(failed, QStringLiteral("saved"), error);
 
     // The record.
     GuideRecord record;

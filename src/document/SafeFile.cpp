@@ -2,6 +2,7 @@
 
 #include <QFile>
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -28,25 +29,64 @@ int writeAll(int fd, const char* data, qsizetype size) {
 } // namespace
 
 int replace(const QString& path, const QByteArray& bytes, const QString& temporary) {
-    const QByteArray target = QFile::encodeName(path);
-    const QByteArray temp = QFile::encodeName(temporary);
+    Batch batch;
+    if (const int error = batch.add(path, bytes, temporary))
+        return error;
+    return batch.commit(nullptr);
+}
+
+Batch::~Batch() {
+    abandonFrom(0);
+}
+
+void Batch::abandonFrom(size_t index) {
+    for (size_t i = index; i < m_files.size(); ++i) {
+        ::close(m_files[i].fd);
+        ::unlink(m_files[i].temporary.constData());
+    }
+    m_files.resize(std::min(index, m_files.size()));
+}
+
+int Batch::add(const QString& path, const QByteArray& bytes, const QString& temporary) {
+    File file{QFile::encodeName(path), QFile::encodeName(temporary), -1};
     // A temporary file left by an earlier crash is replaced, never written through (it might be a link).
-    ::unlink(temp.constData());
-    const int fd = ::open(temp.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (fd < 0)
+    ::unlink(file.temporary.constData());
+    file.fd = ::open(file.temporary.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (file.fd < 0)
         return errno;
-    int error = writeAll(fd, bytes.constData(), bytes.size());
-    // The data must be on the disk before the new name is: after a power cut the name may otherwise
-    // point at an empty file.
-    if (!error && ::fdatasync(fd) != 0)
-        error = errno;
-    if (::close(fd) != 0 && !error)
-        error = errno;
-    if (!error && ::rename(temp.constData(), target.constData()) != 0)
-        error = errno;
-    if (error)
-        ::unlink(temp.constData());
-    return error;
+    if (const int error = writeAll(file.fd, bytes.constData(), bytes.size())) {
+        ::close(file.fd);
+        ::unlink(file.temporary.constData());
+        return error;
+    }
+    // Start writing back now; commit() waits for it. A failure here only means commit() does it all.
+    ::sync_file_range(file.fd, 0, 0, SYNC_FILE_RANGE_WRITE);
+    m_files.push_back(std::move(file));
+    return 0;
+}
+
+int Batch::commit(QString* failedPath) {
+    for (size_t i = 0; i < m_files.size(); ++i) {
+        File& file = m_files[i];
+        // The data must be on the disk before the new name is: after a power cut the name might
+        // otherwise point at an empty file.
+        int error = ::fdatasync(file.fd) != 0 ? errno : 0;
+        if (::close(file.fd) != 0 && !error)
+            error = errno;
+        file.fd = -1;
+        if (!error && ::rename(file.temporary.constData(), file.path.constData()) != 0)
+            error = errno;
+        if (error) {
+            ::unlink(file.temporary.constData());
+            if (failedPath)
+                *failedPath = QFile::decodeName(file.path);
+            abandonFrom(i + 1);
+            m_files.clear();
+            return error;
+        }
+    }
+    m_files.clear();
+    return 0;
 }
 
 int read(const QString& path, QByteArray& bytes) {

@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <vector>
+
 // Whole-file reads and crash-safe writes for guide folders. Each returns 0 on success or the errno
 // of the failed operation, so callers can say why in their own words.
 namespace trovix::SafeFile {
@@ -11,6 +13,32 @@ namespace trovix::SafeFile {
 // the file onto `path`. Whoever reads `path`, at any moment and after any crash, sees either the old
 // content or the new one, never a part. A failed write removes the temporary file.
 int replace(const QString& path, const QByteArray& bytes, const QString& temporary);
+
+// replace() for many files: add() writes each file's temporary copy and starts it on its way to the
+// disk without waiting; commit() then waits for all of them, which the disk handles together far
+// faster than one after another, and renames them in the order they were added.
+class Batch {
+public:
+    Batch() = default;
+    Batch(const Batch&) = delete;
+    Batch& operator=(const Batch&) = delete;
+    // Removes the temporary files of whatever was not committed.
+    ~Batch();
+
+    int add(const QString& path, const QByteArray& bytes, const QString& temporary);
+    // Stops at the first failure, naming its file in failedPath; what was renamed before it stays.
+    int commit(QString* failedPath);
+    qsizetype size() const { return qsizetype(m_files.size()); }
+
+private:
+    struct File {
+        QByteArray path;
+        QByteArray temporary;
+        int fd;
+    };
+    void abandonFrom(size_t index);
+    std::vector<File> m_files;
+};
 
 // Reads the whole file.
 int read(const QString& path, QByteArray& bytes);

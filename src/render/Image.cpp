@@ -143,20 +143,22 @@ bool Image::hasPng() const {
     return !d->png.isEmpty();
 }
 
-void Image::encodeInBackground() const {
+void Image::encodeInBackground(bool thenDropPixels) const {
     if (!d)
         return;
     std::lock_guard lock(d->mutex);
     if (!d->png.isEmpty() || d->encoding.isValid())
         return;
     std::shared_ptr<Data> data = d;
-    d->encoding = QtConcurrent::run([data] {
+    d->encoding = QtConcurrent::run([data, thenDropPixels] {
         Image self;
         self.d = data;
         QByteArray bytes = ImageCodec::encodePng(self.pixels());
         std::lock_guard inner(data->mutex);
         if (data->png.isEmpty())
             data->png = bytes;
+        if (thenDropPixels && !data->png.isEmpty() && !data->making)
+            data->pixels = QImage();
         return bytes;
     });
 }

@@ -46,8 +46,10 @@ public:
     // The PNG bytes, encoded on first request (or waiting for a background encoding) and then kept.
     QByteArray png() const;
     bool hasPng() const;
-    // Starts encoding the PNG on a worker thread, if it is not encoded or being encoded already.
-    void encodeInBackground() const;
+    // Starts encoding the PNG on a worker thread, if it is not encoded or being encoded already. With
+    // thenDropPixels the decoded pixels are released once the bytes exist (unless something is making
+    // them at that moment): a step's full-size screenshot then costs its PNG, not 33 MB at 4K.
+    void encodeInBackground(bool thenDropPixels = false) const;
 
     // Releases the decoded pixels when they can be had again (from PNG bytes or the recipe).
     // Returns whether anything was released.

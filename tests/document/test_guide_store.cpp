@@ -147,6 +147,23 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(working + "/thumbnail.jpg"));
     }
 
+    void newStep_isEncodedOnceInTheBackgroundAndLetsItsPixelsGo() {
+        const QImage shot = pattern(640, 360, 9);
+        const Step step = Step::make(Image(shot), 2, QStringLiteral("Captured"));
+        QTRY_VERIFY(step.base.hasPng());
+        QTRY_VERIFY(!step.base.hasPixels()); // the bytes are enough; pixels come back on demand
+        const QByteArray png = step.base.png();
+        QCOMPARE(step.base.pixels(), shot);
+
+        // Saving writes those very bytes, into every folder.
+        Guide guide;
+        guide.append(step);
+        GuideStore::write(guide, folder("Encoded once.trovix"), false);
+        GuideStore::write(guide, folder("Encoded once copy.trovix"), false);
+        QCOMPARE(readFile(folder("Encoded once.trovix") + "/" + step.imageName()), png);
+        QCOMPARE(readFile(folder("Encoded once copy.trovix") + "/" + step.imageName()), png);
+    }
+
     void json_isCompactOrderedAndEscaped() {
         const QUuid id = QUuid::fromString(QStringLiteral("0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9"));
         Guide guide;
