@@ -122,6 +122,12 @@ bool runDecode(png_structp png, png_infop info, DecodeJob* job) {
     job->cursor.bytes = job->bytes;
     png_set_read_fn(png, &job->cursor, readBytes);
     png_set_user_limits(png, png_uint_32(maxSide), png_uint_32(maxSide));
+    // Only the pixels, the palette, transparency and the density are used; every other chunk is
+    // skipped unread. libpng would otherwise allocate (and clear) a buffer as long as a text,
+    // profile or metadata chunk claims to be, up to 2 GB, before finding the file far shorter.
+    png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
+    static constexpr png_byte density[] = "pHYs";
+    png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_AS_DEFAULT, density, 1);
     png_read_info(png, info);
     const png_uint_32 width = png_get_image_width(png, info), height = png_get_image_height(png, info);
     if (qint64(width) * qint64(height) > maxPixels)
@@ -205,6 +211,40 @@ bool validDepth(int colourType, int depth) {
     }
 }
 
+int channels(int colourType) {
+    switch (colourType) {
+    case 2:
+        return 3;
+    case 4:
+        return 2;
+    case 6:
+        return 4;
+    default: // grey, palette
+        return 1;
+    }
+}
+
+// The size of the filtered pixel rows the image data inflates to: a filter byte and the packed pixels
+// of each row, row by row through the seven passes when interlaced.
+qint64 rawDataSize(qint64 width, qint64 height, int bitsPerPixel, bool interlaced) {
+    const auto rows = [bitsPerPixel](qint64 w, qint64 h) {
+        return w > 0 && h > 0 ? h * (1 + (w * bitsPerPixel + 7) / 8) : 0;
+    };
+    if (!interlaced)
+        return rows(width, height);
+    static constexpr int x0[] = {0, 4, 0, 2, 0, 1, 0}, dx[] = {8, 8, 4, 4, 2, 2, 1};
+    static constexpr int y0[] = {0, 0, 4, 0, 2, 0, 1}, dy[] = {8, 8, 8, 4, 4, 2, 2};
+    qint64 total = 0;
+    for (int pass = 0; pass < 7; ++pass)
+        total +=
+            rows((width - x0[pass] + dx[pass] - 1) / dx[pass], (height - y0[pass] + dy[pass] - 1) / dy[pass]);
+    return total;
+}
+
+// Deflate never expands more than 1032 to 1: at best each two bits of the stream (a one-bit length
+// code and a one-bit distance code) repeat 258 bytes.
+constexpr qint64 maxInflation = 1032;
+
 } // namespace
 
 QByteArray encodePng(const QImage& image) {
@@ -249,6 +289,12 @@ QImage decode(const QByteArray& bytes) {
     buffer.open(QIODevice::ReadOnly);
     QImageReader reader(&buffer);
     reader.setAutoTransform(false);
+    // The size in the file's header, where the format tells it without decoding; Qt's own allocation
+    // limit stands behind this for formats that do not.
+    const QSize claimed = reader.size();
+    if (claimed.isValid() && (claimed.width() > maxSide || claimed.height() > maxSide ||
+                              qint64(claimed.width()) * claimed.height() > maxPixels))
+        return {};
     return reader.read();
 }
 
@@ -261,7 +307,7 @@ QSize pngSize(const QByteArray& bytes) {
 }
 
 PngCheck checkPng(const QByteArray& bytes) {
-    auto fail = [](const char* problem) { return PngCheck{QSize(), QString::fromLatin1(problem)}; };
+    auto fail = [](const char* problem) { return PngCheck{QSize(), QString::fromUtf8(problem)}; };
     if (bytes.isEmpty())
         return fail("the file is empty");
     if (!startsWithSignature(bytes))
@@ -271,7 +317,9 @@ PngCheck checkPng(const QByteArray& bytes) {
     const qsizetype size = bytes.size();
     qsizetype pos = 8;
     QSize dimensions;
-    int colourType = -1;
+    int colourType = -1, bitsPerPixel = 0;
+    bool interlaced = false;
+    qint64 dataBytes = 0;
     bool sawPalette = false, sawData = false, dataEnded = false, firstData = true;
 
     for (int index = 0;; ++index) {
@@ -311,6 +359,8 @@ PngCheck checkPng(const QByteArray& bytes) {
             if (body[10] != 0 || body[11] != 0 || body[12] > 1)
                 return fail("the header names an unknown compression, filter or interlace method");
             dimensions = QSize(int(w), int(h));
+            bitsPerPixel = channels(colourType) * depth;
+            interlaced = body[12] == 1;
         } else if (is("PLTE")) {
             if (sawData)
                 return fail("the palette comes after the image data");
@@ -328,6 +378,7 @@ PngCheck checkPng(const QByteArray& bytes) {
             }
             firstData = false;
             sawData = true;
+            dataBytes += length;
         } else if (is("IEND")) {
             if (length != 0)
                 return fail("the end chunk has the wrong length");
@@ -335,6 +386,11 @@ PngCheck checkPng(const QByteArray& bytes) {
                 return fail("there is no image data");
             if (colourType == 3 && !sawPalette)
                 return fail("the palette is missing");
+            // A few bytes claiming a huge picture cannot inflate to it; refusing them here keeps a
+            // decoder from allocating the whole picture before it finds out.
+            if (dataBytes * maxInflation <
+                rawDataSize(dimensions.width(), dimensions.height(), bitsPerPixel, interlaced))
+                return fail("the image data is too short for the picture’s size");
             // Anything after the end chunk is ignored, as decoders do.
             return PngCheck{dimensions, {}};
         } else if (!(type[0] & 0x20)) {

@@ -7,15 +7,17 @@
 namespace trovix::ImageCodec {
 
 // Pictures larger than this are refused before anything is allocated for them: a damaged or hostile
-// PNG header may claim 100000 × 100000 pixels.
-inline constexpr qint64 maxSide = 65535;
-inline constexpr qint64 maxPixels = qint64(1) << 27; // 134 million: a 16K display fits
+// header may claim 100000 × 100000 pixels. Screenshots are cut from one display, and a 16K display
+// (15360 × 8640) fits; decoded, the largest picture allowed takes 512 MB.
+inline constexpr qint64 maxSide = 16384;
+inline constexpr qint64 maxPixels = qint64(1) << 27; // 134 million
 
 // Encodes pixels as a PNG file; empty on failure. Tuned for screenshots: fast zlib settings and the
 // "up" filter, which suits flat areas, text and vertical gradients. Opaque pictures are stored as RGB.
 QByteArray encodePng(const QImage& image);
-// Decodes the first image of PNG (or any readable) bytes; null on failure. PNG pictures come back as
-// ARGB32 premultiplied.
+// Decodes the first image of PNG (or any readable) bytes; null on failure, and null for a picture
+// beyond the limits above, refused before its pixels are allocated. PNG pictures come back as ARGB32
+// premultiplied.
 QImage decode(const QByteArray& bytes);
 // The pixel size recorded in a PNG header, or an invalid size when the bytes are no PNG.
 QSize pngSize(const QByteArray& bytes);
@@ -28,8 +30,9 @@ struct PngCheck {
 };
 
 // Checks the signature, the chunk layout and every chunk's CRC, the header's values (with sane
-// dimensions), the image data's zlib header and the end chunk. This catches empty, truncated,
-// damaged and non-PNG files in a fraction of the time a full decode takes; what it cannot see (a
+// dimensions), the image data's zlib header, that there is enough image data for the size the header
+// claims, and the end chunk. This catches empty, truncated, damaged and non-PNG files in a fraction
+// of the time a full decode takes, and a few bytes claiming a huge picture; what it cannot see (a
 // corrupt compressed stream with intact CRCs) shows up when the pixels are decoded.
 PngCheck checkPng(const QByteArray& bytes);
 

@@ -1,0 +1,212 @@
+// Pictures whose headers promise more than their bytes hold: the store and the decoders refuse them
+// without allocating what they claim, and a guide folder holding one says which file is at fault.
+#include "document/Error.h"
+#include "document/GuideStore.h"
+#include "render/ImageCodec.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QtEndian>
+
+#include <sys/resource.h>
+#include <zlib.h>
+
+using namespace trovix;
+
+namespace {
+
+QByteArray chunk(const char* type, const QByteArray& body) {
+    QByteArray out(4, '\0');
+    qToBigEndian<quint32>(quint32(body.size()), out.data());
+    out += QByteArray(type, 4) + body;
+    QByteArray crc(4, '\0');
+    const QByteArray covered = out.mid(4);
+    qToBigEndian<quint32>(
+        quint32(crc32(0, reinterpret_cast<const Bytef*>(covered.constData()), uInt(covered.size()))),
+        crc.data());
+    return out + crc;
+}
+
+QByteArray header(quint32 width, quint32 height, int depth, int colourType) {
+    QByteArray body(13, '\0');
+    qToBigEndian<quint32>(width, body.data());
+    qToBigEndian<quint32>(height, body.data() + 4);
+    body[8] = char(depth);
+    body[9] = char(colourType);
+    return chunk("IHDR", body);
+}
+
+QByteArray compressed(const QByteArray& raw) {
+    uLongf size = compressBound(uLong(raw.size()));
+    QByteArray out(qsizetype(size), '\0');
+    if (compress2(reinterpret_cast<Bytef*>(out.data()), &size,
+                  reinterpret_cast<const Bytef*>(raw.constData()), uLong(raw.size()), 9) != Z_OK)
+        return {};
+    out.truncate(qsizetype(size));
+    return out;
+}
+
+// A PNG whose chunks and checksums are all in order, with `before` placed ahead of the image data.
+QByteArray png(quint32 width, quint32 height, int depth, int colourType, const QByteArray& data,
+               const QByteArray& before = {}) {
+    return QByteArray("\x89PNG\r\n\x1a\n", 8) + header(width, height, depth, colourType) + before +
+           chunk("IDAT", data) + chunk("IEND", {});
+}
+
+// A grey picture of zeros: every filter byte and pixel byte inflated from a tiny stream.
+QByteArray blankGrey(quint32 width, quint32 height, int depth) {
+    const qsizetype row = 1 + (qsizetype(width) * depth + 7) / 8;
+    return png(width, height, depth, 0, compressed(QByteArray(row * qsizetype(height), '\0')));
+}
+
+qint64 peakMemoryKB() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
+
+void writeFile(const QString& path, const QByteArray& bytes) {
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    QCOMPARE(file.write(bytes), bytes.size());
+}
+
+// A one-step guide folder whose picture is `picture`; returns the picture's file name.
+QString guideWith(const QString& folder, const QByteArray& picture) {
+    const QString id = QStringLiteral("6F9619FF-8B86-D011-B42D-00C04FC964FF");
+    const QByteArray json =
+        QStringLiteral("{\"title\":\"Hostile\",\"steps\":[{\"id\":\"%1\",\"title\":\"One\","
+                       "\"note\":\"\",\"scale\":1,\"annotations\":[]}]}")
+            .arg(id)
+            .toUtf8();
+    QDir().mkpath(folder);
+    writeFile(folder + "/guide.json", json);
+    writeFile(folder + "/" + id + ".png", picture);
+    return id + ".png";
+}
+
+} // namespace
+
+class HostilePicturesTest : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    // First, while the process's peak memory is still small enough to show a large allocation.
+    void metadataChunkClaimingAGigabyte_isSkippedUnread() {
+        // A text chunk that claims 1 GB in a file of a hundred bytes. libpng, left to itself, allocates
+        // and clears a buffer of the claimed length before it finds the file too short. The structure
+        // check sees the lie; the library's thumbnail decodes the first picture without that check.
+        QByteArray lie = chunk("tEXt", "Comment");
+        qToBigEndian<quint32>(1u << 30, lie.data());
+        const QByteArray picture = QByteArray("\x89PNG\r\n\x1a\n", 8) + header(8, 8, 8, 2) + lie;
+
+        QTemporaryDir dir;
+        const QString folder = dir.filePath("Text.trovix");
+        guideWith(folder, picture);
+        const qint64 before = peakMemoryKB();
+        QVERIFY(ImageCodec::decode(picture).isNull());
+        const std::optional<GuideSummary> summary = GuideStore::summary(folder);
+        QVERIFY(summary);
+        QCOMPARE(summary->stepCount, 1);
+        QVERIFY(summary->thumbnail.isNull());
+        const qint64 grown = peakMemoryKB() - before;
+        QVERIFY2(grown < 256 * 1024,
+                 qPrintable(QStringLiteral("peak memory grew by %1 MB").arg(grown / 1024)));
+        QVERIFY(!ImageCodec::checkPng(picture).ok());
+
+        // Chunks that are skipped still leave a readable picture with its density.
+        QByteArray density(9, '\0');
+        qToBigEndian<quint32>(5669, density.data());
+        qToBigEndian<quint32>(5669, density.data() + 4);
+        density[8] = 1;
+        const QByteArray withText =
+            png(2, 1, 8, 2, compressed('\0' + QByteArray(6, '\x40')),
+                chunk("tEXt", "Comment\0hello") + chunk("pHYs", density) + chunk("iTXt", "k\0\0\0\0text"));
+        QVERIFY(ImageCodec::checkPng(withText).ok());
+        const QImage decoded = ImageCodec::decode(withText);
+        QCOMPARE(decoded.size(), QSize(2, 1));
+        QCOMPARE(decoded.pixel(1, 0), qRgb(0x40, 0x40, 0x40));
+        QCOMPARE(decoded.dotsPerMeterX(), 5669);
+    }
+
+    void sizesBeyondTheLimits_areRefusedByTheCheckAndTheDecoder() {
+        // The largest picture allowed passes the check from a few kilobytes of 1-bit zeros.
+        const QByteArray largest = blankGrey(16384, 8192, 1);
+        QVERIFY(largest.size() < 64 * 1024);
+        QCOMPARE(ImageCodec::checkPng(largest).size, QSize(16384, 8192));
+
+        // Refused from the header alone: the data never gets looked at, let alone inflated.
+        const QByteArray someData = compressed(QByteArray(1000, '\0'));
+        for (const auto& [w, h] :
+             {std::pair{100000u, 100000u}, {16385u, 1u}, {1u, 16385u}, {16384u, 8193u}}) {
+            const QString what = QStringLiteral("%1 × %2").arg(w).arg(h);
+            const QByteArray bytes = png(w, h, 1, 0, someData);
+            const ImageCodec::PngCheck check = ImageCodec::checkPng(bytes);
+            QVERIFY2(!check.ok(), qPrintable(what));
+            QCOMPARE(check.problem, QStringLiteral("the picture is too large"));
+            QVERIFY2(ImageCodec::decode(bytes).isNull(), qPrintable(what));
+        }
+
+        // Other formats (the library's thumbnails) are held to the same sides, before Qt allocates.
+        const QByteArray wide = "P5 16385 1 255\n" + QByteArray(16385, '\x7f');
+        QVERIFY(ImageCodec::decode(wide).isNull());
+        const QImage fits = ImageCodec::decode("P5 16384 1 255\n" + QByteArray(16384, '\x7f'));
+        QCOMPARE(fits.size(), QSize(16384, 1));
+    }
+
+    void dataTooShortForTheClaimedSize_failsTheReadNamingTheFile() {
+        // 10000 × 10000 RGB inflates from no less than 290 KB: a 100-byte stream cannot hold it,
+        // however sound its checksums. Read fails at once instead of promising a 400 MB picture.
+        const QByteArray bomb = png(10000, 10000, 8, 2, compressed(QByteArray(30000, '\0')));
+        QVERIFY(bomb.size() < 200);
+        QCOMPARE(ImageCodec::checkPng(bomb).problem,
+                 QStringLiteral("the image data is too short for the picture’s size"));
+
+        QTemporaryDir dir;
+        const QString folder = dir.filePath("Bomb.trovix");
+        const QString name = guideWith(folder, bomb);
+        try {
+            GuideStore::read(folder);
+            QFAIL("the read succeeded");
+        } catch (const Error& error) {
+            QCOMPARE(error.code(), Error::Code::corruptFile);
+            QVERIFY2(error.message().contains("“" + name + "”") &&
+                         error.message().contains("“Bomb.trovix”") && error.message().contains("too short"),
+                     qPrintable(error.message()));
+            QCOMPARE(QFileInfo(error.path()).fileName(), name);
+        }
+        QVERIFY(GuideStore::summary(folder)); // still listed
+
+        // Just enough data passes, interlaced or not: the bound never refuses a picture that can
+        // inflate to its size.
+        for (const bool interlaced : {false, true}) {
+            QByteArray exact = blankGrey(4000, 3000, 8);
+            if (interlaced) {
+                // Seven passes: each row of each pass has its own filter byte, so the raw data grows.
+                QByteArray raw;
+                static constexpr int x0[] = {0, 4, 0, 2, 0, 1, 0}, dx[] = {8, 8, 4, 4, 2, 2, 1};
+                static constexpr int y0[] = {0, 0, 4, 0, 2, 0, 1}, dy[] = {8, 8, 8, 4, 4, 2, 2};
+                for (int pass = 0; pass < 7; ++pass) {
+                    const int w = (4000 - x0[pass] + dx[pass] - 1) / dx[pass];
+                    const int h = (3000 - y0[pass] + dy[pass] - 1) / dy[pass];
+                    raw += QByteArray(qsizetype(h) * (1 + w), '\0');
+                }
+                QByteArray body(13, '\0');
+                qToBigEndian<quint32>(4000, body.data());
+                qToBigEndian<quint32>(3000, body.data() + 4);
+                body[8] = 8;
+                body[12] = 1;
+                exact = QByteArray("\x89PNG\r\n\x1a\n", 8) + chunk("IHDR", body) +
+                        chunk("IDAT", compressed(raw)) + chunk("IEND", {});
+            }
+            QVERIFY2(ImageCodec::checkPng(exact).ok(), interlaced ? "interlaced" : "plain");
+            const QImage decoded = ImageCodec::decode(exact);
+            QCOMPARE(decoded.size(), QSize(4000, 3000));
+            QCOMPARE(decoded.pixel(3999, 2999), qRgb(0, 0, 0));
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(HostilePicturesTest)
+#include "test_hostile_pictures.moc"
