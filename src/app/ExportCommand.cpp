@@ -84,7 +84,7 @@ ExportCommand::Outcome ExportCommand::run(const QString& name,
     QTimer showLater;
     showLater.setSingleShot(true);
     connect(&showLater, &QTimer::timeout, &progress, &QProgressDialog::show);
-    showLater.start(progressDelayMs);
+    showLater.start(m_progressDelay);
 
     QPointer<QProgressDialog> dialog(&progress);
     ExportProgress report = [dialog](int done, int total) {

@@ -42,6 +42,8 @@ public:
     // How "Show in File Manager" shows a path (tests replace it).
     void setReveal(Reveal reveal) { m_reveal = std::move(reveal); }
     bool isRunning() const { return m_running; }
+    // How long an export runs before its progress shows.
+    void setProgressDelay(int ms) { m_progressDelay = ms; }
 
 private:
     struct Outcome {
@@ -56,6 +58,7 @@ private:
     Reveal m_reveal;
     QString m_lastDirectory;
     bool m_running = false;
+    int m_progressDelay = progressDelayMs;
 };
 
 } // namespace trovix

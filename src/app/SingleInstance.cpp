@@ -74,16 +74,15 @@ bool SingleInstance::sendToRunning(const QStringList& paths, int timeoutMs) {
 }
 
 bool SingleInstance::listen() {
+    // Listening replaces any socket file at the path, so ask first whether someone answers there;
+    // a file nobody answers on was left by an instance that crashed.
+    if (anyoneListening())
+        return false;
+    QLocalServer::removeServer(socketPath());
     m_server = new QLocalServer(this);
     m_server->setSocketOptions(QLocalServer::UserAccessOption);
-    if (!m_server->listen(socketPath())) {
-        // A socket left behind by an instance that crashed: nobody answers on it any more.
-        if (m_server->serverError() != QAbstractSocket::AddressInUseError || anyoneListening())
-            return false;
-        QLocalServer::removeServer(socketPath());
-        if (!m_server->listen(socketPath()))
-            return false;
-    }
+    if (!m_server->listen(socketPath()))
+        return false;
     connect(m_server, &QLocalServer::newConnection, this, [this] {
         while (QLocalSocket* socket = m_server->nextPendingConnection()) {
             connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
