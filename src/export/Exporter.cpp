@@ -158,17 +158,11 @@ QString Exporter::longDate(QDate date, const QLocale& locale) {
     static const QRegularExpression weekday(QStringLiteral("(?<!d)d{3,4}(?!d)"));
     const QRegularExpressionMatch match = weekday.match(format);
     if (match.hasMatch()) {
-        static const QRegularExpression after(QStringLiteral("^[\\s,]*"));
-        static const QRegularExpression before(QStringLiteral("[\\s,]*$"));
-        QString head = format.left(match.capturedStart());
-        QString tail = format.mid(match.capturedEnd());
-        if (head.isEmpty())
-            tail.remove(after);
-        else if (tail.trimmed().isEmpty())
-            head.remove(before), tail.clear();
-        else
-            tail.remove(after), tail.prepend(QLatin1Char(' ')), head.remove(before);
-        format = head + tail;
+        static const QRegularExpression after(QStringLiteral("^[\\s,\u060C\u3001\uFF0C]*"));
+        static const QRegularExpression before(QStringLiteral("[\\s,\u060C\u3001\uFF0C]*$"));
+        const QString head = format.left(match.capturedStart()).remove(before);
+        const QString tail = format.mid(match.capturedEnd()).remove(after);
+        format = head.isEmpty() || tail.isEmpty() ? head + tail : head + QLatin1Char(' ') + tail;
     }
     return locale.toString(date, format.trimmed());
 }
