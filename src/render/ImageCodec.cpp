@@ -289,13 +289,17 @@ QImage decode(const QByteArray& bytes) {
     buffer.open(QIODevice::ReadOnly);
     QImageReader reader(&buffer);
     reader.setAutoTransform(false);
-    // The size in the file's header, where the format tells it without decoding; Qt's own allocation
-    // limit stands behind this for formats that do not.
+    // The size in the file's header, where the format tells it without decoding. Formats that do not
+    // (MNG) are held to Qt's own allocation limit while decoding, and to ours after.
+    const auto beyondLimits = [](QSize size) {
+        return size.width() > maxSide || size.height() > maxSide ||
+               qint64(size.width()) * size.height() > maxPixels;
+    };
     const QSize claimed = reader.size();
-    if (claimed.isValid() && (claimed.width() > maxSide || claimed.height() > maxSide ||
-                              qint64(claimed.width()) * claimed.height() > maxPixels))
+    if (claimed.isValid() && beyondLimits(claimed))
         return {};
-    return reader.read();
+    const QImage image = reader.read();
+    return beyondLimits(image.size()) ? QImage() : image;
 }
 
 QSize pngSize(const QByteArray& bytes) {

@@ -6,6 +6,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QImageReader>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QtEndian>
@@ -153,6 +154,14 @@ private Q_SLOTS:
         QVERIFY(ImageCodec::decode(wide).isNull());
         const QImage fits = ImageCodec::decode("P5 16384 1 255\n" + QByteArray(16384, '\x7f'));
         QCOMPARE(fits.size(), QSize(16384, 1));
+        // An MNG stream tells its size only once decoded, and this one is 8 × 131080.
+        if (QImageReader::supportedImageFormats().contains("mng")) {
+            const QByteArray mng = QByteArray::fromBase64(
+                "ik1ORw0KGgoAAAANSUhEUgAAAAgAAgAIBAMAAAA2IaO4AAAAMFBMVEUAAQIDBAUGBwgJCgsMDQ4PEBESExQVFhcYGRob"
+                "HB0eHyAhIiMkJSYnKCkqKywtLi+tl47vAAAAAnRSTlMAgJsrThgAAAAwSURBVHjaY2BQ9cpn5DYIrWISs05oZVZ0y57A"
+                "ohNYNpvBPKZxGaNTes9GJt+i6XsAwlYLzve0V/4AAAAASUVORK5CYII=");
+            QVERIFY(ImageCodec::decode(mng).isNull());
+        }
     }
 
     void dataTooShortForTheClaimedSize_failsTheReadNamingTheFile() {
