@@ -117,6 +117,7 @@ void Guide::startAutosave()
     // store's writer thread from a snapshot taken here, so neither typing nor a fresh capture whose PNG
     // is still being encoded ever waits for the disk.
     m_autosave.disconnect(this);
+    m_autosave.setTimerType(Qt::PreciseTimer); // a coarse timer may fire 50 ms late
     connect(&m_autosave, &QTimer::timeout, this,
             [this] { GuideStore::writeInBackground(*this, GuideStore::workingDir()); });
     connect(this, &Guide::willChange, &m_autosave, qOverload<>(&QTimer::start), Qt::UniqueConnection);

@@ -46,7 +46,7 @@ public:
     void burst() {
         const int actions = 1 + int(m_random.bounded(3));
         for (int i = 0; i < actions; ++i) {
-            QTimer::singleShot(int(m_random.bounded(50)) * i, this, [this] { act(); });
+            QTimer::singleShot(int(m_random.bounded(30)) * i, this, [this] { act(); });
         }
         // The pause after a burst is longer than the autosave delay, so the write starts before the
         // next burst could postpone it.
@@ -69,7 +69,7 @@ private:
                 report(QStringLiteral("del %1 %2").arg(uuidString(step.id)).arg(now()));
             m_guide.reset(); // writes at once, on this thread
         } else if (roll < 45) {
-            const QImage picture = testing::syntheticScreenshot(1280, 800, m_seed * 1000 + ++m_made);
+            const QImage picture = testing::syntheticScreenshot(800, 500, m_seed * 1000 + ++m_made);
             m_guide.append(Step::make(Image(picture), 2, QStringLiteral("Step %1").arg(m_made)));
             report(QStringLiteral("add %1 %2").arg(uuidString(m_guide.steps().last().id)).arg(now()));
         } else if (roll < 60 && !steps.isEmpty()) {

@@ -7,6 +7,7 @@
 #include "render/ImageCodec.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QProcess>
 #include <QRandomGenerator>
 #include <QTest>
@@ -132,9 +133,21 @@ private:
             if (ImageCodec::decode(step.base.png()).size() != step.base.size())
                 m_failures << where + "a picture that does not decode: " + id;
         }
+        // When the record was last replaced, on the monotonic clock, to tell a late write from a wrong one.
+        timespec wall;
+        clock_gettime(CLOCK_REALTIME, &wall);
+        const qint64 written =
+            killedAt -
+            (qint64(wall.tv_sec) * second + wall.tv_nsec -
+             QFileInfo(workingCopy() + "/guide.json").lastModified().toMSecsSinceEpoch() * 1000000);
         for (const QString& id : required)
             if (!present.count(id))
-                m_failures << where + "lost step " + id;
+                m_failures << where + QStringLiteral(
+                                          "lost step %1, added %2 ms before the kill; the record was written "
+                                          "%3 ms before the kill")
+                                          .arg(id)
+                                          .arg((killedAt - m_added[id]) / 1000000)
+                                          .arg((killedAt - written) / 1000000);
         m_checked += int(required.size());
     }
 
