@@ -139,6 +139,8 @@ void writeSnapshot(const Snapshot& s, const QString& folder) {
     for (qsizetype i = 0; i < s.steps.size(); ++i) {
         const Step& step = s.steps[i];
         const QString name = step.imageName();
+        if (current.contains(name)) // the same step twice: one file serves both
+            continue;
         current.insert(name);
         const QString path = inFolder(folder, name);
         if (entryExists(path))
