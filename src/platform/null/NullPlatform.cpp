@@ -1,0 +1,58 @@
+#include "platform/null/NullPlatform.h"
+
+#include "document/Error.h"
+
+#include <QTimer>
+
+namespace trovix {
+
+class NullPlatform::Grabber : public ScreenGrabber {
+public:
+    explicit Grabber(QString platformName)
+        : m_reason(QStringLiteral("Trovix can’t capture the screen in this session: screen capture works "
+                                  "on X11, and this session uses the “%1” display platform.")
+                       .arg(platformName)) {}
+
+    Access access() const override { return Access::unavailable; }
+    QString unavailableReason() const override { return m_reason; }
+    QImage grab(const QRect&) override { throw Error(Error::Code::noDisplay, m_reason); }
+    bool hasWindowManager() const override { return false; }
+    void unmapWindow(WId) override {}
+    void mapWindow(WId) override {}
+    void whenSettled(const QList<QWindow*>&, QObject* context, std::function<void()> done) override {
+        QTimer::singleShot(0, context, std::move(done));
+    }
+
+private:
+    QString m_reason;
+};
+
+class NullPlatform::Keys : public GlobalKeys {
+public:
+    explicit Keys(QString platformName)
+        : m_reason(QStringLiteral("Global hot keys work on X11; this session uses the “%1” display platform.")
+                       .arg(platformName)) {}
+
+    QString unavailableReason() const override { return m_reason; }
+    void setHandler(Handler) override {}
+    bool bind(Identity, quint32, quint32) override { return false; }
+
+private:
+    QString m_reason;
+};
+
+NullPlatform::NullPlatform(QString platformName)
+    : m_grabber(std::make_unique<Grabber>(platformName))
+    , m_keys(std::make_unique<Keys>(platformName)) {}
+
+NullPlatform::~NullPlatform() = default;
+
+ScreenGrabber& NullPlatform::screenGrabber() {
+    return *m_grabber;
+}
+
+GlobalKeys& NullPlatform::globalKeys() {
+    return *m_keys;
+}
+
+} // namespace trovix

@@ -1,0 +1,37 @@
+#include "platform/Platform.h"
+
+#include "platform/null/NullPlatform.h"
+#include "platform/x11/X11Platform.h"
+
+#include <QGuiApplication>
+
+#include <memory>
+
+namespace trovix {
+
+namespace {
+Platform* installed = nullptr;
+}
+
+void Platform::setCurrent(Platform* platform) {
+    installed = platform;
+}
+
+Platform& Platform::current() {
+    if (installed)
+        return *installed;
+    static const std::unique_ptr<Platform> platform = []() -> std::unique_ptr<Platform> {
+        const QString qpa = QGuiApplication::platformName();
+        QString wanted = qEnvironmentVariable("TROVIX_PLATFORM");
+        if (wanted.isEmpty())
+            wanted = qpa == QLatin1String("xcb") ? QStringLiteral("x11") : QStringLiteral("null");
+        if (wanted == QLatin1String("x11") && qpa == QLatin1String("xcb")) {
+            if (auto x11 = X11Platform::create())
+                return x11;
+        }
+        return std::make_unique<NullPlatform>(qpa.isEmpty() ? QStringLiteral("none") : qpa);
+    }();
+    return *platform;
+}
+
+} // namespace trovix

@@ -1,0 +1,321 @@
+#include "platform/x11/X11ScreenGrabber.h"
+
+#include "document/Error.h"
+
+#include <QElapsedTimer>
+#include <QTimer>
+
+#include <xcb/damage.h>
+#include <xcb/shm.h>
+#include <xcb/xcb.h>
+
+#include <sys/ipc.h>
+#include <sys/shm.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+namespace trovix {
+
+namespace {
+
+struct FreeDeleter {
+    void operator()(void* p) const { std::free(p); }
+};
+template <typename T>
+using Reply = std::unique_ptr<T, FreeDeleter>;
+
+// How long the screen must stay unchanged before the programs underneath count as repainted, and the
+// longest the wait may take when something keeps drawing (a clock, a video).
+constexpr int quietMs = 30;
+constexpr int capMs = 600;
+constexpr int pollMs = 2;
+
+Error grabError(const QRect& rect, const QString& why) {
+    return Error(Error::Code::noDisplay, QStringLiteral("Trovix couldn’t capture the screen area %1 × %2 at "
+                                                        "(%3, %4): %5")
+                                             .arg(rect.width())
+                                             .arg(rect.height())
+                                             .arg(rect.x())
+                                             .arg(rect.y())
+                                             .arg(why));
+}
+
+bool directFormat(const xcb_setup_t* setup, int depth) {
+    if (depth != 24 && depth != 32)
+        return false;
+    if (setup->image_byte_order != XCB_IMAGE_ORDER_LSB_FIRST)
+        return false;
+    for (auto it = xcb_setup_pixmap_formats_iterator(setup); it.rem; xcb_format_next(&it)) {
+        if (it.data->depth == depth)
+            return it.data->bits_per_pixel == 32;
+    }
+    return false;
+}
+
+} // namespace
+
+std::unique_ptr<X11ScreenGrabber> X11ScreenGrabber::create(xcb_connection_t* qtConnection) {
+    int screen = 0;
+    xcb_connection_t* conn = xcb_connect(nullptr, &screen);
+    if (!conn || xcb_connection_has_error(conn)) {
+        if (conn)
+            xcb_disconnect(conn);
+        return nullptr;
+    }
+    auto it = xcb_setup_roots_iterator(xcb_get_setup(conn));
+    for (int i = 0; i < screen && it.rem; ++i)
+        xcb_screen_next(&it);
+    if (!it.rem) {
+        xcb_disconnect(conn);
+        return nullptr;
+    }
+    return std::unique_ptr<X11ScreenGrabber>(
+        new X11ScreenGrabber(qtConnection, conn, it.data->root, it.data->root_depth));
+}
+
+X11ScreenGrabber::X11ScreenGrabber(xcb_connection_t* qtConnection, xcb_connection_t* own, quint32 root,
+                                   int depth)
+    : m_qt(qtConnection)
+    , m_conn(own)
+    , m_root(root)
+    , m_depth(depth) {
+    const xcb_query_extension_reply_t* shm = xcb_get_extension_data(m_conn, &xcb_shm_id);
+    if (shm && shm->present && directFormat(xcb_get_setup(m_conn), m_depth)) {
+        Reply<xcb_shm_query_version_reply_t> version(
+            xcb_shm_query_version_reply(m_conn, xcb_shm_query_version(m_conn), nullptr));
+        m_shm = version != nullptr;
+    }
+    const xcb_query_extension_reply_t* damage = xcb_get_extension_data(m_conn, &xcb_damage_id);
+    if (damage && damage->present) {
+        Reply<xcb_damage_query_version_reply_t> version(xcb_damage_query_version_reply(
+            m_conn, xcb_damage_query_version(m_conn, XCB_DAMAGE_MAJOR_VERSION, XCB_DAMAGE_MINOR_VERSION),
+            nullptr));
+        m_damage = version != nullptr;
+        m_damageEvent = damage->first_event + XCB_DAMAGE_NOTIFY;
+    }
+}
+
+X11ScreenGrabber::~X11ScreenGrabber() {
+    xcb_disconnect(m_conn);
+}
+
+QImage X11ScreenGrabber::grab(const QRect& rect) {
+    std::lock_guard lock(m_mutex);
+    if (xcb_connection_has_error(m_conn))
+        throw grabError(rect, QStringLiteral("the connection to the X display was lost."));
+    Reply<xcb_get_geometry_reply_t> root(
+        xcb_get_geometry_reply(m_conn, xcb_get_geometry(m_conn, m_root), nullptr));
+    if (!root)
+        throw grabError(rect, QStringLiteral("the X display did not answer."));
+    if (rect.isEmpty() || !QRect(0, 0, root->width, root->height).contains(rect))
+        throw grabError(rect, QStringLiteral("that screen is no longer connected."));
+    if (m_shm) {
+        QImage image = grabShared(rect);
+        if (!image.isNull())
+            return image;
+    }
+    return grabCopied(rect);
+}
+
+// Null when shared memory cannot be used after all (the segment could not be made or attached, as
+// when the server runs on another machine); the caller then copies over the socket instead.
+QImage X11ScreenGrabber::grabShared(const QRect& rect) {
+    const qsizetype bytesPerLine = qsizetype(rect.width()) * 4;
+    const int id = shmget(IPC_PRIVATE, size_t(bytesPerLine) * rect.height(), IPC_CREAT | 0600);
+    if (id < 0)
+        return {};
+    void* address = shmat(id, nullptr, 0);
+    if (address == reinterpret_cast<void*>(-1)) {
+        shmctl(id, IPC_RMID, nullptr);
+        return {};
+    }
+    const xcb_shm_seg_t segment = xcb_generate_id(m_conn);
+    Reply<xcb_generic_error_t> attachError(
+        xcb_request_check(m_conn, xcb_shm_attach_checked(m_conn, segment, quint32(id), 0)));
+    // Marked for removal now: the kernel frees it once both sides have detached, even after a crash.
+    shmctl(id, IPC_RMID, nullptr);
+    if (attachError) {
+        shmdt(address);
+        m_shm = false;
+        return {};
+    }
+    xcb_generic_error_t* rawError = nullptr;
+    Reply<xcb_shm_get_image_reply_t> reply(xcb_shm_get_image_reply(
+        m_conn,
+        xcb_shm_get_image(m_conn, m_root, qint16(rect.x()), qint16(rect.y()), quint16(rect.width()),
+                          quint16(rect.height()), ~0u, XCB_IMAGE_FORMAT_Z_PIXMAP, segment, 0),
+        &rawError));
+    Reply<xcb_generic_error_t> error(rawError);
+    xcb_shm_detach(m_conn, segment);
+    xcb_flush(m_conn);
+    if (!reply || error) {
+        shmdt(address);
+        throw grabError(rect, QStringLiteral("the X server refused the image request (error %1).")
+                                  .arg(error ? error->error_code : 0));
+    }
+    // The image owns the segment from here on and detaches it when the last copy goes.
+    return QImage(
+        static_cast<uchar*>(address), rect.width(), rect.height(), bytesPerLine, QImage::Format_RGB32,
+        [](void* p) { shmdt(p); }, address);
+}
+
+QImage X11ScreenGrabber::grabCopied(const QRect& rect) {
+    xcb_generic_error_t* rawError = nullptr;
+    Reply<xcb_get_image_reply_t> reply(xcb_get_image_reply(
+        m_conn,
+        xcb_get_image(m_conn, XCB_IMAGE_FORMAT_Z_PIXMAP, m_root, qint16(rect.x()), qint16(rect.y()),
+                      quint16(rect.width()), quint16(rect.height()), ~0u),
+        &rawError));
+    Reply<xcb_generic_error_t> error(rawError);
+    if (!reply || error)
+        throw grabError(rect, QStringLiteral("the X server refused the image request (error %1).")
+                                  .arg(error ? error->error_code : 0));
+    const uchar* data = xcb_get_image_data(reply.get());
+    const qsizetype length = xcb_get_image_data_length(reply.get());
+    const qsizetype sourceLine = length / rect.height();
+    QImage::Format format = QImage::Format_Invalid;
+    int bytesPerPixel = 0;
+    if (directFormat(xcb_get_setup(m_conn), reply->depth)) {
+        format = QImage::Format_RGB32;
+        bytesPerPixel = 4;
+    } else if (reply->depth == 16 && xcb_get_setup(m_conn)->image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST) {
+        format = QImage::Format_RGB16;
+        bytesPerPixel = 2;
+    }
+    if (format == QImage::Format_Invalid || sourceLine < qsizetype(rect.width()) * bytesPerPixel)
+        throw grabError(
+            rect, QStringLiteral("the screen’s pixel format (depth %1) is not supported.").arg(reply->depth));
+    QImage image(rect.size(), format);
+    if (image.isNull())
+        throw grabError(rect, QStringLiteral("there is not enough memory for the image."));
+    for (int y = 0; y < rect.height(); ++y)
+        std::memcpy(image.scanLine(y), data + y * sourceLine, size_t(rect.width()) * bytesPerPixel);
+    return format == QImage::Format_RGB32 ? image : image.convertToFormat(QImage::Format_RGB32);
+}
+
+bool X11ScreenGrabber::hasWindowManager() const {
+    static const char name[] = "_NET_SUPPORTING_WM_CHECK";
+    Reply<xcb_intern_atom_reply_t> atom(
+        xcb_intern_atom_reply(m_conn, xcb_intern_atom(m_conn, 1, sizeof name - 1, name), nullptr));
+    if (!atom || atom->atom == XCB_ATOM_NONE)
+        return false;
+    Reply<xcb_get_property_reply_t> property(xcb_get_property_reply(
+        m_conn, xcb_get_property(m_conn, 0, m_root, atom->atom, XCB_ATOM_WINDOW, 0, 1), nullptr));
+    if (!property || xcb_get_property_value_length(property.get()) != 4)
+        return false;
+    const xcb_window_t check = *static_cast<const xcb_window_t*>(xcb_get_property_value(property.get()));
+    // A window manager that died leaves the property behind, naming a window that no longer exists.
+    Reply<xcb_get_window_attributes_reply_t> attributes(
+        xcb_get_window_attributes_reply(m_conn, xcb_get_window_attributes(m_conn, check), nullptr));
+    return attributes != nullptr;
+}
+
+void X11ScreenGrabber::unmapWindow(WId window) {
+    xcb_unmap_window(m_qt, xcb_window_t(window));
+    xcb_flush(m_qt);
+}
+
+void X11ScreenGrabber::mapWindow(WId window) {
+    xcb_map_window(m_qt, xcb_window_t(window));
+    xcb_flush(m_qt);
+}
+
+// Watches two things until the screen is settled: the leaving windows' top-level ancestors (the
+// window manager's frames, which it may animate towards the taskbar before unmapping them) until
+// none is viewable, and the root window's damage (every drawing on the screen reports there) until
+// nothing has been drawn for quietMs, so the programs underneath have repainted what was uncovered.
+// Polled on a short timer: the private connection's socket is also read by grabbing threads, so a
+// socket notifier could miss events.
+class X11ScreenGrabber::Settler : public QObject {
+public:
+    Settler(X11ScreenGrabber& grabber, const QList<QWindow*>& leaving, QObject* context,
+            std::function<void()> done)
+        : QObject(context)
+        , m_grabber(grabber)
+        , m_done(std::move(done)) {
+        xcb_flush(m_grabber.m_qt);
+        for (QWindow* window : leaving)
+            m_frames.append(topLevelAncestor(xcb_window_t(window->winId())));
+        if (m_grabber.m_damage) {
+            m_damage = xcb_generate_id(m_grabber.m_conn);
+            xcb_damage_create(m_grabber.m_conn, m_damage, m_grabber.m_root,
+                              XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
+            xcb_flush(m_grabber.m_conn);
+        }
+        m_clock.start();
+        m_timer.setInterval(pollMs);
+        QObject::connect(&m_timer, &QTimer::timeout, this, [this] { poll(); });
+        m_timer.start();
+    }
+
+    ~Settler() override {
+        if (m_damage) {
+            xcb_damage_destroy(m_grabber.m_conn, m_damage);
+            xcb_flush(m_grabber.m_conn);
+        }
+    }
+
+private:
+    xcb_window_t topLevelAncestor(xcb_window_t window) const {
+        xcb_connection_t* conn = m_grabber.m_conn;
+        for (int depth = 0; depth < 16; ++depth) {
+            Reply<xcb_query_tree_reply_t> tree(
+                xcb_query_tree_reply(conn, xcb_query_tree(conn, window), nullptr));
+            if (!tree || tree->parent == tree->root || tree->parent == XCB_WINDOW_NONE)
+                break;
+            window = tree->parent;
+        }
+        return window;
+    }
+
+    bool viewable(xcb_window_t window) const {
+        Reply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
+            m_grabber.m_conn, xcb_get_window_attributes(m_grabber.m_conn, window), nullptr));
+        return attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE;
+    }
+
+    void poll() {
+        const qint64 now = m_clock.elapsed();
+        while (xcb_generic_event_t* event = xcb_poll_for_event(m_grabber.m_conn)) {
+            if (m_damage && (event->response_type & 0x7f) == m_grabber.m_damageEvent) {
+                m_lastChange = now;
+                xcb_damage_subtract(m_grabber.m_conn, m_damage, XCB_NONE, XCB_NONE);
+            }
+            std::free(event);
+        }
+        xcb_flush(m_grabber.m_conn);
+        if (m_goneAt < 0) {
+            bool gone = true;
+            for (xcb_window_t frame : std::as_const(m_frames))
+                gone = gone && !viewable(frame);
+            if (gone)
+                m_goneAt = now;
+        }
+        // Without the damage extension there is nothing to watch: the quiet time alone must do.
+        const bool quiet = m_goneAt >= 0 && now - std::max(m_goneAt, m_lastChange) >= quietMs;
+        if (quiet || now >= capMs) {
+            m_timer.stop();
+            auto done = std::move(m_done);
+            deleteLater();
+            done();
+        }
+    }
+
+    X11ScreenGrabber& m_grabber;
+    std::function<void()> m_done;
+    QList<xcb_window_t> m_frames;
+    quint32 m_damage = 0;
+    QElapsedTimer m_clock;
+    QTimer m_timer;
+    qint64 m_goneAt = -1;
+    qint64 m_lastChange = 0;
+};
+
+void X11ScreenGrabber::whenSettled(const QList<QWindow*>& leaving, QObject* context,
+                                   std::function<void()> done) {
+    new Settler(*this, leaving, context, std::move(done));
+}
+
+} // namespace trovix

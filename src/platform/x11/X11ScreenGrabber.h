@@ -1,0 +1,49 @@
+#pragma once
+
+#include "platform/ScreenGrabber.h"
+
+#include <memory>
+#include <mutex>
+
+struct xcb_connection_t;
+
+namespace trovix {
+
+// Grabs the root window on a connection of its own, so worker threads can grab while Qt's
+// connection keeps serving the event loop. With MIT-SHM the server writes the pixels straight into a
+// shared segment that the returned image then owns (no copy); without it, GetImage.
+class X11ScreenGrabber : public ScreenGrabber {
+public:
+    // Null when the display cannot be opened. `qtConnection` is Qt's own, used for the requests that
+    // must be ordered with Qt's (mapping and unmapping its windows).
+    static std::unique_ptr<X11ScreenGrabber> create(xcb_connection_t* qtConnection);
+    ~X11ScreenGrabber() override;
+
+    Access access() const override { return Access::granted; }
+    QString unavailableReason() const override { return {}; }
+    QImage grab(const QRect& rect) override;
+    bool hasWindowManager() const override;
+    void unmapWindow(WId window) override;
+    void mapWindow(WId window) override;
+    void whenSettled(const QList<QWindow*>& leaving, QObject* context, std::function<void()> done) override;
+
+    bool usesSharedMemory() const { return m_shm; }
+
+private:
+    X11ScreenGrabber(xcb_connection_t* qtConnection, xcb_connection_t* own, quint32 root, int depth);
+    QImage grabShared(const QRect& rect);
+    QImage grabCopied(const QRect& rect);
+
+    class Settler;
+
+    xcb_connection_t* m_qt;
+    xcb_connection_t* m_conn;
+    quint32 m_root;
+    int m_depth;
+    bool m_shm = false;
+    bool m_damage = false;
+    quint8 m_damageEvent = 0;
+    std::mutex m_mutex; // one grab at a time on m_conn
+};
+
+} // namespace trovix

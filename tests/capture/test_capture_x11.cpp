@@ -1,0 +1,246 @@
+// Region capture end to end in a real X server with a window manager: the hot key, the grab, the
+// overlay and the drag are all real; the picture under them comes from another process.
+#include "app/HotKey.h"
+#include "capture/Capture.h"
+#include "capture/CaptureCommand.h"
+#include "capture/OverlayWindow.h"
+#include "capture/RegionSelector.h"
+#include "capture/SelectionView.h"
+#include "document/Guide.h"
+#include "support/FakeDialogs.h"
+#include "support/PatternWindow.h"
+
+#include <QApplication>
+#include <QFutureWatcher>
+#include <QProcess>
+#include <QScreen>
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace trovix;
+
+namespace {
+
+void xdo(const QStringList& arguments) {
+    QCOMPARE(QProcess::execute(QStringLiteral("xdotool"), arguments), 0);
+}
+
+// The first pixel where two pictures differ, for a readable failure.
+QString difference(const QImage& actual, const QImage& expected) {
+    if (actual.size() != expected.size())
+        return QStringLiteral("size %1×%2, expected %3×%4")
+            .arg(actual.width())
+            .arg(actual.height())
+            .arg(expected.width())
+            .arg(expected.height());
+    const QImage a = actual.convertToFormat(QImage::Format_RGB32);
+    for (int y = 0; y < a.height(); ++y)
+        for (int x = 0; x < a.width(); ++x)
+            if (a.pixel(x, y) != expected.pixel(x, y))
+                return QStringLiteral("pixel (%1, %2) is %3, expected %4")
+                    .arg(x)
+                    .arg(y)
+                    .arg(a.pixel(x, y) & 0xffffff, 6, 16, QLatin1Char('0'))
+                    .arg(expected.pixel(x, y) & 0xffffff, 6, 16, QLatin1Char('0'));
+    return {};
+}
+
+QRgb dimmed(QRgb c) {
+    return qRgb(qRed(c) * 153 / 255, qGreen(c) * 153 / 255, qBlue(c) * 153 / 255);
+}
+
+bool near(QRgb a, QRgb b) {
+    return std::abs(qRed(a) - qRed(b)) <= 1 && std::abs(qGreen(a) - qGreen(b)) <= 1 &&
+           std::abs(qBlue(a) - qBlue(b)) <= 1;
+}
+
+void screenshot(const QString& name) {
+    const QString dir = qEnvironmentVariable("TROVIX_SCREENSHOT_DIR");
+    if (!dir.isEmpty())
+        QProcess::execute(QStringLiteral("import"),
+                          {QStringLiteral("-window"), QStringLiteral("root"), dir + "/" + name});
+}
+
+} // namespace
+
+class TestCaptureX11 : public QObject {
+    Q_OBJECT
+private:
+    QProcess m_pattern;
+    quint64 m_patternWindow = 0;
+    std::unique_ptr<QWidget> m_main;
+    std::unique_ptr<Guide> m_guide;
+    std::unique_ptr<RegionSelector> m_selector;
+    std::unique_ptr<CaptureCommand> m_command;
+    std::unique_ptr<FakeDialogs> m_dialogs;
+    int m_presses = 0;
+    int m_shown = 0;
+    QRect m_screen;
+    QRect m_pictured; // the part of the screen the pattern covers
+
+    QImage screenNow() const { return Capture::grabNow(m_screen); }
+    void activatePattern() {
+        xdo({QStringLiteral("windowactivate"), QStringLiteral("--sync"), QString::number(m_patternWindow)});
+        QTRY_COMPARE(QGuiApplication::applicationState(), Qt::ApplicationInactive);
+    }
+
+private Q_SLOTS:
+    void initTestCase() {
+        m_screen = Capture::nativeRect(QGuiApplication::primaryScreen());
+        m_pictured = PatternWindow::area();
+        m_patternWindow = startPatternProcess(m_pattern);
+        QVERIFY(m_patternWindow);
+        m_dialogs = std::make_unique<FakeDialogs>();
+
+        // Trovix's main window, always on top of the pattern, magenta all over.
+        m_main = std::make_unique<QWidget>(nullptr, Qt::Window | Qt::WindowStaysOnTopHint);
+        m_main->setWindowTitle(QStringLiteral("Trovix"));
+        m_main->setStyleSheet(QStringLiteral("background: #ff00ff"));
+        m_main->setGeometry(200, 150, 400, 300);
+        m_main->show();
+        // The window manager focuses a new window; that must be over before the tests move the focus.
+        QVERIFY(QTest::qWaitForWindowActive(m_main.get()));
+
+        m_guide = std::make_unique<Guide>();
+        m_selector = std::make_unique<RegionSelector>();
+        m_command = std::make_unique<CaptureCommand>(*m_guide, *m_selector, [this] {
+            ++m_shown;
+            m_main->activateWindow();
+        });
+        HotKey::registerHotKey(1, HotKey::keyS, HotKey::controlOption, [this] {
+            ++m_presses;
+            m_command->captureRegion();
+        });
+    }
+
+    void cleanupTestCase() {
+        QVERIFY(m_dialogs->asked.isEmpty());
+        m_pattern.kill();
+        m_pattern.waitForFinished();
+    }
+
+    void hotKey_fromAnotherApplication_capturesTheDraggedRegion() {
+        activatePattern();
+        QTRY_COMPARE(screenNow().pixel(300, 300), qRgb(255, 0, 255)); // the main window is on top
+        QSignalSpy selecting(m_command.get(), &CaptureCommand::selecting);
+        QSignalSpy finished(m_command.get(), &CaptureCommand::finished);
+        // The pointer rests inside the region that will be chosen.
+        xdo({QStringLiteral("mousemove"), QStringLiteral("60"), QStringLiteral("35")});
+        xdo({QStringLiteral("key"), QStringLiteral("ctrl+alt+s")});
+        QVERIFY(selecting.wait(5000));
+        QCOMPARE(m_selector->windows().size(), 1);
+        OverlayWindow* overlay = m_selector->windows().first();
+        QTRY_VERIFY(overlay->windowHandle()->isExposed());
+        QVERIFY(m_main->windowState() & Qt::WindowMinimized);
+
+        // The frozen picture is the pattern everywhere: no main window, no window frame, no pointer.
+        const QImage frozen = overlay->view()->image();
+        QCOMPARE(frozen.size(), m_screen.size());
+        QCOMPARE(difference(frozen.copy(m_pictured), PatternWindow::expected(m_pictured)), QString());
+
+        xdo({QStringLiteral("mousemove"), QStringLiteral("10"), QStringLiteral("10"),
+             QStringLiteral("mousedown"), QStringLiteral("1"), QStringLiteral("mousemove"),
+             QStringLiteral("60"), QStringLiteral("35"), QStringLiteral("mousemove"), QStringLiteral("110"),
+             QStringLiteral("60")});
+        // Mid-drag the overlay is what the screen shows: the region clear, the rest dimmed.
+        QTRY_VERIFY(near(screenNow().pixel(50, 40), FakePlatform::patternColor(50, 40)));
+        QTRY_VERIFY(near(screenNow().pixel(700, 500), dimmed(FakePlatform::patternColor(700, 500))));
+        screenshot(QStringLiteral("overlay-mid-drag.png"));
+        xdo({QStringLiteral("mouseup"), QStringLiteral("1")});
+
+        QVERIFY(finished.size() == 1 || finished.wait(5000));
+        QCOMPARE(finished[0][0].toBool(), true);
+        QCOMPARE(m_guide->steps().size(), 1);
+        const Step& step = m_guide->steps()[0];
+        QCOMPARE(step.title, QStringLiteral("Step 1"));
+        QCOMPARE(step.scale, 1.0);
+        QCOMPARE(difference(step.base.pixels(), PatternWindow::expected(QRect(10, 10, 100, 50))), QString());
+        // Trovix was not the active application: its window stays out of the way.
+        QVERIFY(!overlay->isVisible());
+        QTest::qWait(200);
+        QVERIFY(m_main->windowState() & Qt::WindowMinimized);
+        QCOMPARE(m_shown, 0);
+    }
+
+    void smallDrag_isIgnored_andEscapeCancels() {
+        QSignalSpy selecting(m_command.get(), &CaptureCommand::selecting);
+        QSignalSpy finished(m_command.get(), &CaptureCommand::finished);
+        xdo({QStringLiteral("key"), QStringLiteral("ctrl+alt+s")});
+        QVERIFY(selecting.wait(5000));
+        OverlayWindow* overlay = m_selector->windows().first();
+        QTRY_VERIFY(overlay->windowHandle()->isExposed());
+        xdo({QStringLiteral("mousemove"), QStringLiteral("300"), QStringLiteral("300"),
+             QStringLiteral("mousedown"), QStringLiteral("1"), QStringLiteral("mousemove"),
+             QStringLiteral("303"), QStringLiteral("400"), QStringLiteral("mouseup"), QStringLiteral("1")});
+        QTest::qWait(200);
+        QCOMPARE(finished.size(), 0);
+        QVERIFY(overlay->isVisible());
+        QVERIFY(!overlay->view()->selection());
+
+        // Escape reaches the overlay through its keyboard grab, though another application was active.
+        xdo({QStringLiteral("key"), QStringLiteral("Escape")});
+        QVERIFY(finished.wait(5000));
+        QCOMPARE(finished[0][0].toBool(), false);
+        QCOMPARE(m_guide->steps().size(), 1);
+        QVERIFY(!overlay->isVisible());
+    }
+
+    void secondPressWhileCollecting_startsNoSecondCapture() {
+        // Trovix active with its window up: the window must leave first, which takes a moment.
+        m_main->showNormal();
+        m_main->activateWindow();
+        QTRY_COMPARE(QGuiApplication::applicationState(), Qt::ApplicationActive);
+        QTRY_COMPARE(screenNow().pixel(300, 300), qRgb(255, 0, 255));
+        QSignalSpy started(m_command.get(), &CaptureCommand::started);
+        QSignalSpy selecting(m_command.get(), &CaptureCommand::selecting);
+        QSignalSpy finished(m_command.get(), &CaptureCommand::finished);
+        const int presses = m_presses;
+        xdo({QStringLiteral("key"), QStringLiteral("--delay"), QStringLiteral("5"),
+             QStringLiteral("ctrl+alt+s"), QStringLiteral("ctrl+alt+s")});
+        QVERIFY(selecting.wait(5000));
+        QTRY_COMPARE(m_presses, presses + 2);
+        QTest::qWait(300);
+        QCOMPARE(started.size(), 1);
+        QCOMPARE(selecting.size(), 1);
+        QCOMPARE(difference(m_selector->windows().first()->view()->image().copy(m_pictured),
+                            PatternWindow::expected(m_pictured)),
+                 QString());
+
+        // Started while Trovix was active: its main window is back in front afterwards.
+        xdo({QStringLiteral("key"), QStringLiteral("Escape")});
+        QVERIFY(finished.wait(5000));
+        QCOMPARE(m_shown, 1);
+        QTRY_VERIFY(!(m_main->windowState() & Qt::WindowMinimized) && m_main->windowHandle()->isExposed());
+        QTRY_COMPARE(screenNow().pixel(300, 300), qRgb(255, 0, 255));
+    }
+
+    void display_leavesOwnWindowsOut_andPutsThemBack() {
+        QTRY_COMPARE(screenNow().pixel(300, 300), qRgb(255, 0, 255));
+        QFutureWatcher<QImage> watcher;
+        QSignalSpy done(&watcher, &QFutureWatcher<QImage>::finished);
+        watcher.setFuture(Capture::display(QGuiApplication::primaryScreen()));
+        QVERIFY(done.wait(5000));
+        QCOMPARE(difference(watcher.result().copy(m_pictured), PatternWindow::expected(m_pictured)),
+                 QString());
+        QTRY_VERIFY(!(m_main->windowState() & Qt::WindowMinimized) && m_main->windowHandle()->isExposed());
+        QTRY_COMPARE(screenNow().pixel(300, 300), qRgb(255, 0, 255));
+
+        // A rectangle beyond the desktop is a screen that is gone.
+        try {
+            Capture::grabNow(QRect(m_screen.right() - 50, 0, 100, 100));
+            QFAIL("a rectangle off the desktop was grabbed");
+        } catch (const Error& error) {
+            QCOMPARE(error.code(), Error::Code::noDisplay);
+        }
+    }
+};
+
+int main(int argc, char** argv) {
+    if (argc > 1 && argv[1] == QByteArray("--pattern"))
+        return PatternWindow::run(argc, argv);
+    QApplication app(argc, argv);
+    TestCaptureX11 test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "test_capture_x11.moc"
