@@ -4,6 +4,7 @@
 #include "app/MainWindowController.h"
 #include "document/Guide.h"
 #include "document/GuideStore.h"
+#include "editor/EditorController.h"
 
 #include <QCoreApplication>
 #include <QMenuBar>
@@ -78,8 +79,19 @@ void AppDelegate::toggleRecording() {
 }
 
 void AppDelegate::annotate(const QUuid& stepId) {
-    // Filled in by the annotation editor.
-    Q_UNUSED(stepId);
+    const Step* step = m_guide->step(stepId);
+    if (!step)
+        return;
+    // The editor keeps itself alive until its window closes, and opens in front of everything. Its
+    // result finds the step again by id, since the step may have been moved, renamed or deleted
+    // meanwhile, and replaces only the annotations and the picture, so title and note edits made
+    // while it was open stay.
+    QPointer<AppDelegate> self(this);
+    new EditorController(step->base, step->scale, step->annotations, step->title,
+                         [self, stepId](const QList<Annotation>& annotations) {
+                             if (self)
+                                 self->m_guide->replaceAnnotations(stepId, annotations);
+                         });
 }
 
 void AppDelegate::showLibrary() {

@@ -51,7 +51,7 @@ public Q_SLOTS:
 
     void captureRegion();               // filled in by the capture command
     void toggleRecording();             // filled in by the click recorder
-    void annotate(const QUuid& stepId); // filled in by the annotation editor
+    void annotate(const QUuid& stepId); // opens an annotation editor on the step
     void showLibrary();                 // filled in by the library window
 
     void newGuideAction();
