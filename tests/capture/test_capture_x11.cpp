@@ -1,6 +1,7 @@
 // Region capture end to end in a real X server with a window manager: the hot key, the grab, the
 // overlay and the drag are all real; the picture under them comes from another process.
 #include "app/HotKey.h"
+#include "app/StatusItem.h"
 #include "capture/Capture.h"
 #include "capture/CaptureCommand.h"
 #include "capture/OverlayWindow.h"
@@ -12,9 +13,11 @@
 
 #include <QApplication>
 #include <QFutureWatcher>
+#include <QMenu>
 #include <QProcess>
 #include <QScreen>
 #include <QSignalSpy>
+#include <QSystemTrayIcon>
 #include <QTest>
 
 using namespace trovix;
@@ -212,6 +215,20 @@ private Q_SLOTS:
         QCOMPARE(m_shown, 1);
         QTRY_VERIFY(!(m_main->windowState() & Qt::WindowMinimized) && m_main->windowHandle()->isExposed());
         QTRY_COMPARE(screenNow().pixel(300, 300), qRgb(255, 0, 255));
+    }
+
+    void statusMenu_withoutATray_stillOpens() {
+        // The window manager here has no tray; the item exists all the same and its menu works.
+        QVERIFY(!QSystemTrayIcon::isSystemTrayAvailable());
+        int captures = 0;
+        StatusItem item(*m_guide, {{}, {}, [&] { ++captures; }, {}, {}});
+        QTRY_VERIFY(item.trayIcon().toolTip().endsWith(QStringLiteral("1 step")));
+        item.menu()->popup(QPoint(640, 360));
+        QVERIFY(QTest::qWaitForWindowExposed(item.menu()));
+        screenshot(QStringLiteral("tray-menu.png"));
+        item.menu()->actions().at(2)->trigger();
+        QCOMPARE(captures, 1);
+        item.menu()->close();
     }
 
     void display_leavesOwnWindowsOut_andPutsThemBack() {
