@@ -5,6 +5,9 @@
 #include "document/Guide.h"
 #include "document/GuideStore.h"
 #include "editor/EditorController.h"
+#include "library/Library.h"
+#include "library/LibraryModel.h"
+#include "library/LibraryWindowController.h"
 
 #include <QCoreApplication>
 #include <QMenuBar>
@@ -95,7 +98,18 @@ void AppDelegate::annotate(const QUuid& stepId) {
 }
 
 void AppDelegate::showLibrary() {
-    // Filled in by the library window.
+    if (!m_libraryWindow) {
+        QPointer<AppDelegate> self(this);
+        m_libraryWindow = std::make_unique<LibraryWindowController>(*m_guide, [self](const QUrl& url) {
+            if (self)
+                self->m_documents.openGuide(url.toLocalFile());
+        });
+        // A guide opened from anywhere puts the library away, just before the main window comes forward.
+        connect(&m_documents, &DocumentCommands::guideOpened, m_libraryWindow->window(), &QWidget::hide);
+    }
+    Library::ensureFolder();
+    m_libraryWindow->model().reload();
+    m_libraryWindow->show();
 }
 
 void AppDelegate::newGuideAction() {

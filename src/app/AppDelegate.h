@@ -15,6 +15,7 @@ namespace trovix {
 
 class Guide;
 class MainMenu;
+class LibraryWindowController;
 class MainWindowController;
 
 // The application controller: owns the one guide of the run and every long-lived window, puts the
@@ -38,6 +39,8 @@ public:
     ExportCommand& exporter() { return m_export; }
     RecentDocuments& recents() { return m_recents; }
     MainMenu* mainMenu() const { return m_menu; }
+    // The library window, once the library has been shown; nullptr before.
+    LibraryWindowController* libraryWindow() const { return m_libraryWindow.get(); }
 
     // Whether the application may quit now (asks about unsaved changes).
     bool applicationShouldTerminate();
@@ -52,7 +55,7 @@ public Q_SLOTS:
     void captureRegion();               // filled in by the capture command
     void toggleRecording();             // filled in by the click recorder
     void annotate(const QUuid& stepId); // opens an annotation editor on the step
-    void showLibrary();                 // filled in by the library window
+    void showLibrary();                 // lists the library in its window
 
     void newGuideAction();
     void openAction();
@@ -70,6 +73,7 @@ private:
     DocumentCommands m_documents;
     ExportCommand m_export;
     std::unique_ptr<MainWindowController> m_mainWindow;
+    std::unique_ptr<LibraryWindowController> m_libraryWindow; // made on first use, then kept
     MainMenu* m_menu = nullptr;
     bool m_terminated = false;
 };
