@@ -1,7 +1,11 @@
 #include "app/AppDelegate.h"
 
+#include "app/HotKey.h"
 #include "app/MainMenu.h"
 #include "app/MainWindowController.h"
+#include "app/StatusItem.h"
+#include "capture/CaptureCommand.h"
+#include "capture/RegionSelector.h"
 #include "document/Guide.h"
 #include "document/GuideStore.h"
 #include "editor/EditorController.h"
@@ -18,7 +22,17 @@ namespace trovix {
 AppDelegate::AppDelegate(QObject* parent)
     : QObject(parent)
     , m_guide(GuideStore::load())
-    , m_documents(*m_guide, m_recents) {}
+    , m_documents(*m_guide, m_recents)
+    , m_selector(std::make_unique<RegionSelector>()) {
+    QPointer<AppDelegate> self(this);
+    m_capture = std::make_unique<CaptureCommand>(
+        *m_guide, *m_selector,
+        [self] {
+            if (self)
+                self->showAction();
+        },
+        [self]() -> QWidget* { return self && self->m_mainWindow ? self->m_mainWindow->window() : nullptr; });
+}
 
 AppDelegate::~AppDelegate() = default;
 
@@ -61,8 +75,22 @@ void AppDelegate::launch() {
     m_mainWindow = std::make_unique<MainWindowController>(*m_guide, makeActions());
     m_documents.setMainWindow(m_mainWindow.get());
     m_menu = new MainMenu(m_mainWindow->window()->menuBar(), *this, m_recents);
+    // The tray icon follows the step count and the recording flag by itself from here on.
+    QPointer<AppDelegate> self(this);
+    auto command = [self](void (AppDelegate::*action)()) {
+        return [self, action] {
+            if (self)
+                (self.data()->*action)();
+        };
+    };
+    m_statusItem = std::make_unique<StatusItem>(
+        *m_guide, StatusItem::Actions{command(&AppDelegate::showAction), command(&AppDelegate::libraryAction),
+                                      command(&AppDelegate::captureRegion), command(&AppDelegate::toggleRecording),
+                                      command(&AppDelegate::quitAction)});
     m_documents.startWindowRefresh();
     m_documents.refreshWindow();
+    HotKey::registerHotKey(1, HotKey::keyS, HotKey::controlOption, command(&AppDelegate::captureRegion));
+    HotKey::registerHotKey(2, HotKey::keyR, HotKey::controlOption, command(&AppDelegate::toggleRecording));
     m_mainWindow->bringToFront();
 }
 
@@ -74,7 +102,7 @@ void AppDelegate::openRequest(const QStringList& paths) {
 }
 
 void AppDelegate::captureRegion() {
-    // Filled in by the capture command.
+    m_capture->captureRegion();
 }
 
 void AppDelegate::toggleRecording() {

@@ -13,10 +13,13 @@
 
 namespace trovix {
 
+class CaptureCommand;
 class Guide;
 class MainMenu;
 class LibraryWindowController;
 class MainWindowController;
+class RegionSelector;
+class StatusItem;
 
 // The application controller: owns the one guide of the run and every long-lived window, puts the
 // application on screen, handles open requests and termination, and carries out the commands of
@@ -52,7 +55,7 @@ public Q_SLOTS:
     // others are ignored; no paths bring the main window to the front.
     void openRequest(const QStringList& paths);
 
-    void captureRegion();               // filled in by the capture command
+    void captureRegion();               // a dragged-out region becomes the next step
     void toggleRecording();             // filled in by the click recorder
     void annotate(const QUuid& stepId); // opens an annotation editor on the step
     void showLibrary();                 // lists the library in its window
@@ -73,6 +76,9 @@ private:
     DocumentCommands m_documents;
     ExportCommand m_export;
     std::unique_ptr<MainWindowController> m_mainWindow;
+    std::unique_ptr<RegionSelector> m_selector; // made at construction, reused for every capture
+    std::unique_ptr<CaptureCommand> m_capture;
+    std::unique_ptr<StatusItem> m_statusItem; // made at launch
     std::unique_ptr<LibraryWindowController> m_libraryWindow; // made on first use, then kept
     MainMenu* m_menu = nullptr;
     bool m_terminated = false;
