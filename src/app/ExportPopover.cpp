@@ -127,6 +127,12 @@ void ExportPopover::popup(QWidget* anchor) {
     move(topLeft);
     updateMask();
     show();
+    // Keyboard users start on the chosen quality; Tab leads on to the format buttons.
+    QToolButton* start = m_segments.first();
+    for (QToolButton* segment : std::as_const(m_segments))
+        if (segment->isChecked())
+            start = segment;
+    start->setFocus(Qt::PopupFocusReason);
 }
 
 QPainterPath ExportPopover::outline() const {
@@ -155,9 +161,9 @@ void ExportPopover::resizeEvent(QResizeEvent* event) {
 void ExportPopover::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.fillRect(rect(), palette().color(QPalette::Window));
-    painter.setPen(QPen(Appearance::faint(palette()).darker(150), 1));
-    painter.setBrush(palette().color(QPalette::Window));
+    painter.fillRect(rect(), palette().color(QPalette::Base));
+    painter.setPen(QPen(palette().color(QPalette::Mid), 1));
+    painter.setBrush(palette().color(QPalette::Base));
     painter.drawPath(outline());
 }
 

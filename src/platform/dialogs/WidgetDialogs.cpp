@@ -2,7 +2,9 @@
 
 #include <QAbstractButton>
 #include <QFileDialog>
+#include <QGridLayout>
 #include <QGuiApplication>
+#include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
 
@@ -70,6 +72,16 @@ int WidgetDialogs::alert(QWidget* parent, const Alert& alert) {
         box.setEscapeButton(buttons[alert.cancelButton]);
     else if (buttons.size() == 1)
         box.setEscapeButton(buttons.first());
+
+    // The message in bold above the smaller explanation, and room for both on one line each.
+    if (auto* label = box.findChild<QLabel*>(QStringLiteral("qt_msgbox_label"))) {
+        QFont bold = label->font();
+        bold.setBold(true);
+        label->setFont(bold);
+    }
+    if (auto* grid = qobject_cast<QGridLayout*>(box.layout()))
+        grid->addItem(new QSpacerItem(360, 0, QSizePolicy::Minimum, QSizePolicy::Fixed), grid->rowCount(), 0,
+                      1, grid->columnCount());
 
     box.exec();
     const int chosen = buttons.indexOf(box.clickedButton());
