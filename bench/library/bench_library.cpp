@@ -19,6 +19,7 @@
 #include <QApplication>
 #include <QEventLoop>
 #include <QFile>
+#include <QScrollBar>
 #include <QSettings>
 
 #include <benchmark/benchmark.h>
@@ -128,8 +129,31 @@ void BM_ReloadToGridShown(benchmark::State& state) {
     state.counters["rss_before_any_listing_MB"] = double(g_baselineRss) / 1e6;
 }
 
+// One frame of scrolling through the listed library: the rows in view are painted, thumbnails scaled
+// into their boxes.
+void BM_ScrollFrame(benchmark::State& state) {
+    QSettings().setValue(QStringLiteral("libraryFolder"), libraryFolder());
+    Guide guide;
+    LibraryWindowController controller(guide, [](const QUrl&) {});
+    controller.show();
+    QEventLoop loop;
+    QObject::connect(&controller.model(), &LibraryModel::scanFinished, &loop, &QEventLoop::quit);
+    controller.model().reload();
+    loop.exec();
+    CardGrid* grid = controller.view()->grid();
+    QScrollBar* bar = grid->verticalScrollBar();
+    int position = 0;
+    for (auto _ : state) {
+        position = (position + 97) % std::max(1, bar->maximum());
+        bar->setValue(position);
+        grid->viewport()->repaint();
+    }
+    state.counters["cards_painted"] = double(grid->lastPaintedCount());
+}
+
 } // namespace
 
+BENCHMARK(BM_ScrollFrame)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ReloadToGridShown)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(5);
 BENCHMARK(BM_Scan)->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(5);
 
