@@ -60,17 +60,11 @@ QImage onScreen(QWidget* window) {
 class CanvasTest : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void init_sizesToPointsWithArrowToolAndCrosshair() {
-        CanvasView canvas(screenshot(801, 600), 2, {});
-        QCOMPARE(canvas.pointSize(), QSizeF(400.5, 300));
-        QCOMPARE(canvas.size(), QSize(401, 300));
-        QCOMPARE(canvas.kind(), Kind::arrow);
-        QVERIFY(!canvas.draft());
-        QCOMPARE(canvas.cursor().shape(), Qt::CrossCursor);
-    }
-
     void drag_commitsOnlyWhenLongerThanFourPoints() {
-        CanvasView canvas(screenshot(200, 200), 1, {});
+        CanvasView canvas(screenshot(401, 300), 2, {});
+        QCOMPARE(canvas.pointSize(), QSizeF(200.5, 150));
+        QCOMPARE(canvas.kind(), Kind::arrow);
+        QCOMPARE(canvas.cursor().shape(), Qt::CrossCursor);
 
         // Exactly 4 points, then a press and release in place: both dropped.
         QTest::mousePress(&canvas, Qt::LeftButton, {}, QPoint(10, 10));

@@ -170,25 +170,6 @@ private Q_SLOTS:
         QVERIFY(EditorController::openEditors().isEmpty());
     }
 
-    void twoEditors_areIndependentAndEachHandsBackItsOwnList() {
-        const Image base = screenshot(400, 300);
-        QList<QList<Annotation>> results;
-        auto record = [&](const QList<Annotation>& list) { results.append(list); };
-        auto* first = new EditorController(base, 1, {}, QStringLiteral("Step 1"), record);
-        auto* second = new EditorController(base, 1, {}, QStringLiteral("Step 1"), record);
-        QCOMPARE(EditorController::openEditors(), (QList<EditorController*>{first, second}));
-        drag(first->canvas(), QPointF(10, 10), {QPointF(100, 10)});
-        second->tools()->button(5)->click();
-        QTest::mouseClick(second->canvas(), Qt::LeftButton, {}, QPoint(50, 50));
-        QCOMPARE(first->canvas()->annotations().size(), 1);
-        QCOMPARE(second->canvas()->annotations().size(), 1);
-        buttonNamed(*second, QStringLiteral("Done"))->click();
-        buttonNamed(*first, QStringLiteral("Done"))->click();
-        QCOMPARE(results.size(), 2);
-        QCOMPARE(results[0][0].kind, Kind::step);
-        QCOMPARE(results[1][0].kind, Kind::arrow);
-    }
-
     void copy_putsAPngOfTheRenderedPictureOnTheClipboard() {
         const Image base = screenshot(600, 400, 11);
         const QList<Annotation> marks{{Kind::highlight, {10, 10}, {120, 60}, {}, 0},
