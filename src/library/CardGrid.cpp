@@ -67,6 +67,8 @@ CardGrid::CardGrid(QWidget* parent)
     viewport()->setBackgroundRole(QPalette::Base);
     viewport()->setAutoFillBackground(true);
     verticalScrollBar()->setSingleStep(24);
+    m_photo = QIcon::fromTheme(QStringLiteral("image-x-generic-symbolic"),
+                               QIcon::fromTheme(QStringLiteral("image-x-generic")));
 }
 
 QSize CardGrid::sizeHint() const {
@@ -248,13 +250,11 @@ void CardGrid::paintCard(QPainter& painter, const QRect& rect, const GuideSummar
         painter.drawImage(box, card.thumbnail, source);
     } else {
         painter.fillRect(box, withAlpha(palette.color(QPalette::WindowText), 0.08));
-        static const QIcon photo = QIcon::fromTheme(QStringLiteral("image-x-generic-symbolic"),
-                                                    QIcon::fromTheme(QStringLiteral("image-x-generic")));
         const int side = 34;
         const QRect iconRect(int(box.center().x()) - side / 2, int(box.center().y()) - side / 2, side, side);
-        if (!photo.isNull()) {
+        if (!m_photo.isNull()) {
             // Tint the symbolic icon with the secondary colour.
-            QPixmap pixmap = photo.pixmap(QSize(side, side), devicePixelRatioF());
+            QPixmap pixmap = m_photo.pixmap(QSize(side, side), devicePixelRatioF());
             QPainter tint(&pixmap);
             tint.setCompositionMode(QPainter::CompositionMode_SourceIn);
             tint.fillRect(pixmap.rect(), secondaryColour(palette));

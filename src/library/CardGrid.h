@@ -3,6 +3,7 @@
 #include "document/GuideStore.h"
 
 #include <QAbstractScrollArea>
+#include <QIcon>
 #include <QList>
 #include <QUrl>
 
@@ -97,6 +98,7 @@ private:
     QList<GuideSummary> m_cards;
     QUrl m_openURL;
     QUrl m_selected;
+    QIcon m_photo; // the placeholder's picture
     int m_lastPainted = 0;
 };
 
