@@ -1,0 +1,226 @@
+#include "platform/atspi/AtspiClient.h"
+
+#include <QDBusArgument>
+#include <QDBusObjectPath>
+#include <QDBusVariant>
+
+#include <algorithm>
+
+namespace trovix {
+
+namespace {
+
+const QString accessibleInterface = QStringLiteral("org.a11y.atspi.Accessible");
+const QString componentInterface = QStringLiteral("org.a11y.atspi.Component");
+const QString textInterface = QStringLiteral("org.a11y.atspi.Text");
+const QString rootPath = QStringLiteral("/org/a11y/atspi/accessible/root");
+const QString nullPath = QStringLiteral("/org/a11y/atspi/null");
+constexpr uint screenCoordinates = 0;
+
+std::optional<AtspiRef> readRef(const QDBusArgument& argument) {
+    if (argument.currentSignature() != QLatin1String("(so)"))
+        return std::nullopt;
+    AtspiRef ref;
+    QDBusObjectPath path;
+    argument.beginStructure();
+    argument >> ref.service >> path;
+    argument.endStructure();
+    ref.path = path.path();
+    return ref;
+}
+
+std::optional<QDBusArgument> firstArgument(const QDBusMessage& reply, QLatin1String signature) {
+    if (reply.signature() != signature || reply.arguments().isEmpty())
+        return std::nullopt;
+    return reply.arguments().constFirst().value<QDBusArgument>();
+}
+
+} // namespace
+
+bool AtspiRef::isNull() const {
+    return service.isEmpty() || path.isEmpty() || path == nullPath;
+}
+
+AtspiRef AtspiRef::desktop() {
+    return {QStringLiteral("org.a11y.atspi.Registry"), rootPath};
+}
+
+AtspiRef AtspiRef::applicationRoot(const QString& service) {
+    return {service, rootPath};
+}
+
+AtspiClient::AtspiClient(QDBusConnection bus)
+    : m_bus(std::move(bus)) {}
+
+std::optional<QDBusMessage> AtspiClient::call(const QString& service, const QString& path,
+                                              const QString& interface, const QString& method,
+                                              const QList<QVariant>& arguments) {
+    using namespace std::chrono;
+    const auto left = duration_cast<milliseconds>(m_deadline - Clock::now()).count();
+    if (left <= 0 || !m_bus.isConnected())
+        return std::nullopt;
+    const int timeout = int(std::min<long long>(left, callTimeoutMs));
+    QDBusMessage message = QDBusMessage::createMethodCall(service, path, interface, method);
+    message.setArguments(arguments);
+    QDBusMessage reply = m_bus.call(message, QDBus::Block, timeout);
+    if (reply.type() != QDBusMessage::ReplyMessage)
+        return std::nullopt;
+    return reply;
+}
+
+std::optional<QVariant> AtspiClient::property(const AtspiRef& object, const QString& interface,
+                                              const QString& name) {
+    if (object.isNull())
+        return std::nullopt;
+    const auto reply = call(object.service, object.path, QStringLiteral("org.freedesktop.DBus.Properties"),
+                            QStringLiteral("Get"), {interface, name});
+    if (!reply || reply->signature() != QLatin1String("v") || reply->arguments().isEmpty())
+        return std::nullopt;
+    return reply->arguments().constFirst().value<QDBusVariant>().variant();
+}
+
+std::optional<QList<AtspiRef>> AtspiClient::children(const AtspiRef& object) {
+    if (object.isNull())
+        return std::nullopt;
+    const auto reply = call(object.service, object.path, accessibleInterface, QStringLiteral("GetChildren"));
+    if (!reply)
+        return std::nullopt;
+    const auto argument = firstArgument(*reply, QLatin1String("a(so)"));
+    if (!argument)
+        return std::nullopt;
+    QList<AtspiRef> list;
+    argument->beginArray();
+    while (!argument->atEnd()) {
+        const auto ref = readRef(*argument);
+        if (!ref)
+            return std::nullopt;
+        list.append(*ref);
+    }
+    argument->endArray();
+    return list;
+}
+
+std::optional<AtspiRef> AtspiClient::parent(const AtspiRef& object) {
+    const auto value = property(object, accessibleInterface, QStringLiteral("Parent"));
+    if (!value || !value->canConvert<QDBusArgument>())
+        return std::nullopt;
+    return readRef(value->value<QDBusArgument>());
+}
+
+std::optional<uint> AtspiClient::role(const AtspiRef& object) {
+    if (object.isNull())
+        return std::nullopt;
+    const auto reply = call(object.service, object.path, accessibleInterface, QStringLiteral("GetRole"));
+    if (!reply || reply->signature() != QLatin1String("u"))
+        return std::nullopt;
+    return reply->arguments().constFirst().toUInt();
+}
+
+std::optional<QString> AtspiClient::localizedRoleName(const AtspiRef& object) {
+    if (object.isNull())
+        return std::nullopt;
+    const auto reply =
+        call(object.service, object.path, accessibleInterface, QStringLiteral("GetLocalizedRoleName"));
+    if (!reply || reply->signature() != QLatin1String("s"))
+        return std::nullopt;
+    return reply->arguments().constFirst().toString();
+}
+
+std::optional<QString> AtspiClient::name(const AtspiRef& object) {
+    const auto value = property(object, accessibleInterface, QStringLiteral("Name"));
+    if (!value || value->typeId() != QMetaType::QString)
+        return std::nullopt;
+    return value->toString();
+}
+
+std::optional<QString> AtspiClient::description(const AtspiRef& object) {
+    const auto value = property(object, accessibleInterface, QStringLiteral("Description"));
+    if (!value || value->typeId() != QMetaType::QString)
+        return std::nullopt;
+    return value->toString();
+}
+
+std::optional<quint64> AtspiClient::states(const AtspiRef& object) {
+    if (object.isNull())
+        return std::nullopt;
+    const auto reply = call(object.service, object.path, accessibleInterface, QStringLiteral("GetState"));
+    if (!reply)
+        return std::nullopt;
+    const auto argument = firstArgument(*reply, QLatin1String("au"));
+    if (!argument)
+        return std::nullopt;
+    QList<uint> words;
+    argument->beginArray();
+    while (!argument->atEnd()) {
+        uint word = 0;
+        *argument >> word;
+        words.append(word);
+    }
+    argument->endArray();
+    if (words.size() != 2)
+        return std::nullopt;
+    return quint64(words[0]) | (quint64(words[1]) << 32);
+}
+
+std::optional<QRect> AtspiClient::extents(const AtspiRef& object) {
+    if (object.isNull())
+        return std::nullopt;
+    const auto reply = call(object.service, object.path, componentInterface, QStringLiteral("GetExtents"),
+                            {QVariant::fromValue(screenCoordinates)});
+    if (!reply)
+        return std::nullopt;
+    const auto argument = firstArgument(*reply, QLatin1String("(iiii)"));
+    if (!argument)
+        return std::nullopt;
+    int x = 0, y = 0, width = 0, height = 0;
+    argument->beginStructure();
+    *argument >> x >> y >> width >> height;
+    argument->endStructure();
+    if (width < 0 || height < 0)
+        return std::nullopt;
+    return QRect(x, y, width, height);
+}
+
+std::optional<AtspiRef> AtspiClient::accessibleAtPoint(const AtspiRef& object, QPoint point) {
+    if (object.isNull())
+        return std::nullopt;
+    const auto reply =
+        call(object.service, object.path, componentInterface, QStringLiteral("GetAccessibleAtPoint"),
+             {QVariant::fromValue(point.x()), QVariant::fromValue(point.y()),
+              QVariant::fromValue(screenCoordinates)});
+    if (!reply)
+        return std::nullopt;
+    const auto argument = firstArgument(*reply, QLatin1String("(so)"));
+    if (!argument)
+        return std::nullopt;
+    return readRef(*argument);
+}
+
+std::optional<QString> AtspiClient::text(const AtspiRef& object, int maxCharacters) {
+    const auto count = property(object, textInterface, QStringLiteral("CharacterCount"));
+    if (!count || count->typeId() != QMetaType::Int)
+        return std::nullopt;
+    const int end = std::min(count->toInt(), maxCharacters);
+    if (end <= 0)
+        return QString();
+    const auto reply = call(object.service, object.path, textInterface, QStringLiteral("GetText"),
+                            {QVariant::fromValue(0), QVariant::fromValue(end)});
+    if (!reply || reply->signature() != QLatin1String("s"))
+        return std::nullopt;
+    return reply->arguments().constFirst().toString();
+}
+
+std::optional<uint> AtspiClient::processId(const QString& service) {
+    if (const auto known = m_pids.constFind(service); known != m_pids.constEnd())
+        return *known;
+    const auto reply =
+        call(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+             QStringLiteral("org.freedesktop.DBus"), QStringLiteral("GetConnectionUnixProcessID"), {service});
+    if (!reply || reply->signature() != QLatin1String("u"))
+        return std::nullopt;
+    const uint pid = reply->arguments().constFirst().toUInt();
+    m_pids.insert(service, pid);
+    return pid;
+}
+
+} // namespace trovix

@@ -1,0 +1,221 @@
+#include "platform/atspi/AtspiDesktop.h"
+
+#include "platform/atspi/AtspiRoles.h"
+#include "platform/atspi/DesktopEntries.h"
+#include "platform/atspi/X11Windows.h"
+
+#include <atspi/atspi-constants.h>
+
+namespace trovix {
+
+namespace {
+
+bool has(quint64 states, AtspiStateType state) {
+    return states & (quint64(1) << state);
+}
+
+// One object of the tree. Reads each fact once.
+class AtspiElement : public AccessibleElement {
+public:
+    AtspiElement(AtspiClient* client, const ScreenLayout* layout, AtspiRef ref)
+        : m_client(client)
+        , m_layout(layout)
+        , m_ref(std::move(ref)) {}
+
+    std::optional<QString> text(ElementAttribute attribute) const override {
+        switch (attribute) {
+        case ElementAttribute::role:
+            return roleName();
+        case ElementAttribute::title:
+            return m_client->name(m_ref);
+        case ElementAttribute::description:
+            return m_client->description(m_ref);
+        case ElementAttribute::value:
+            // Long texts never make a title; a thousand characters are plenty to tell.
+            return m_client->text(m_ref, 1000);
+        case ElementAttribute::roleDescription:
+            return m_client->localizedRoleName(m_ref);
+        }
+        return std::nullopt;
+    }
+
+    ElementRef parent() const override {
+        const std::optional<AtspiRef> parent = m_client->parent(m_ref);
+        if (!parent || parent->isNull())
+            return nullptr;
+        return std::make_shared<AtspiElement>(m_client, m_layout, *parent);
+    }
+
+    std::optional<QPointF> position() const override {
+        const std::optional<QRectF> frame = extents();
+        return frame ? std::optional<QPointF>(frame->topLeft()) : std::nullopt;
+    }
+
+    std::optional<QSizeF> size() const override {
+        const std::optional<QRectF> frame = extents();
+        return frame ? std::optional<QSizeF>(frame->size()) : std::nullopt;
+    }
+
+private:
+    std::optional<QRectF> extents() const {
+        if (!m_extentsRead) {
+            m_extentsRead = true;
+            if (const std::optional<QRect> native = m_client->extents(m_ref))
+                m_extents = m_layout->toPoints(QRectF(*native));
+        }
+        return m_extents;
+    }
+
+    std::optional<QString> roleName() const {
+        const std::optional<uint> role = m_client->role(m_ref);
+        if (!role)
+            return std::nullopt;
+        AtspiRoles::Facts facts;
+        facts.states = [this] { return m_client->states(m_ref).value_or(0); };
+        facts.parentRole = [this]() -> std::optional<uint> {
+            const std::optional<AtspiRef> parent = m_client->parent(m_ref);
+            return parent ? m_client->role(*parent) : std::nullopt;
+        };
+        facts.hasEditableTextChild = [this] {
+            const auto children = m_client->children(m_ref);
+            if (!children)
+                return false;
+            for (const AtspiRef& child : *children) {
+                const std::optional<uint> role = m_client->role(child);
+                if (role == uint(ATSPI_ROLE_TEXT) || role == uint(ATSPI_ROLE_ENTRY)) {
+                    if (has(m_client->states(child).value_or(0), ATSPI_STATE_EDITABLE))
+                        return true;
+                }
+            }
+            return false;
+        };
+        return AtspiRoles::name(*role, facts);
+    }
+
+    AtspiClient* m_client;
+    const ScreenLayout* m_layout;
+    AtspiRef m_ref;
+    mutable bool m_extentsRead = false;
+    mutable std::optional<QRectF> m_extents;
+};
+
+} // namespace
+
+AtspiDesktop::AtspiDesktop(Context context, ScreenLayout layout)
+    : m_context(context)
+    , m_layout(std::move(layout)) {}
+
+std::optional<AtspiRef> AtspiDesktop::windowAt(QPoint point) const {
+    AtspiClient& client = *m_context.client;
+    // The X window on top at the point tells which application, and which of its windows, gets the
+    // click; the accessibility tree alone knows nothing of stacking.
+    const std::optional<X11Windows::Client> top =
+        m_context.windows ? m_context.windows->topLevelAt(point) : std::nullopt;
+    // With the X server answering, no window at the point means only the root window is there.
+    if (m_context.windows && !top)
+        return std::nullopt;
+    const std::optional<uint> topPid = top ? top->pid : std::nullopt;
+
+    const std::optional<QList<AtspiRef>> applications = client.children(AtspiRef::desktop());
+    if (!applications)
+        return std::nullopt;
+
+    struct Candidate {
+        AtspiRef window;
+        QRect extents;
+        bool active = false;
+    };
+    QList<Candidate> candidates;
+    for (const AtspiRef& application : *applications) {
+        const std::optional<uint> pid = client.processId(application.service);
+        if (!pid || *pid == m_context.ownPid || (topPid && *pid != *topPid))
+            continue;
+        const std::optional<QList<AtspiRef>> windows =
+            client.children(AtspiRef::applicationRoot(application.service));
+        if (!windows)
+            continue;
+        for (const AtspiRef& window : *windows) {
+            const quint64 states = client.states(window).value_or(0);
+            if (!has(states, ATSPI_STATE_SHOWING))
+                continue;
+            const std::optional<QRect> extents = client.extents(window);
+            if (!extents || !extents->contains(point))
+                continue;
+            candidates.append({window, *extents, has(states, ATSPI_STATE_ACTIVE)});
+        }
+    }
+    // A window on top whose process is unknown can only be one of the candidates if it holds it;
+    // otherwise it belongs to something that is not accessible and covers them all.
+    if (top && !topPid)
+        candidates.removeIf([&](const Candidate& c) { return !top->geometry.contains(c.extents); });
+    if (candidates.isEmpty())
+        return std::nullopt;
+
+    // Several windows may contain the point (a dialog over its main window, a popup over both):
+    // prefer the one that lies within the X window on top, then the active one, then the smallest.
+    auto score = [&](const Candidate& candidate) {
+        const bool inside = top && top->geometry.contains(candidate.extents);
+        return std::make_tuple(inside, candidate.active,
+                               -qint64(candidate.extents.width()) * candidate.extents.height());
+    };
+    const Candidate* best = &candidates.first();
+    for (const Candidate& candidate : candidates)
+        if (score(candidate) > score(*best))
+            best = &candidate;
+    return best->window;
+}
+
+ElementRef AtspiDesktop::elementAt(QPointF point) const {
+    AtspiClient& client = *m_context.client;
+    const QPointF nativePoint = m_layout.toNative(point);
+    const QPoint native(int(std::floor(nativePoint.x())), int(std::floor(nativePoint.y())));
+    const std::optional<AtspiRef> window = windowAt(native);
+    if (!window)
+        return nullptr;
+    // Down to the deepest child at the point; stop when there is none or the same one comes back.
+    AtspiRef element = *window;
+    for (int depth = 0; depth < 64; ++depth) {
+        const std::optional<AtspiRef> child = client.accessibleAtPoint(element, native);
+        if (!child || child->isNull() || *child == element)
+            break;
+        element = *child;
+    }
+    return std::make_shared<AtspiElement>(m_context.client, &m_layout, element);
+}
+
+std::optional<QString> AtspiDesktop::applicationName(uint pid) const {
+    AtspiClient& client = *m_context.client;
+    const std::optional<QList<AtspiRef>> applications = client.children(AtspiRef::desktop());
+    if (!applications)
+        return std::nullopt;
+    for (const AtspiRef& application : *applications) {
+        if (client.processId(application.service) != pid)
+            continue;
+        const std::optional<QString> name = client.name(AtspiRef::applicationRoot(application.service));
+        if (name && !name->isEmpty())
+            return name;
+    }
+    return std::nullopt;
+}
+
+std::optional<QString> AtspiDesktop::frontmostApplicationName() const {
+    if (!m_context.windows)
+        return std::nullopt;
+    const std::optional<X11Windows::Client> active = m_context.windows->activeWindow();
+    if (!active)
+        return std::nullopt;
+    const QStringList executables = active->pid ? executablesOf(*active->pid) : QStringList();
+    if (m_context.entries) {
+        if (auto name = m_context.entries->displayName(active->instance, active->className, executables))
+            return name;
+    }
+    if (active->pid) {
+        if (auto name = applicationName(*active->pid))
+            return name;
+    }
+    if (!active->className.isEmpty())
+        return active->className;
+    return std::nullopt;
+}
+
+} // namespace trovix

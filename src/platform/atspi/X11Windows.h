@@ -1,0 +1,52 @@
+#pragma once
+
+#include <QPoint>
+#include <QRect>
+#include <QString>
+
+#include <cstdint>
+#include <optional>
+
+struct xcb_connection_t;
+
+namespace trovix {
+
+// Window facts the accessibility search needs from the X server, on a private connection owned by
+// the thread that uses it.
+class X11Windows {
+public:
+    X11Windows();
+    ~X11Windows();
+    X11Windows(const X11Windows&) = delete;
+    X11Windows& operator=(const X11Windows&) = delete;
+
+    bool isConnected() const;
+
+    struct Client {
+        std::uint32_t window = 0;
+        std::optional<uint> pid;
+        QString instance;  // WM_CLASS instance name
+        QString className; // WM_CLASS class name
+        QRect geometry;    // the top-level window (with its frame) on the root, native pixels
+    };
+
+    // The topmost visible top-level window at a root point, with the client inside it.
+    std::optional<Client> topLevelAt(QPoint point);
+    // The window the window manager reports as active.
+    std::optional<Client> activeWindow();
+
+private:
+    std::uint32_t atom(const char* name);
+    std::optional<uint> pidOf(std::uint32_t window);
+    // The client window of a top-level (itself, or the first descendant a window manager manages).
+    std::uint32_t clientOf(std::uint32_t topLevel);
+    void readClass(Client& client);
+
+    xcb_connection_t* m_connection = nullptr;
+    std::uint32_t m_root = 0;
+    std::uint32_t m_netActiveWindow = 0;
+    std::uint32_t m_netWmPid = 0;
+    std::uint32_t m_wmState = 0;
+};
+
+} // namespace trovix

@@ -1,0 +1,88 @@
+#pragma once
+
+#include "recorder/ClickTarget.h"
+
+#include <QFuture>
+#include <QImage>
+#include <QObject>
+#include <QPointF>
+
+#include <functional>
+#include <memory>
+
+class QScreen;
+
+namespace trovix {
+
+class ClickJob;
+class Guide;
+
+// Click recording: while it is on, every left click in another application becomes a step of the
+// guide, with a screenshot of the screen under the pointer, a title naming the clicked control and
+// one mark on it. Each click starts its screenshot and its description at once; the steps still
+// reach the guide strictly in click order, and none after stop().
+class Recorder : public QObject {
+    Q_OBJECT
+public:
+    // How long a click's description may take before its step falls back to the plain title.
+    static constexpr int describeBudgetMs = 450;
+
+    // What the recorder needs from the system. Tests replace each piece.
+    struct Services {
+        // Starts grabbing one screen; the image arrives on the main thread (the future fails or
+        // gives a null image when the grab fails).
+        std::function<QFuture<QImage>(QScreen*)> capture;
+        // Starts describing the control at a global point (points, top-left origin); done is called
+        // once on the main thread, unless context is gone by then.
+        std::function<void(QPointF location, QObject* context, std::function<void(const ClickTarget&)> done)>
+            describe;
+        // Installs the global left-click monitor, which calls recorder.click() for each press in
+        // another application; null when none can be installed. Destroying it removes it.
+        std::function<std::unique_ptr<QObject>(Recorder& recorder)> installMonitor;
+        // Switches the desktop's accessibility on, so that applications describe their controls.
+        std::function<void()> enableAccessibility;
+        // How long describe takes at most; a description later than this plus a margin is not
+        // waited for.
+        int describeLimitMs = Recorder::describeBudgetMs;
+    };
+
+    // The X11 monitor, the accessibility description and the screen capture. A click's description
+    // gives up after budgetMs (then the step has the plain title); the default keeps a
+    // burst of clicks from piling up behind a slow application.
+    static Services systemServices(int budgetMs = describeBudgetMs);
+
+    // The recorder for the open guide, with the system's services.
+    explicit Recorder(Guide& guide, QObject* parent = nullptr);
+    Recorder(Guide& guide, Services services, QObject* parent = nullptr);
+    ~Recorder() override;
+
+    Guide& guide() const { return m_guide; }
+
+    // Switches recording on: marks the guide as recording, switches accessibility on and installs
+    // the click monitor. Call only while not recording.
+    void start();
+    // Switches recording off. Clicks still being processed finish without adding a step.
+    void stop();
+    // Whether the click monitor is installed.
+    bool isRecording() const { return m_monitor != nullptr; }
+
+    // One left click at a global point (points, top-left origin), as the monitor reports it.
+    // A click outside every screen is dropped.
+    void click(QPointF location);
+
+    // Describes the control at a global point, waiting at most about half a second for the
+    // accessibility tree. Never fails: the fallback is "Click in App" or "Click".
+    static ClickTarget describeElement(QPointF location);
+    // Asks applications to expose their accessibility trees (web content included).
+    static void enableWebAccessibility();
+
+private:
+    friend class ClickJob;
+
+    Guide& m_guide;
+    Services m_services;
+    std::unique_ptr<QObject> m_monitor;
+    std::shared_ptr<ClickJob> m_previous;
+};
+
+} // namespace trovix

@@ -1,0 +1,94 @@
+// The recorder's connections to the real system: the X11 click monitor, the accessibility service
+// and the screen capture. Kept apart so that tests of the click chain link none of them.
+#include "capture/Capture.h"
+#include "platform/atspi/AtspiService.h"
+#include "platform/x11/XInputClickMonitor.h"
+#include "recorder/ClickDescriber.h"
+#include "recorder/Recorder.h"
+#include "recorder/ScreenLayout.h"
+
+#include <QPointer>
+
+#include <chrono>
+#include <future>
+
+namespace trovix {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+std::optional<QRectF> primaryScreen(const ScreenLayout& layout) {
+    if (layout.screens.isEmpty())
+        return std::nullopt;
+    return layout.screens.constFirst().geometry;
+}
+
+} // namespace
+
+Recorder::Recorder(Guide& guide, QObject* parent)
+    : Recorder(guide, systemServices(), parent) {}
+
+Recorder::Services Recorder::systemServices(int budgetMs) {
+    Services services;
+    services.describeLimitMs = budgetMs;
+    services.capture = [](QScreen* screen) { return Capture::display(screen); };
+    services.describe = [budgetMs](QPointF location, QObject* context,
+                                   std::function<void(const ClickTarget&)> done) {
+        const ScreenLayout layout = ScreenLayout::current();
+        const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(budgetMs);
+        QPointer<QObject> receiver(context);
+        AtspiService::instance().run(
+            [location, layout, receiver, done = std::move(done)](const AccessibleDesktop& desktop) {
+                const ClickTarget target = ClickDescriber::describe(desktop, location, primaryScreen(layout));
+                QMetaObject::invokeMethod(
+                    QCoreApplication::instance(),
+                    [receiver, done, target] {
+                        if (receiver)
+                            done(target);
+                    },
+                    Qt::QueuedConnection);
+            },
+            layout, deadline);
+    };
+    services.installMonitor = [](Recorder& recorder) -> std::unique_ptr<QObject> {
+        auto monitor = std::make_unique<XInputClickMonitor>();
+        if (!monitor->isActive())
+            return nullptr;
+        QPointer<Recorder> weak(&recorder);
+        connect(monitor.get(), &XInputClickMonitor::leftButtonPressed, &recorder, [weak](QPoint native) {
+            if (weak)
+                weak->click(ScreenLayout::current().toPoints(QPointF(native)));
+        });
+        return monitor;
+    };
+    services.enableAccessibility = [] {
+        enableWebAccessibility();
+        // Read the installed applications' names now rather than on the first click.
+        AtspiService::instance().reloadApplications();
+    };
+    return services;
+}
+
+ClickTarget Recorder::describeElement(QPointF location) {
+    const ScreenLayout layout = ScreenLayout::current();
+    const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(describeBudgetMs);
+    auto result = std::make_shared<std::promise<ClickTarget>>();
+    std::future<ClickTarget> future = result->get_future();
+    AtspiService::instance().run(
+        [location, layout, result](const AccessibleDesktop& desktop) {
+            result->set_value(ClickDescriber::describe(desktop, location, primaryScreen(layout)));
+        },
+        layout, deadline);
+    // The service gives up on its own at the deadline; the margin covers a request still queued
+    // behind an earlier one.
+    if (future.wait_until(deadline + std::chrono::milliseconds(100)) != std::future_status::ready)
+        return {QStringLiteral("Click"), std::nullopt};
+    return future.get();
+}
+
+void Recorder::enableWebAccessibility() {
+    AtspiService::enableAccessibility();
+}
+
+} // namespace trovix

@@ -1,0 +1,189 @@
+#include "WidgetFactory.h"
+#include "platform/atspi/AtspiService.h"
+#include "recorder/Recorder.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QPushButton>
+#include <QTest>
+
+#include <future>
+
+using namespace trovix;
+
+namespace {
+
+const QString app = QStringLiteral(" in Widget Factory");
+
+QPointF centre(const QRect& r) {
+    return QPointF(r.x() + r.width() / 2, r.y() + r.height() / 2);
+}
+
+// The role names the accessibility side gives the hit element at a point and its parent.
+std::pair<QString, QString> rolesAt(QPointF point) {
+    std::promise<std::pair<QString, QString>> result;
+    auto future = result.get_future();
+    AtspiService::instance().run(
+        [&](const AccessibleDesktop& desktop) {
+            std::pair<QString, QString> roles;
+            if (const ElementRef hit = desktop.elementAt(point)) {
+                roles.first = hit->text(ElementAttribute::role).value_or(QString());
+                if (const ElementRef parent = hit->parent())
+                    roles.second = parent->text(ElementAttribute::role).value_or(QString());
+            }
+            result.set_value(roles);
+        },
+        ScreenLayout::current(), AtspiService::Clock::now() + std::chrono::seconds(5));
+    return future.get();
+}
+
+// A window of another process with one button, "Cover", over a part of the screen.
+int runCover(int argc, char** argv) {
+    QApplication application(argc, argv);
+    QPushButton button(QStringLiteral("Cover"));
+    button.setWindowFlags(Qt::FramelessWindowHint);
+    const QStringList args = QApplication::arguments();
+    button.setGeometry(args.at(2).toInt(), args.at(3).toInt(), args.at(4).toInt(), args.at(5).toInt());
+    button.show();
+    return application.exec();
+}
+
+} // namespace
+
+class AtspiDesktopTest : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase() {
+        Recorder::enableWebAccessibility();
+        QVERIFY2(m_factory.start(), qPrintable(m_factory.error()));
+        m_factory.activate();
+    }
+
+    void controls_areTitledAndFramedFromTheTree() {
+        struct Case {
+            QString role, label;
+            int index;
+            QString title;
+        };
+        const QList<Case> cases{
+            {QStringLiteral("toggle button"), QStringLiteral("togglebutton"), 0,
+             QStringLiteral("Click “togglebutton”") + app},
+            {QStringLiteral("check box"), QStringLiteral("checkbutton"), 0,
+             QStringLiteral("Click “checkbutton”") + app},
+            {QStringLiteral("radio button"), QStringLiteral("radiobutton"), 2,
+             QStringLiteral("Click “radiobutton”") + app},
+            // An entry has no name: its text labels it.
+            {QStringLiteral("text"), QStringLiteral("entry"), 1, QStringLiteral("Click “entry”") + app},
+            {QStringLiteral("combo box"), QStringLiteral("Left"), 0, QStringLiteral("Click “Left”") + app},
+            {QStringLiteral("table cell"), QStringLiteral("Otto"), 0, QStringLiteral("Click “Otto”") + app},
+            {QStringLiteral("page tab"), QStringLiteral("page 2"), 0, QStringLiteral("Click “page 2”") + app},
+            // Too long to be a title: the role in words instead.
+            {QStringLiteral("text"), QString(), -1, QStringLiteral("Click the text") + app},
+        };
+        for (const Case& c : cases) {
+            std::optional<WidgetFactory::Control> control;
+            if (c.index >= 0) {
+                control = m_factory.find(c.role, c.label, c.index);
+            } else {
+                for (const auto& candidate : m_factory.controls())
+                    if (candidate.role == c.role && candidate.text.startsWith(QLatin1String("Lorem")))
+                        control = candidate;
+            }
+            QVERIFY2(control, qPrintable(c.title));
+            const ClickTarget target = Recorder::describeElement(centre(control->extents));
+            QCOMPARE(target.title, c.title);
+            QCOMPARE(target.frame, QRectF(control->extents));
+        }
+    }
+
+    void roles_mapOntoTheControlNames() {
+        auto at = [this](const QString& role, const QString& label, int index = 0) {
+            const auto control = m_factory.find(role, label, index);
+            return control ? rolesAt(centre(control->extents)) : std::pair<QString, QString>();
+        };
+        QCOMPARE(at(QStringLiteral("toggle button"), QStringLiteral("togglebutton")).first,
+                 QStringLiteral("AXButton"));
+        QCOMPARE(at(QStringLiteral("push button"), QStringLiteral("Sans Regular")).first,
+                 QStringLiteral("AXButton"));
+        QCOMPARE(at(QStringLiteral("check box"), QStringLiteral("checkbutton")).first,
+                 QStringLiteral("AXCheckBox"));
+        QCOMPARE(at(QStringLiteral("radio button"), QStringLiteral("radiobutton")).first,
+                 QStringLiteral("AXRadioButton"));
+        QCOMPARE(at(QStringLiteral("text"), QStringLiteral("entry"), 1).first, QStringLiteral("AXTextField"));
+        QCOMPARE(at(QStringLiteral("spin button"), QStringLiteral("50")).first,
+                 QStringLiteral("AXTextField"));
+        QCOMPARE(at(QStringLiteral("combo box"), QStringLiteral("Left")).first,
+                 QStringLiteral("AXPopUpButton"));
+        // The text of an editable combo box makes it a combo box rather than a pop-up button.
+        QCOMPARE(at(QStringLiteral("text"), QStringLiteral("comboboxentry")),
+                 std::make_pair(QStringLiteral("AXTextField"), QStringLiteral("AXComboBox")));
+        // A click on a tab hits the tab's inner part first.
+        QCOMPARE(at(QStringLiteral("page tab"), QStringLiteral("page 3")).second, QStringLiteral("AXTab"));
+        QCOMPARE(at(QStringLiteral("table cell"), QStringLiteral("Cimi")).first, QStringLiteral("AXCell"));
+        QCOMPARE(at(QStringLiteral("label"), QStringLiteral("Inset")).first, QStringLiteral("AXStaticText"));
+    }
+
+    void emptyDesktop_givesTheFallback() {
+        // Left of the window, where only the root window is.
+        const auto window = m_factory.find(QStringLiteral("frame"), QString());
+        QVERIFY(window);
+        QVERIFY(window->extents.left() > 100);
+        const ClickTarget target = Recorder::describeElement(QPointF(50, 50));
+        QCOMPARE(target.title, QStringLiteral("Click") + app);
+        QCOMPARE(target.frame, std::nullopt);
+    }
+
+    void windowOnTop_isTheOneDescribed() {
+        const auto toggle = m_factory.find(QStringLiteral("toggle button"), QStringLiteral("togglebutton"));
+        QVERIFY(toggle);
+        const QRect cover = toggle->extents.adjusted(-10, -10, 10, 10);
+        QProcess other;
+        other.setProgram(QCoreApplication::applicationFilePath());
+        other.setArguments({QStringLiteral("--cover"), QString::number(cover.x()), QString::number(cover.y()),
+                            QString::number(cover.width()), QString::number(cover.height())});
+        other.setProcessChannelMode(QProcess::ForwardedChannels);
+        other.start();
+        QVERIFY(other.waitForStarted());
+        QElapsedTimer timer;
+        timer.start();
+        ClickTarget target;
+        while (timer.elapsed() < 30000) {
+            target = Recorder::describeElement(centre(toggle->extents));
+            if (target.title.startsWith(QStringLiteral("Click “Cover”")))
+                break;
+            QTest::qWait(200);
+        }
+        QVERIFY2(target.title.startsWith(QStringLiteral("Click “Cover”")), qPrintable(target.title));
+        QCOMPARE(target.frame, QRectF(cover));
+        other.kill();
+        other.waitForFinished();
+
+        m_factory.activate();
+        QTRY_COMPARE_WITH_TIMEOUT(Recorder::describeElement(centre(toggle->extents)).title,
+                                  QStringLiteral("Click “togglebutton”") + app, 10000);
+    }
+
+    void hungApplication_givesTheFallbackAndRecovers() {
+        const auto toggle = m_factory.find(QStringLiteral("toggle button"), QStringLiteral("togglebutton"));
+        QVERIFY(toggle);
+        m_factory.pause();
+        const ClickTarget target = Recorder::describeElement(centre(toggle->extents));
+        m_factory.resume();
+        QCOMPARE(target, (ClickTarget{QStringLiteral("Click") + app, std::nullopt}));
+        QTRY_COMPARE_WITH_TIMEOUT(Recorder::describeElement(centre(toggle->extents)).title,
+                                  QStringLiteral("Click “togglebutton”") + app, 10000);
+    }
+
+private:
+    WidgetFactory m_factory;
+};
+
+int main(int argc, char** argv) {
+    if (argc == 6 && qstrcmp(argv[1], "--cover") == 0)
+        return runCover(argc, argv);
+    QApplication application(argc, argv);
+    AtspiDesktopTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "test_atspi_desktop.moc"
