@@ -1,0 +1,239 @@
+// Click recording under load, on a real X server with gtk3-widget-factory: the time from a click to
+// its step in the guide, and the highest click rate the recorder keeps up with for 10 seconds
+// without losing a click or its order. Run it through run.sh.
+#include "WidgetFactory.h"
+#include "capture/Capture.h"
+#include "document/Guide.h"
+#include "recorder/Recorder.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QTimer>
+
+#include <xcb/xcb.h>
+#include <xcb/xtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <mutex>
+#include <thread>
+
+using namespace trovix;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+// Clicks through XTEST on a connection of its own, as a mouse would.
+class Clicker {
+public:
+    Clicker() {
+        m_connection = xcb_connect(nullptr, nullptr);
+        m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
+    }
+    ~Clicker() { xcb_disconnect(m_connection); }
+
+    // Presses and releases the left button at point; answers the moment the server has the press.
+    Clock::time_point click(QPoint point) {
+        xcb_test_fake_input(m_connection, XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, m_root,
+                            std::int16_t(point.x()), std::int16_t(point.y()), 0);
+        xcb_test_fake_input(m_connection, XCB_BUTTON_PRESS, 1, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+        free(xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
+        const Clock::time_point pressed = Clock::now();
+        xcb_test_fake_input(m_connection, XCB_BUTTON_RELEASE, 1, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+        xcb_flush(m_connection);
+        return pressed;
+    }
+
+private:
+    xcb_connection_t* m_connection;
+    xcb_window_t m_root;
+};
+
+double percentile(std::vector<double> values, double p) {
+    if (values.empty())
+        return 0;
+    std::sort(values.begin(), values.end());
+    const std::size_t rank = std::size_t(std::ceil(p / 100.0 * double(values.size())));
+    return values[std::clamp<std::size_t>(rank, 1, values.size()) - 1];
+}
+
+double ms(Clock::duration d) {
+    return std::chrono::duration<double, std::milli>(d).count();
+}
+
+struct Target {
+    QPoint point;
+    QPointF frameOrigin;
+};
+
+// Records when each step reaches the guide.
+class Arrivals {
+public:
+    explicit Arrivals(Guide& guide)
+        : m_guide(guide) {
+        QObject::connect(&guide, &Guide::stepsWillChange, &guide, [this](const QList<Step>& steps) {
+            if (steps.size() > m_count) {
+                m_times.push_back(Clock::now());
+                m_count = steps.size();
+            }
+        });
+    }
+    void reset() {
+        m_guide.replaceContents(Guide::untitled, {}, {});
+        m_times.clear();
+        m_count = 0;
+    }
+    std::size_t size() const { return m_times.size(); }
+    Clock::time_point at(std::size_t i) const { return m_times.at(i); }
+
+    bool waitFor(std::size_t count, int timeoutMs) {
+        QElapsedTimer timer;
+        timer.start();
+        while (m_times.size() < count && timer.elapsed() < timeoutMs)
+            QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 5);
+        return m_times.size() >= count;
+    }
+
+private:
+    Guide& m_guide;
+    std::vector<Clock::time_point> m_times;
+    qsizetype m_count = 0;
+};
+
+void idle(int ms) {
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < ms)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QApplication application(argc, argv);
+    WidgetFactory factory;
+    if (!factory.start()) {
+        std::fprintf(stderr, "%s\n", qPrintable(factory.error()));
+        return 1;
+    }
+    factory.activate();
+
+    // Twelve distinct controls, so that no two clicks in a row land on the same one.
+    std::vector<Target> targets;
+    const std::pair<QString, QString> kinds[] = {
+        {QStringLiteral("check box"), QStringLiteral("checkbutton")},
+        {QStringLiteral("radio button"), QStringLiteral("radiobutton")}};
+    for (int i = 0; i < 6; ++i) {
+        for (const auto& [role, name] : kinds) {
+            const auto control = factory.find(role, name, i);
+            if (!control) {
+                std::fprintf(stderr, "gtk3-widget-factory shows no %s %d\n", qPrintable(role), i);
+                return 1;
+            }
+            targets.push_back({control->extents.center(), QPointF(control->extents.topLeft())});
+        }
+    }
+
+    Guide guide;
+    Recorder recorder(guide);
+    Arrivals arrivals(guide);
+    recorder.start();
+    Clicker clicker;
+    idle(500);
+
+    // The two halves of a click's work, each alone: describing the control and grabbing the screen.
+    {
+        std::vector<double> describe, grab;
+        for (int i = 0; i < 30; ++i) {
+            Clock::time_point begin = Clock::now();
+            Recorder::describeElement(QPointF(targets[std::size_t(i) % targets.size()].point));
+            describe.push_back(ms(Clock::now() - begin));
+            begin = Clock::now();
+            QFuture<QImage> image = Capture::display(QGuiApplication::primaryScreen());
+            while (!image.isFinished())
+                QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
+            grab.push_back(ms(Clock::now() - begin));
+        }
+        std::printf(
+            "describe alone: median %.1f ms, p95 %.1f ms; screen grab alone: median %.1f ms, p95 %.1f ms\n",
+            percentile(describe, 50), percentile(describe, 95), percentile(grab, 50), percentile(grab, 95));
+    }
+
+    // Latency: one click at a time.
+    const int latencyClicks = argc > 1 ? QByteArray(argv[1]).toInt() : 100;
+    std::vector<double> latencies;
+    int lost = 0;
+    for (int i = 0; i < latencyClicks; ++i) {
+        const Clock::time_point clicked = clicker.click(targets[std::size_t(i) % targets.size()].point);
+        if (!arrivals.waitFor(std::size_t(i + 1 - lost), 3000)) {
+            ++lost;
+            continue;
+        }
+        latencies.push_back(ms(arrivals.at(std::size_t(i - lost)) - clicked));
+        idle(150);
+    }
+    std::printf("click to step, %d clicks one at a time: median %.1f ms, p95 %.1f ms, max %.1f ms, lost %d\n",
+                latencyClicks, percentile(latencies, 50), percentile(latencies, 95),
+                *std::max_element(latencies.begin(), latencies.end()), lost);
+
+    // Sustained rates: 10 s of clicks at a fixed period from another thread.
+    const int seconds = 10;
+    std::printf("%6s %7s %6s %8s %14s %10s\n", "rate/s", "clicks", "steps", "ordered", "p95 latency",
+                "last lag");
+    int best = 0;
+    for (int rate : {4, 6, 8, 10, 12, 15, 20}) {
+        arrivals.reset();
+        idle(1000); // let the previous run's pictures finish encoding
+        const int clicks = rate * seconds;
+        std::vector<Clock::time_point> clickTimes(static_cast<std::size_t>(clicks));
+        std::atomic<bool> done = false;
+        std::thread driver([&] {
+            Clicker own;
+            const auto period = std::chrono::microseconds(1000000 / rate);
+            const Clock::time_point begin = Clock::now();
+            for (int i = 0; i < clicks; ++i) {
+                std::this_thread::sleep_until(begin + i * period);
+                clickTimes[std::size_t(i)] = own.click(targets[std::size_t(i) % targets.size()].point);
+            }
+            done = true;
+        });
+        while (!done)
+            QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 5);
+        driver.join();
+        arrivals.waitFor(std::size_t(clicks), 5000);
+
+        const QList<Step>& steps = guide.steps();
+        bool ordered = steps.size() == clicks;
+        for (int i = 0; ordered && i < clicks; ++i) {
+            const Step& step = steps.at(i);
+            ordered = step.annotations.size() == 1 && step.annotations.first().kind == Kind::target &&
+                      step.annotations.first().p1 == targets[std::size_t(i) % targets.size()].frameOrigin;
+            if (!ordered)
+                std::printf("  step %d: \"%s\" kind %d at (%.0f, %.0f), expected (%.0f, %.0f)\n", i,
+                            qPrintable(step.title),
+                            step.annotations.isEmpty() ? -1 : rawValue(step.annotations.first().kind),
+                            step.annotations.isEmpty() ? 0.0 : step.annotations.first().p1.x(),
+                            step.annotations.isEmpty() ? 0.0 : step.annotations.first().p1.y(),
+                            targets[std::size_t(i) % targets.size()].frameOrigin.x(),
+                            targets[std::size_t(i) % targets.size()].frameOrigin.y());
+        }
+        std::vector<double> lags;
+        for (std::size_t i = 0; i < arrivals.size() && i < clickTimes.size(); ++i)
+            lags.push_back(ms(arrivals.at(i) - clickTimes[i]));
+        const double lastLag = lags.size() == std::size_t(clicks) ? lags.back() : -1;
+        // Kept up: every click, in order, and the last step no later than a second after its click.
+        const bool keptUp = ordered && lastLag >= 0 && lastLag <= 1000;
+        std::printf("%6d %7d %6lld %8s %11.1f ms %7.1f ms%s\n", rate, clicks,
+                    static_cast<long long>(steps.size()), ordered ? "yes" : "no", percentile(lags, 95),
+                    lastLag, keptUp ? "" : "  (falls behind)");
+        if (!keptUp)
+            break;
+        best = rate;
+    }
+    std::printf("highest rate sustained for %d s with every click in order: %d clicks/s\n", seconds, best);
+    recorder.stop();
+    return 0;
+}
