@@ -239,26 +239,6 @@ private Q_SLOTS:
         QCOMPARE(model.pendingScans(), 0);
     }
 
-    void model_folderFollowsTheSettingAtTheStartOfEachReload() {
-        const QString first = freshFolder();
-        const QString second = freshFolder();
-        useLibrary(first);
-        LibraryModel model;
-        QSemaphore gate;
-        model.setScanner([&](const QString&) {
-            gate.acquire();
-            return QList<GuideSummary>{};
-        });
-        useLibrary(second);
-        QCOMPARE(model.folder(), first); // not until a reload
-        QSignalSpy folder(&model, &LibraryModel::folderChanged);
-        model.reload();
-        QCOMPARE(model.folder(), second); // before the scan has ended
-        QCOMPARE(folder.size(), 1);
-        gate.release();
-        QTRY_COMPARE(model.pendingScans(), 0);
-    }
-
     void chooseFolder_storesTheChoiceAndRelistsButCancelChangesNothing() {
         const QString start = freshFolder();
         const QString chosen = freshFolder();

@@ -1,5 +1,5 @@
-// The library window on a real X server: pointer input through the window system, the file
-// manager over the session bus, and screenshots of its states when TROVIX_SCREENSHOT_DIR is set.
+// The library window on a real X server with a session bus: the file manager over D-Bus, and
+// screenshots of the window's states when TROVIX_SCREENSHOT_DIR is set.
 
 #include "GuideFolders.h"
 #include "document/Guide.h"
@@ -9,7 +9,6 @@
 #include "library/LibraryWindowController.h"
 #include "support/ScreenshotLike.h"
 
-#include <QApplication>
 #include <QDBusConnection>
 #include <QDesktopServices>
 #include <QLineEdit>
@@ -120,24 +119,6 @@ private Q_SLOTS:
         QTest::mouseClick(grid()->viewport(), Qt::LeftButton, {}, grid()->cardRect(1).center());
         QCOMPARE(grid()->selected(), grid()->cards()[1].url);
         screenshot(QStringLiteral("library-dozen.png"));
-
-        QTest::mouseDClick(grid()->viewport(), Qt::LeftButton, {}, grid()->cardRect(2).center());
-        QCOMPARE(m_openRequests, QList<QUrl>{grid()->cards()[2].url});
-    }
-
-    void rightClick_opensTheCardMenu() {
-        // The context menu through the window system, on the open card: its trash item is disabled.
-        const QPoint at = grid()->cardRect(0).center();
-        QMenu* shown = nullptr;
-        QTimer::singleShot(0, this, [&] {
-            QContextMenuEvent event(QContextMenuEvent::Mouse, at, grid()->viewport()->mapToGlobal(at));
-            QCoreApplication::sendEvent(grid()->viewport(), &event);
-        });
-        QTRY_VERIFY((shown = qobject_cast<QMenu*>(QApplication::activePopupWidget())) != nullptr);
-        QCOMPARE(shown->actions().size(), 4);
-        QVERIFY(!shown->actions()[3]->isEnabled());
-        screenshot(QStringLiteral("library-menu.png"));
-        shown->close();
     }
 
     void showInFileManager_asksTheFileManagerElseOpensTheParent() {
