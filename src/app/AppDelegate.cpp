@@ -4,6 +4,7 @@
 #include "app/MainMenu.h"
 #include "app/MainWindowController.h"
 #include "app/StatusItem.h"
+#include "capture/Capture.h"
 #include "capture/CaptureCommand.h"
 #include "capture/RegionSelector.h"
 #include "document/Guide.h"
@@ -12,6 +13,7 @@
 #include "library/Library.h"
 #include "library/LibraryModel.h"
 #include "library/LibraryWindowController.h"
+#include "recorder/Recorder.h"
 
 #include <QCoreApplication>
 #include <QMenuBar>
@@ -105,8 +107,25 @@ void AppDelegate::captureRegion() {
     m_capture->captureRegion();
 }
 
+Recorder& AppDelegate::recorder() {
+    if (!m_recorder)
+        m_recorder = std::make_unique<Recorder>(*m_guide);
+    return *m_recorder;
+}
+
 void AppDelegate::toggleRecording() {
-    // Filled in by the click recorder.
+    Recorder& clicks = recorder();
+    if (clicks.isRecording()) {
+        clicks.stop();
+        if (m_mainWindow)
+            m_mainWindow->bringToFront();
+        return;
+    }
+    if (!Capture::ensureAccess(m_mainWindow ? m_mainWindow->window() : nullptr))
+        return;
+    clicks.start();
+    // Out of the way, so the clicks go to the applications being documented.
+    MainMenu::hideApplication();
 }
 
 void AppDelegate::annotate(const QUuid& stepId) {
@@ -182,6 +201,8 @@ void AppDelegate::applicationWillTerminate() {
     m_terminated = true;
     if (m_mainWindow)
         m_mainWindow->window()->saveFrame();
+    // Click recording stops first, so no recorded click changes the guide after the last write.
+    recorder().stop();
     // Written last, after everything that may still change the guide has stopped.
     m_guide->writeWorkingCopy();
 }

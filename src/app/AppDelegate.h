@@ -18,6 +18,7 @@ class Guide;
 class MainMenu;
 class LibraryWindowController;
 class MainWindowController;
+class Recorder;
 class RegionSelector;
 class StatusItem;
 
@@ -44,6 +45,9 @@ public:
     MainMenu* mainMenu() const { return m_menu; }
     // The library window, once the library has been shown; nullptr before.
     LibraryWindowController* libraryWindow() const { return m_libraryWindow.get(); }
+
+    // The click recorder, made with the guide on first use and then kept.
+    Recorder& recorder();
 
     // Whether the application may quit now (asks about unsaved changes).
     bool applicationShouldTerminate();
@@ -81,6 +85,7 @@ private:
     std::unique_ptr<StatusItem> m_statusItem; // made at launch
     std::unique_ptr<LibraryWindowController> m_libraryWindow; // made on first use, then kept
     MainMenu* m_menu = nullptr;
+    std::unique_ptr<Recorder> m_recorder; // made on first use, then kept
     bool m_terminated = false;
 };
 
