@@ -87,6 +87,33 @@ private Q_SLOTS:
         QCOMPARE(dialogs.save(nullptr, panel), QString());
     }
 
+    void savePanel_treatsAnExistingGuideFolderAsTheDocument() {
+        WidgetDialogs dialogs;
+        const QString dir = qEnvironmentVariable("TROVIX_TEST_TMP");
+        QVERIFY(QDir(dir).mkpath(QStringLiteral("Demo.trovix")));
+        const Dialogs::SavePanel panel{
+            QStringLiteral("Save"), dir, QStringLiteral("Demo"), {QStringLiteral("trovix")}, {}};
+        for (const QString& answer : {QStringLiteral("Cancel"), QStringLiteral("Replace")}) {
+            whenShown<QFileDialog>([&](QFileDialog* dialog) {
+                // Saving over the folder asks first instead of opening it.
+                whenShown<QMessageBox>([dialog, answer, dir](QMessageBox* box) {
+                    QCOMPARE(box->text(),
+                             QStringLiteral("“Demo.trovix” already exists. Do you want to replace it?"));
+                    buttonTitled(box, answer)->click();
+                    if (answer == QStringLiteral("Cancel")) {
+                        QCOMPARE(dialog->directory().absolutePath(), QDir(dir).absolutePath());
+                        dialog->reject();
+                    }
+                });
+                QMetaObject::invokeMethod(dialog, "accept", Qt::QueuedConnection);
+            });
+            const QString chosen = dialogs.save(nullptr, panel);
+            QCOMPARE(chosen, answer == QStringLiteral("Replace")
+                                 ? QDir(dir).filePath(QStringLiteral("Demo.trovix"))
+                                 : QString());
+        }
+    }
+
     void current_isTheInstalledDialogsUntilRemoved() {
         Dialogs* widgets = &Dialogs::current();
         QVERIFY(dynamic_cast<WidgetDialogs*>(widgets));

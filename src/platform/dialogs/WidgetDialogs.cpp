@@ -2,6 +2,7 @@
 
 #include <QAbstractButton>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QGridLayout>
 #include <QGuiApplication>
 #include <QLabel>
@@ -96,8 +97,53 @@ QString WidgetDialogs::usableName(const QString& proposed) {
     return name;
 }
 
+namespace {
+
+// A save dialog for documents that may be folders (a guide is a folder named "….trovix"): choosing
+// an existing one means saving over it, after asking, rather than opening it as a folder.
+class SaveDialog : public QFileDialog {
+public:
+    SaveDialog(QWidget* parent, const Dialogs::SavePanel& panel)
+        : QFileDialog(parent, panel.title, panel.directory)
+        , m_suffixes(panel.suffixes) {
+        // Qt's own dialog, so that the rule above holds on every desktop.
+        setOption(QFileDialog::DontUseNativeDialog);
+    }
+
+    QString chosen() const {
+        return m_chosen.isEmpty() && !selectedFiles().isEmpty() ? selectedFiles().first() : m_chosen;
+    }
+
+    void accept() override {
+        const QString path = selectedFiles().value(0);
+        const QFileInfo info(path);
+        if (info.isDir() && m_suffixes.contains(info.suffix())) {
+            QMessageBox ask(
+                QMessageBox::Warning, windowTitle(),
+                QStringLiteral("“%1” already exists. Do you want to replace it?").arg(info.fileName()),
+                QMessageBox::NoButton, this);
+            QAbstractButton* replace = ask.addButton(QStringLiteral("Replace"), QMessageBox::AcceptRole);
+            ask.addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
+            ask.setDefaultButton(qobject_cast<QPushButton*>(replace));
+            ask.exec();
+            if (ask.clickedButton() != replace)
+                return;
+            m_chosen = path;
+            QDialog::accept();
+            return;
+        }
+        QFileDialog::accept();
+    }
+
+private:
+    QStringList m_suffixes;
+    QString m_chosen;
+};
+
+} // namespace
+
 QString WidgetDialogs::save(QWidget* parent, const SavePanel& panel) {
-    QFileDialog dialog(parent, panel.title, panel.directory);
+    SaveDialog dialog(parent, panel);
     dialog.setWindowModality(Qt::ApplicationModal);
     dialog.setAcceptMode(QFileDialog::AcceptSave);
     dialog.setFileMode(QFileDialog::AnyFile);
@@ -113,9 +159,9 @@ QString WidgetDialogs::save(QWidget* parent, const SavePanel& panel) {
         dialog.setLabelText(QFileDialog::Accept, panel.prompt);
     if (!panel.proposedName.isEmpty())
         dialog.selectFile(usableName(panel.proposedName));
-    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
+    if (dialog.exec() != QDialog::Accepted)
         return {};
-    return dialog.selectedFiles().first();
+    return dialog.chosen();
 }
 
 QString WidgetDialogs::open(QWidget* parent, const OpenPanel& panel) {
