@@ -35,6 +35,9 @@ public:
     static constexpr int callTimeoutMs = 400;
 
     explicit AtspiClient(QDBusConnection bus);
+    ~AtspiClient();
+    AtspiClient(const AtspiClient&) = delete;
+    AtspiClient& operator=(const AtspiClient&) = delete;
 
     const QDBusConnection& bus() const { return m_bus; }
 
@@ -64,11 +67,18 @@ public:
 private:
     std::optional<QDBusMessage> call(const QString& service, const QString& path, const QString& interface,
                                      const QString& method, const QList<QVariant>& arguments = {});
+    std::optional<QDBusMessage> callOn(const QDBusConnection& connection, const QString& service,
+                                       const QString& path, const QString& interface, const QString& method,
+                                       const QList<QVariant>& arguments);
+    // The way to an application: its own direct connection when it offers one, else the bus.
+    QDBusConnection connectionFor(const QString& service);
     std::optional<QVariant> property(const AtspiRef& object, const QString& interface, const QString& name);
 
     QDBusConnection m_bus;
     Clock::time_point m_deadline = Clock::time_point::max();
     QHash<QString, uint> m_pids;
+    QHash<QString, QString> m_peers; // bus name → direct connection's name, empty when none
+    int m_peerCount = 0;
 };
 
 } // namespace trovix
