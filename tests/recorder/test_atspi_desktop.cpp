@@ -66,14 +66,8 @@ private Q_SLOTS:
             QString title;
         };
         const QList<Case> cases{
-            {QStringLiteral("toggle button"), QStringLiteral("togglebutton"), 0,
-             QStringLiteral("Click “togglebutton”") + app},
-            {QStringLiteral("check box"), QStringLiteral("checkbutton"), 0,
-             QStringLiteral("Click “checkbutton”") + app},
             {QStringLiteral("radio button"), QStringLiteral("radiobutton"), 2,
              QStringLiteral("Click “radiobutton”") + app},
-            // An entry has no name: its text labels it.
-            {QStringLiteral("text"), QStringLiteral("entry"), 1, QStringLiteral("Click “entry”") + app},
             {QStringLiteral("combo box"), QStringLiteral("Left"), 0, QStringLiteral("Click “Left”") + app},
             {QStringLiteral("table cell"), QStringLiteral("Otto"), 0, QStringLiteral("Click “Otto”") + app},
             {QStringLiteral("page tab"), QStringLiteral("page 2"), 0, QStringLiteral("Click “page 2”") + app},

@@ -154,15 +154,6 @@ private Q_SLOTS:
         QCOMPARE(desktop.askedAt, QPointF(3, 4));
     }
 
-    void interactiveRoles_areTheEighteenControls() {
-        const QStringList& roles = ClickDescriber::interactiveRoles();
-        QCOMPARE(roles.size(), 18);
-        QCOMPARE(roles.first(), QStringLiteral("AXButton"));
-        QCOMPARE(roles.last(), QStringLiteral("AXRow"));
-        QVERIFY(roles.contains(QStringLiteral("AXTextField")));
-        QVERIFY(!roles.contains(QStringLiteral("AXStaticText")));
-    }
-
     void marks_removeTheClickedScreensOffset() {
         // A second screen placed right of the primary one and raised above it.
         ScreenLayout layout;
