@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLocale>
+#include <QSet>
 #include <QStandardPaths>
 
 namespace trovix {
@@ -30,6 +31,7 @@ QString programOf(const QString& exec) {
 } // namespace
 
 DesktopEntries::DesktopEntries(const QStringList& dataFolders) {
+    QSet<QString> seen;
     for (const QString& folder : dataFolders) {
         const QString applications = QDir(folder).filePath(QStringLiteral("applications"));
         QDirIterator it(applications, {QStringLiteral("*.desktop")}, QDir::Files,
@@ -40,8 +42,11 @@ DesktopEntries::DesktopEntries(const QStringList& dataFolders) {
             QString id = QDir(applications).relativeFilePath(path);
             id.chop(int(qstrlen(".desktop")));
             id.replace(QLatin1Char('/'), QLatin1Char('-'));
-            if (!m_names.contains(id))
-                read(path, id);
+            // The first folder's entry wins, even a hidden one, which takes the application away.
+            if (seen.contains(id))
+                continue;
+            seen.insert(id);
+            read(path, id);
         }
     }
 }
@@ -55,7 +60,7 @@ void DesktopEntries::read(const QString& path, const QString& id) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
         return;
-    const QString locale = QLocale::system().name(); // "de_DE"
+    const QString locale = QLocale().name(); // "de_DE"
     const QString language = locale.section(QLatin1Char('_'), 0, 0);
     QHash<QString, QString> keys;
     bool inEntry = false;

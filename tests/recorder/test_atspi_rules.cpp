@@ -1,0 +1,112 @@
+// The accessibility backend's rules that need no bus: which role name a control gets from its
+// context, and which installed application a window belongs to.
+#include "platform/atspi/AtspiRoles.h"
+#include "platform/atspi/DesktopEntries.h"
+
+#include <QDir>
+#include <QFile>
+#include <QLocale>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <atspi/atspi-constants.h>
+
+using namespace trovix;
+
+namespace {
+
+AtspiRoles::Facts facts(quint64 states = 0, std::optional<uint> parent = std::nullopt,
+                        bool editableChild = false) {
+    return {[states] { return states; }, [parent] { return parent; },
+            [editableChild] { return editableChild; }};
+}
+
+quint64 bit(AtspiStateType state) {
+    return quint64(1) << state;
+}
+
+void write(const QDir& dir, const QString& name, const QByteArray& text) {
+    QDir().mkpath(QFileInfo(dir.filePath(name)).absolutePath());
+    QFile file(dir.filePath(name));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(text);
+}
+
+} // namespace
+
+class AtspiRulesTest : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void roles_dependOnTheirContext() {
+        QCOMPARE(AtspiRoles::name(ATSPI_ROLE_PUSH_BUTTON, facts()), QStringLiteral("AXButton"));
+        QCOMPARE(AtspiRoles::name(ATSPI_ROLE_TOGGLE_BUTTON, facts(bit(ATSPI_STATE_HAS_POPUP))),
+                 QStringLiteral("AXPopUpButton"));
+        QCOMPARE(AtspiRoles::name(ATSPI_ROLE_MENU, facts(0, ATSPI_ROLE_MENU_BAR)),
+                 QStringLiteral("AXMenuBarItem"));
+        QCOMPARE(AtspiRoles::name(ATSPI_ROLE_MENU, facts(0, ATSPI_ROLE_MENU)), QStringLiteral("AXMenuItem"));
+        QCOMPARE(AtspiRoles::name(ATSPI_ROLE_MENU, facts(0, ATSPI_ROLE_WINDOW)), QStringLiteral("AXMenu"));
+        QCOMPARE(AtspiRoles::name(ATSPI_ROLE_COMBO_BOX, facts(0, std::nullopt, true)),
+                 QStringLiteral("AXComboBox"));
+        QCOMPARE(AtspiRoles::name(ATSPI_ROLE_COMBO_BOX, facts()), QStringLiteral("AXPopUpButton"));
+        QCOMPARE(AtspiRoles::name(ATSPI_ROLE_TEXT, facts(bit(ATSPI_STATE_EDITABLE))),
+                 QStringLiteral("AXTextField"));
+        QCOMPARE(
+            AtspiRoles::name(ATSPI_ROLE_TEXT, facts(bit(ATSPI_STATE_EDITABLE) | bit(ATSPI_STATE_MULTI_LINE))),
+            QStringLiteral("AXTextArea"));
+        QCOMPARE(AtspiRoles::name(ATSPI_ROLE_TEXT, facts(bit(ATSPI_STATE_MULTI_LINE))),
+                 QStringLiteral("AXStaticText"));
+        QCOMPARE(AtspiRoles::name(ATSPI_ROLE_PASSWORD_TEXT, facts()), QStringLiteral("AXTextField"));
+        QCOMPARE(AtspiRoles::name(ATSPI_ROLE_TREE_ITEM, facts()), QStringLiteral("AXRow"));
+    }
+
+    void windows_findTheirApplicationsName() {
+        QTemporaryDir home, system;
+        const QDir user(home.path() + QStringLiteral("/applications"));
+        const QDir shared(system.path() + QStringLiteral("/applications"));
+        write(shared, QStringLiteral("org.example.Writer.desktop"),
+              "[Desktop Entry]\nType=Application\nName=Writer\nName[de]=Schreiber\nExec=writer %F\n"
+              "[Desktop Action new]\nName=New Document\n");
+        write(shared, QStringLiteral("viewer.desktop"),
+              "[Desktop Entry]\nType=Application\nName=Picture Viewer\nStartupWMClass=PixView\n"
+              "Exec=env GDK_BACKEND=x11 /opt/pix/bin/pixview\n");
+        write(shared, QStringLiteral("tools/sketch.desktop"),
+              "[Desktop Entry]\nType=Application\nName=Sketch\nExec=\"/usr/bin/sketch-pad\" --new\n");
+        write(shared, QStringLiteral("hidden.desktop"),
+              "[Desktop Entry]\nType=Application\nName=Gone\nHidden=true\n");
+        write(shared, QStringLiteral("link.desktop"), "[Desktop Entry]\nType=Link\nName=Website\n");
+        // The user's own entry overrides the system's.
+        write(user, QStringLiteral("viewer.desktop"),
+              "[Desktop Entry]\nType=Application\nName=My Viewer\nStartupWMClass=PixView\n");
+        write(user, QStringLiteral("tools-sketch.desktop"),
+              "[Desktop Entry]\nType=Application\nName=X\nHidden=true\n");
+
+        const DesktopEntries entries({home.path(), system.path()});
+        QCOMPARE(entries.displayName(QStringLiteral("pixview"), QStringLiteral("PixView"), {}),
+                 QStringLiteral("My Viewer"));
+        // The desktop file id, whole or its last dotted part, matches the window class.
+        QCOMPARE(entries.displayName(QStringLiteral("writer"), QStringLiteral("Writer"), {}),
+                 QStringLiteral("Writer"));
+        QCOMPARE(entries.displayName(QStringLiteral("org.example.Writer"), QString(), {}),
+                 QStringLiteral("Writer"));
+        // Else the program: Exec's first word without folders, quotes or an env prefix.
+        const QStringList sketchPad{QStringLiteral("sketch-pad")};
+        QCOMPARE(DesktopEntries({system.path()}).displayName(QStringLiteral("main"), {}, sketchPad),
+                 QStringLiteral("Sketch"));
+        // The user's hidden entry of the same id (tools/sketch.desktop is tools-sketch) removes it.
+        QCOMPARE(entries.displayName(QStringLiteral("main"), {}, sketchPad), std::nullopt);
+        QCOMPARE(
+            entries.displayName(QString(), QString(), {QStringLiteral("python3"), QStringLiteral("writer")}),
+            QStringLiteral("Writer"));
+        QCOMPARE(entries.displayName(QStringLiteral("hidden"), QStringLiteral("Hidden"), {}), std::nullopt);
+        QCOMPARE(entries.displayName(QStringLiteral("link"), QString(), {}), std::nullopt);
+        QCOMPARE(entries.displayName(QStringLiteral("unknown"), QStringLiteral("Unknown"), {}), std::nullopt);
+
+        QLocale::setDefault(QLocale(QStringLiteral("de_DE")));
+        const DesktopEntries german({system.path()});
+        QLocale::setDefault(QLocale::c());
+        QCOMPARE(german.displayName(QStringLiteral("writer"), QString(), {}), QStringLiteral("Schreiber"));
+    }
+};
+
+QTEST_GUILESS_MAIN(AtspiRulesTest)
+#include "test_atspi_rules.moc"
