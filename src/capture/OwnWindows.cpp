@@ -6,6 +6,8 @@
 #include <QTimer>
 #include <QWidget>
 
+#include <optional>
+
 namespace trovix {
 
 namespace {
@@ -44,7 +46,7 @@ void setStates(QWidget* widget, QWindow* window, Qt::WindowStates states) {
 OwnWindows OwnWindows::leaveScreen(const QList<QWidget*>& keep) {
     OwnWindows result;
     ScreenGrabber& grabber = Platform::current().screenGrabber();
-    const bool windowManager = grabber.hasWindowManager();
+    std::optional<bool> windowManager; // asked only when a window is on screen: it costs round trips
     const QWindowList windows = QGuiApplication::topLevelWindows();
     for (QWindow* window : windows) {
         if (!onScreen(window))
@@ -53,7 +55,9 @@ OwnWindows OwnWindows::leaveScreen(const QList<QWidget*>& keep) {
         // The tray icon lives inside the panel, which belongs in the picture.
         if (widget && (keep.contains(widget) || widget->inherits("QSystemTrayIconSys")))
             continue;
-        if (windowManager && isManaged(window)) {
+        if (!windowManager)
+            windowManager = grabber.hasWindowManager();
+        if (*windowManager && isManaged(window)) {
             const Qt::WindowStates states = widget ? widget->windowState() : window->windowStates();
             setStates(widget, window, states | Qt::WindowMinimized);
             result.m_minimized.append({widget, window, states});

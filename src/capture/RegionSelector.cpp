@@ -68,6 +68,9 @@ void RegionSelector::withdrawOverlays() {
     for (const QPointer<OverlayWindow>& window : std::as_const(m_windows)) {
         if (window) {
             window->dismiss();
+            // Lets the frozen screen go now (its callback holds it too), so its memory can serve the
+            // next capture.
+            window->view()->setOnFinish({});
             window->view()->setImage({}, {});
         }
     }

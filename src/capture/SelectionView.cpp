@@ -18,6 +18,13 @@ const QColor labelBackground = QColor::fromRgbF(0, 0, 0, 0.7);
 
 } // namespace
 
+QPalette SelectionView::sameWhenInactive(QPalette colours) {
+    for (int role = 0; role < QPalette::NColorRoles; ++role)
+        colours.setBrush(QPalette::Inactive, QPalette::ColorRole(role),
+                         colours.brush(QPalette::Active, QPalette::ColorRole(role)));
+    return colours;
+}
+
 SelectionView::SelectionView(QWidget* parent)
     : QWidget(parent)
     , m_font(labelFont()) {
@@ -26,6 +33,10 @@ SelectionView::SelectionView(QWidget* parent)
     setAttribute(Qt::WA_NoSystemBackground);
     setFocusPolicy(Qt::StrongFocus);
     setCursor(Qt::CrossCursor);
+    // Qt repaints a widget whose palette differs between active and inactive windows when its window
+    // is activated: a second full repaint of a 4K image just after the overlay appears. The view
+    // draws no palette colour, so the two groups are made the same.
+    setPalette(sameWhenInactive(palette()));
 }
 
 void SelectionView::setImage(const QImage& image, QSizeF points) {
@@ -147,8 +158,7 @@ void SelectionView::mouseReleaseEvent(QMouseEvent* event) {
     m_current = event->position();
     const QRectF rect = rectBetween(*m_start, *m_current);
     if (isLargeEnough(rect)) {
-        if (m_onFinish)
-            m_onFinish(rect);
+        finish(rect);
         return;
     }
     m_start.reset();
@@ -156,10 +166,22 @@ void SelectionView::mouseReleaseEvent(QMouseEvent* event) {
     updateSelection(before);
 }
 
+void SelectionView::finish(std::optional<QRectF> rect) {
+    // Called through a copy: the callback may replace or clear the view's own while it runs.
+    const Finish onFinish = m_onFinish;
+    if (onFinish)
+        onFinish(rect);
+}
+
+// QWidget repaints itself whole on focus changes; nothing here shows focus, and a repaint of a 4K
+// screen costs as much as showing the overlay.
+void SelectionView::focusInEvent(QFocusEvent*) {}
+
+void SelectionView::focusOutEvent(QFocusEvent*) {}
+
 void SelectionView::keyPressEvent(QKeyEvent* event) {
     if (event->key() == Qt::Key_Escape) {
-        if (m_onFinish)
-            m_onFinish(std::nullopt);
+        finish(std::nullopt);
         return;
     }
     QWidget::keyPressEvent(event);

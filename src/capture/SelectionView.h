@@ -38,6 +38,8 @@ public:
     static QPointF labelPosition(const QRectF& rect);
     // The label's font: the system's monospaced font at 11 points, medium weight.
     static QFont labelFont();
+    // `colours` with the inactive group made the same as the active one (see the constructor).
+    static QPalette sameWhenInactive(QPalette colours);
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -45,11 +47,14 @@ protected:
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
 
 private:
     // Everything the selection paints over the dimmed image: the rectangle, its outline and label.
     QRect selectionArea() const;
     void updateSelection(const QRect& before);
+    void finish(std::optional<QRectF> rect);
 
     QImage m_image;
     double m_scale = 1;

@@ -15,6 +15,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <optional>
+#include <vector>
 
 namespace trovix {
 
@@ -56,6 +58,117 @@ bool directFormat(const xcb_setup_t* setup, int depth) {
 
 } // namespace
 
+// Shared-memory segments attached to the server, lent to images and taken back when the image is
+// gone. Lent and returned from any thread; the release of idle segments runs on the main thread.
+class X11ScreenGrabber::SegmentPool : public std::enable_shared_from_this<SegmentPool> {
+public:
+    struct Segment {
+        int id = -1;
+        void* address = nullptr;
+        size_t size = 0;
+        xcb_shm_seg_t seg = 0;
+    };
+
+    explicit SegmentPool(xcb_connection_t* conn)
+        : m_conn(conn) {
+        m_trim.setSingleShot(true);
+        m_trim.setInterval(idleMs);
+        QObject::connect(&m_trim, &QTimer::timeout, [this] { trim(); });
+    }
+
+    ~SegmentPool() { trim(); }
+
+    // A segment of at least `size` bytes, attached to the server; nullopt when none can be made.
+    std::optional<Segment> lend(size_t size) {
+        {
+            std::lock_guard lock(m_mutex);
+            for (auto it = m_idle.begin(); it != m_idle.end(); ++it) {
+                if (it->size >= size) {
+                    Segment segment = *it;
+                    m_idle.erase(it);
+                    return segment;
+                }
+            }
+        }
+        Segment segment;
+        segment.size = size;
+        segment.id = shmget(IPC_PRIVATE, size, IPC_CREAT | 0600);
+        if (segment.id < 0)
+            return std::nullopt;
+        segment.address = shmat(segment.id, nullptr, 0);
+        if (segment.address == reinterpret_cast<void*>(-1)) {
+            shmctl(segment.id, IPC_RMID, nullptr);
+            return std::nullopt;
+        }
+        segment.seg = xcb_generate_id(m_conn);
+        Reply<xcb_generic_error_t> error(
+            xcb_request_check(m_conn, xcb_shm_attach_checked(m_conn, segment.seg, quint32(segment.id), 0)));
+        // Marked for removal now: the kernel frees it once both sides have detached, even after a crash.
+        shmctl(segment.id, IPC_RMID, nullptr);
+        if (error) {
+            shmdt(segment.address);
+            return std::nullopt;
+        }
+        return segment;
+    }
+
+    // Takes a segment back after its image is gone; keeps a few for the next grabs.
+    void giveBack(const Segment& segment) {
+        bool kept = false;
+        {
+            std::lock_guard lock(m_mutex);
+            if (m_open && m_idle.size() < maxIdle) {
+                m_idle.push_back(segment);
+                kept = true;
+            }
+        }
+        if (!kept)
+            release(segment);
+        else
+            QMetaObject::invokeMethod(&m_trim, qOverload<>(&QTimer::start), Qt::QueuedConnection);
+    }
+
+    // The connection is closing: the server detaches everything itself then.
+    void close() {
+        trim();
+        std::lock_guard lock(m_mutex);
+        m_open = false;
+    }
+
+private:
+    static constexpr size_t maxIdle = 2; // one per screen of a two-screen desk
+    static constexpr int idleMs = 20000;
+
+    void trim() {
+        std::vector<Segment> idle;
+        {
+            std::lock_guard lock(m_mutex);
+            idle.swap(m_idle);
+        }
+        for (const Segment& segment : idle)
+            release(segment);
+    }
+
+    void release(const Segment& segment) {
+        bool open;
+        {
+            std::lock_guard lock(m_mutex);
+            open = m_open;
+        }
+        if (open) {
+            xcb_shm_detach(m_conn, segment.seg);
+            xcb_flush(m_conn);
+        }
+        shmdt(segment.address);
+    }
+
+    xcb_connection_t* m_conn;
+    std::mutex m_mutex;
+    std::vector<Segment> m_idle;
+    bool m_open = true;
+    QTimer m_trim;
+};
+
 std::unique_ptr<X11ScreenGrabber> X11ScreenGrabber::create(xcb_connection_t* qtConnection) {
     int screen = 0;
     xcb_connection_t* conn = xcb_connect(nullptr, &screen);
@@ -87,6 +200,7 @@ X11ScreenGrabber::X11ScreenGrabber(xcb_connection_t* qtConnection, xcb_connectio
             xcb_shm_query_version_reply(m_conn, xcb_shm_query_version(m_conn), nullptr));
         m_shm = version != nullptr;
     }
+    m_pool = std::make_shared<SegmentPool>(m_conn);
     const xcb_query_extension_reply_t* damage = xcb_get_extension_data(m_conn, &xcb_damage_id);
     if (damage && damage->present) {
         Reply<xcb_damage_query_version_reply_t> version(xcb_damage_query_version_reply(
@@ -98,6 +212,7 @@ X11ScreenGrabber::X11ScreenGrabber(xcb_connection_t* qtConnection, xcb_connectio
 }
 
 X11ScreenGrabber::~X11ScreenGrabber() {
+    m_pool->close();
     xcb_disconnect(m_conn);
 }
 
@@ -119,25 +234,12 @@ QImage X11ScreenGrabber::grab(const QRect& rect) {
     return grabCopied(rect);
 }
 
-// Null when shared memory cannot be used after all (the segment could not be made or attached, as
-// when the server runs on another machine); the caller then copies over the socket instead.
+// Null when shared memory cannot be used after all (no segment could be made or attached, as when
+// the server runs on another machine); the caller then copies over the socket instead.
 QImage X11ScreenGrabber::grabShared(const QRect& rect) {
     const qsizetype bytesPerLine = qsizetype(rect.width()) * 4;
-    const int id = shmget(IPC_PRIVATE, size_t(bytesPerLine) * rect.height(), IPC_CREAT | 0600);
-    if (id < 0)
-        return {};
-    void* address = shmat(id, nullptr, 0);
-    if (address == reinterpret_cast<void*>(-1)) {
-        shmctl(id, IPC_RMID, nullptr);
-        return {};
-    }
-    const xcb_shm_seg_t segment = xcb_generate_id(m_conn);
-    Reply<xcb_generic_error_t> attachError(
-        xcb_request_check(m_conn, xcb_shm_attach_checked(m_conn, segment, quint32(id), 0)));
-    // Marked for removal now: the kernel frees it once both sides have detached, even after a crash.
-    shmctl(id, IPC_RMID, nullptr);
-    if (attachError) {
-        shmdt(address);
+    const std::optional<SegmentPool::Segment> segment = m_pool->lend(size_t(bytesPerLine) * rect.height());
+    if (!segment) {
         m_shm = false;
         return {};
     }
@@ -145,20 +247,29 @@ QImage X11ScreenGrabber::grabShared(const QRect& rect) {
     Reply<xcb_shm_get_image_reply_t> reply(xcb_shm_get_image_reply(
         m_conn,
         xcb_shm_get_image(m_conn, m_root, qint16(rect.x()), qint16(rect.y()), quint16(rect.width()),
-                          quint16(rect.height()), ~0u, XCB_IMAGE_FORMAT_Z_PIXMAP, segment, 0),
+                          quint16(rect.height()), ~0u, XCB_IMAGE_FORMAT_Z_PIXMAP, segment->seg, 0),
         &rawError));
     Reply<xcb_generic_error_t> error(rawError);
-    xcb_shm_detach(m_conn, segment);
-    xcb_flush(m_conn);
     if (!reply || error) {
-        shmdt(address);
+        m_pool->giveBack(*segment);
         throw grabError(rect, QStringLiteral("the X server refused the image request (error %1).")
                                   .arg(error ? error->error_code : 0));
     }
-    // The image owns the segment from here on and detaches it when the last copy goes.
+    // The image uses the segment until its last copy goes; then the pool has it back.
+    struct Lease {
+        std::shared_ptr<SegmentPool> pool;
+        SegmentPool::Segment segment;
+    };
+    auto* lease = new Lease{m_pool, *segment};
     return QImage(
-        static_cast<uchar*>(address), rect.width(), rect.height(), bytesPerLine, QImage::Format_RGB32,
-        [](void* p) { shmdt(p); }, address);
+        static_cast<uchar*>(segment->address), rect.width(), rect.height(), bytesPerLine,
+        QImage::Format_RGB32,
+        [](void* info) {
+            auto* lease = static_cast<Lease*>(info);
+            lease->pool->giveBack(lease->segment);
+            delete lease;
+        },
+        lease);
 }
 
 QImage X11ScreenGrabber::grabCopied(const QRect& rect) {

@@ -11,7 +11,11 @@ namespace trovix {
 
 // Grabs the root window on a connection of its own, so worker threads can grab while Qt's
 // connection keeps serving the event loop. With MIT-SHM the server writes the pixels straight into a
-// shared segment that the returned image then owns (no copy); without it, GetImage.
+// shared segment that the returned image then uses (no copy); without it, GetImage.
+//
+// Segments are kept for reuse once their image is gone: the server writing into fresh pages costs
+// one page fault per 4 KiB, which made a 3840×2160 grab take 110 ms instead of 15 ms. Idle segments
+// are released after a while, so an idle Trovix does not hold a screenful of memory.
 class X11ScreenGrabber : public ScreenGrabber {
 public:
     // Null when the display cannot be opened. `qtConnection` is Qt's own, used for the requests that
@@ -35,6 +39,7 @@ private:
     QImage grabCopied(const QRect& rect);
 
     class Settler;
+    class SegmentPool;
 
     xcb_connection_t* m_qt;
     xcb_connection_t* m_conn;
@@ -44,6 +49,7 @@ private:
     bool m_damage = false;
     quint8 m_damageEvent = 0;
     std::mutex m_mutex; // one grab at a time on m_conn
+    std::shared_ptr<SegmentPool> m_pool;
 };
 
 } // namespace trovix
