@@ -44,8 +44,9 @@ public:
     virtual bool isTrusted() const = 0;
     // The deepest element under a point in global points, or null.
     virtual ElementRef elementAt(QPointF point) const = 0;
-    // The display name of the application the user works in now, if any.
-    virtual std::optional<QString> frontmostApplicationName() const = 0;
+    // The display name of the application the user works in at the moment of a click at this point
+    // (global points), if any.
+    virtual std::optional<QString> frontmostApplicationName(QPointF click) const = 0;
 };
 
 } // namespace trovix

@@ -61,7 +61,7 @@ QString ClickDescriber::fallbackTitle(const std::optional<QString>& applicationN
 
 ClickTarget ClickDescriber::describe(const AccessibleDesktop& desktop, QPointF location,
                                      const std::optional<QRectF>& primaryDisplay) {
-    const std::optional<QString> application = desktop.frontmostApplicationName();
+    const std::optional<QString> application = desktop.frontmostApplicationName(location);
     const QString suffix =
         application && !application->isEmpty() ? QStringLiteral(" in ") + *application : QString();
     const ClickTarget fallback{QStringLiteral("Click") + suffix, std::nullopt};

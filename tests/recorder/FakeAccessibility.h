@@ -49,7 +49,7 @@ public:
         askedAt = point;
         return hit;
     }
-    std::optional<QString> frontmostApplicationName() const override { return application; }
+    std::optional<QString> frontmostApplicationName(QPointF) const override { return application; }
 
     bool trusted = true;
     std::shared_ptr<FakeElement> hit;

@@ -118,11 +118,10 @@ private Q_SLOTS:
     }
 
     void emptyDesktop_givesTheFallback() {
-        // Left of the window, where only the root window is.
-        const auto window = m_factory.find(QStringLiteral("frame"), QString());
-        QVERIFY(window);
-        QVERIFY(window->extents.left() > 100);
-        const ClickTarget target = Recorder::describeElement(QPointF(50, 50));
+        // Beside the window, where only the root window is.
+        const QPoint beside = m_factory.pointBesideWindow(QSize(1920, 1080));
+        QVERIFY(!beside.isNull());
+        const ClickTarget target = Recorder::describeElement(beside);
         QCOMPARE(target.title, QStringLiteral("Click") + app);
         QCOMPARE(target.frame, std::nullopt);
     }

@@ -109,8 +109,7 @@ std::optional<AtspiRef> AtspiDesktop::windowAt(QPoint point) const {
     AtspiClient& client = *m_context.client;
     // The X window on top at the point tells which application, and which of its windows, gets the
     // click; the accessibility tree alone knows nothing of stacking.
-    const std::optional<X11Windows::Client> top =
-        m_context.windows ? m_context.windows->topLevelAt(point) : std::nullopt;
+    const std::optional<X11Windows::Client>& top = topLevelAt(point);
     // With the X server answering, no window at the point means only the root window is there.
     if (m_context.windows && !top)
         return std::nullopt;
@@ -167,8 +166,7 @@ std::optional<AtspiRef> AtspiDesktop::windowAt(QPoint point) const {
 
 ElementRef AtspiDesktop::elementAt(QPointF point) const {
     AtspiClient& client = *m_context.client;
-    const QPointF nativePoint = m_layout.toNative(point);
-    const QPoint native(int(std::floor(nativePoint.x())), int(std::floor(nativePoint.y())));
+    const QPoint native = nativePoint(point);
     const std::optional<AtspiRef> window = windowAt(native);
     if (!window)
         return nullptr;
@@ -198,23 +196,45 @@ std::optional<QString> AtspiDesktop::applicationName(uint pid) const {
     return std::nullopt;
 }
 
-std::optional<QString> AtspiDesktop::frontmostApplicationName() const {
+QPoint AtspiDesktop::nativePoint(QPointF point) const {
+    const QPointF native = m_layout.toNative(point);
+    return QPoint(int(std::floor(native.x())), int(std::floor(native.y())));
+}
+
+const std::optional<X11Windows::Client>& AtspiDesktop::topLevelAt(QPoint point) const {
+    if (!m_top || m_top->first != point)
+        m_top.emplace(point, m_context.windows ? m_context.windows->topLevelAt(point) : std::nullopt);
+    return m_top->second;
+}
+
+std::optional<QString> AtspiDesktop::displayName(const X11Windows::Client& window) const {
+    const QStringList executables = window.pid ? executablesOf(*window.pid) : QStringList();
+    if (m_context.entries) {
+        if (auto name = m_context.entries->displayName(window.instance, window.className, executables))
+            return name;
+    }
+    if (window.pid) {
+        if (auto name = applicationName(*window.pid))
+            return name;
+    }
+    if (!window.className.isEmpty())
+        return window.className;
+    return std::nullopt;
+}
+
+std::optional<QString> AtspiDesktop::frontmostApplicationName(QPointF click) const {
     if (!m_context.windows)
         return std::nullopt;
-    const std::optional<X11Windows::Client> active = m_context.windows->activeWindow();
-    if (!active)
-        return std::nullopt;
-    const QStringList executables = active->pid ? executablesOf(*active->pid) : QStringList();
-    if (m_context.entries) {
-        if (auto name = m_context.entries->displayName(active->instance, active->className, executables))
-            return name;
-    }
-    if (active->pid) {
-        if (auto name = applicationName(*active->pid))
-            return name;
-    }
-    if (!active->className.isEmpty())
-        return active->className;
+    std::optional<X11Windows::Client> active = m_context.windows->activeWindow();
+    if (active && active->pid == m_context.ownPid)
+        active.reset();
+    const std::optional<X11Windows::Client>& clicked = topLevelAt(nativePoint(click));
+    const bool clickActivates = clicked && clicked->takesFocus && clicked->pid != m_context.ownPid &&
+                                (!active || !active->pid || active->pid != clicked->pid);
+    if (clickActivates || (!active && clicked))
+        return displayName(*clicked);
+    if (active)
+        return displayName(*active);
     return std::nullopt;
 }
 

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "platform/atspi/AtspiClient.h"
+#include "platform/atspi/X11Windows.h"
 #include "recorder/AccessibleElement.h"
 #include "recorder/ScreenLayout.h"
 
 namespace trovix {
 
 class DesktopEntries;
-class X11Windows;
 
 // The desktop's accessibility tree as the click description sees it, read over the accessibility
 // bus. Lives on the accessibility thread for the duration of one request.
@@ -27,16 +27,24 @@ public:
     // The deepest element under the point: among the windows of other applications that are
     // showing and contain the point, the one X stacks on top, then down through the children.
     ElementRef elementAt(QPointF point) const override;
-    std::optional<QString> frontmostApplicationName() const override;
+    // The application of the active window; but a click on another application's window makes that
+    // one active, and the window manager may not have said so yet, so the clicked window's
+    // application counts then (panels and the desktop take no focus and do not).
+    std::optional<QString> frontmostApplicationName(QPointF click) const override;
 
     // The accessible window that receives a click at a native point, if any.
     std::optional<AtspiRef> windowAt(QPoint point) const;
 
 private:
     std::optional<QString> applicationName(uint pid) const;
+    std::optional<QString> displayName(const X11Windows::Client& window) const;
+    // The X window on top at a native point, asked once per request.
+    const std::optional<X11Windows::Client>& topLevelAt(QPoint point) const;
+    QPoint nativePoint(QPointF point) const;
 
     Context m_context;
     ScreenLayout m_layout;
+    mutable std::optional<std::pair<QPoint, std::optional<X11Windows::Client>>> m_top;
 };
 
 } // namespace trovix

@@ -43,6 +43,9 @@ X11Windows::X11Windows() {
     m_netActiveWindow = atom("_NET_ACTIVE_WINDOW");
     m_netWmPid = atom("_NET_WM_PID");
     m_wmState = atom("WM_STATE");
+    m_windowType = atom("_NET_WM_WINDOW_TYPE");
+    m_typeDock = atom("_NET_WM_WINDOW_TYPE_DOCK");
+    m_typeDesktop = atom("_NET_WM_WINDOW_TYPE_DESKTOP");
 }
 
 X11Windows::~X11Windows() {
@@ -50,8 +53,7 @@ X11Windows::~X11Windows() {
         xcb_disconnect(m_connection);
 }
 
-bool X11Windows::isConnected() const
-{
+bool X11Windows::isConnected() const {
     return m_connection && !xcb_connection_has_error(m_connection);
 }
 
@@ -99,7 +101,21 @@ std::uint32_t X11Windows::clientOf(std::uint32_t topLevel) {
         }
         level = std::move(next);
     }
-    return topLevel;
+    return XCB_WINDOW_NONE;
+}
+
+bool X11Windows::isPanelOrDesktop(std::uint32_t client) {
+    auto reply = own(xcb_get_property_reply(
+        m_connection, xcb_get_property(m_connection, 0, client, m_windowType, XCB_ATOM_ATOM, 0, 16),
+        nullptr));
+    if (!reply || reply->format != 32)
+        return false;
+    const auto* types = static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
+    const int count = xcb_get_property_value_length(reply.get()) / 4;
+    for (int i = 0; i < count; ++i)
+        if (types[i] == m_typeDock || types[i] == m_typeDesktop)
+            return true;
+    return false;
 }
 
 void X11Windows::readClass(Client& client) {
@@ -153,9 +169,11 @@ std::optional<X11Windows::Client> X11Windows::topLevelAt(QPoint point) {
     if (!found)
         return std::nullopt;
     found->pid = pidOf(found->window);
-    const std::uint32_t client = clientOf(found->window);
+    const std::uint32_t managed = clientOf(found->window);
+    const std::uint32_t client = managed != XCB_WINDOW_NONE ? managed : found->window;
     if (!found->pid && client != found->window)
         found->pid = pidOf(client);
+    found->takesFocus = managed != XCB_WINDOW_NONE && !isPanelOrDesktop(managed);
     const std::uint32_t topLevel = found->window;
     found->window = client;
     readClass(*found);

@@ -28,6 +28,9 @@ public:
         QString instance;  // WM_CLASS instance name
         QString className; // WM_CLASS class name
         QRect geometry;    // the top-level window (with its frame) on the root, native pixels
+        // A window the window manager manages and gives the focus on a click (not a panel, the
+        // desktop or a popup).
+        bool takesFocus = false;
     };
 
     // The topmost visible top-level window at a root point, with the client inside it.
@@ -38,8 +41,10 @@ public:
 private:
     std::uint32_t atom(const char* name);
     std::optional<uint> pidOf(std::uint32_t window);
-    // The client window of a top-level (itself, or the first descendant a window manager manages).
+    // The client window of a top-level: the first one, itself or below, that a window manager
+    // manages; none for windows it does not manage.
     std::uint32_t clientOf(std::uint32_t topLevel);
+    bool isPanelOrDesktop(std::uint32_t client);
     void readClass(Client& client);
 
     xcb_connection_t* m_connection = nullptr;
@@ -47,6 +52,9 @@ private:
     std::uint32_t m_netActiveWindow = 0;
     std::uint32_t m_netWmPid = 0;
     std::uint32_t m_wmState = 0;
+    std::uint32_t m_windowType = 0;
+    std::uint32_t m_typeDock = 0;
+    std::uint32_t m_typeDesktop = 0;
 };
 
 } // namespace trovix
