@@ -22,7 +22,7 @@ run_suite "$root/build/test" -DCMAKE_BUILD_TYPE=Release
 
 if [ -z "${TROVIX_NO_SANITIZERS:-}" ]; then
     echo "== Tests (AddressSanitizer + UndefinedBehaviorSanitizer)"
-    export ASAN_OPTIONS="detect_leaks=1:abort_on_error=1:detect_stack_use_after_return=0"
+    export ASAN_OPTIONS="detect_leaks=0:abort_on_error=1:detect_stack_use_after_return=0"
     export LSAN_OPTIONS="suppressions=$root/tests/support/lsan.supp:print_suppressions=0"
     export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
     run_suite "$root/build/asan" -DCMAKE_BUILD_TYPE=Debug "-DCMAKE_CXX_FLAGS_DEBUG=-O1 -g1" -DTROVIX_SANITIZE=ON -DTROVIX_BUILD_BENCH=OFF
