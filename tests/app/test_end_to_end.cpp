@@ -220,7 +220,7 @@ public:
         }
     }
     qint64 pid() const { return m_process.processId(); }
-    bool waitForExit(int ms = 10000) { return m_process.waitForFinished(ms); }
+    bool waitForExit(int ms = 30000) { return m_process.waitForFinished(ms); }
     int exitCode() const { return m_process.exitCode(); }
     bool isRunning() const { return m_process.state() == QProcess::Running; }
 
