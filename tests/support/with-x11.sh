@@ -26,11 +26,20 @@ if [ -x /usr/libexec/at-spi-bus-launcher ]; then
     /usr/libexec/at-spi-bus-launcher --launch-immediately >/dev/null 2>&1 &
     pids+=("$!")
 fi
-# Wait until the window manager has taken the screen.
-for _ in $(seq 50); do
-    xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id' && break
+# Wait until the window manager has taken the screen: tests that move the focus need it. On a busy
+# machine openbox can take several seconds to start.
+wm=0
+for _ in $(seq 300); do
+    if xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id'; then
+        wm=1
+        break
+    fi
     sleep 0.1
 done
+if [ "$wm" != 1 ]; then
+    echo "with-x11.sh: openbox did not take the screen within 30 s" >&2
+    exit 1
+fi
 "$@"
 rc=$?
 exit $rc
