@@ -5,7 +5,8 @@
 // With TROVIX_SHOTS set to a folder, screenshots of the main window, the export panel and the
 // export report are saved there.
 
-#include "AppTestSupport.h"
+#include "DesktopDriver.h"
+#include "app/AppTestSupport.h"
 
 #include "document/GuideStore.h"
 #include "library/Library.h"
@@ -20,170 +21,11 @@
 #include <QRegularExpression>
 #include <QTest>
 
-#include <atspi/atspi.h>
-
 using namespace trovix;
 using namespace trovix::testing;
+using namespace trovix::desktop;
 
 namespace {
-
-void screenshot(const QString& name);
-
-QString tmp(const QString& name) {
-    return QDir(qEnvironmentVariable("TROVIX_TEST_TMP")).filePath(name);
-}
-
-QString trovixBinary() {
-    return QDir(qEnvironmentVariable("TROVIX_BINARY_DIR")).filePath(QStringLiteral("src/app/trovix"));
-}
-
-QString xdotool(const QStringList& arguments) {
-    QProcess process;
-    process.start(QStringLiteral("xdotool"), arguments);
-    process.waitForFinished(10000);
-    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
-}
-
-// The first visible window whose title matches `pattern` (a regular expression), waiting for it.
-QString waitForWindow(const QString& pattern, int timeoutMs = 15000) {
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < timeoutMs) {
-        const QString found = xdotool({"search", "--onlyvisible", "--name", pattern});
-        if (!found.isEmpty())
-            return found.split(u'\n').first();
-        QTest::qWait(100);
-    }
-    return {};
-}
-
-bool waitForWindowGone(const QString& pattern, int timeoutMs = 15000) {
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < timeoutMs) {
-        if (xdotool({"search", "--onlyvisible", "--name", pattern}).isEmpty())
-            return true;
-        QTest::qWait(100);
-    }
-    return false;
-}
-
-QString windowTitle(const QString& window) {
-    return xdotool({"getwindowname", window});
-}
-
-void activate(const QString& window) {
-    xdotool({"windowactivate", "--sync", window});
-    QTest::qWait(200);
-}
-
-void key(const QString& keys) {
-    xdotool({"key", "--clearmodifiers", keys});
-}
-
-bool isViewable(const QString& window)
-{
-    QProcess process;
-    process.start(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window});
-    process.waitForFinished(5000);
-    return process.exitCode() == 0 && process.readAllStandardOutput().contains("IsViewable");
-}
-
-// Types a path into the file dialog's name field, replacing what it holds, and confirms.
-void typeIntoFileDialog(const QString& dialog, const QString& text)
-{
-    activate(dialog);
-    key(QStringLiteral("ctrl+a"));
-    xdotool({"type", "--delay", "8", text});
-    QTest::qWait(300);
-    key(QStringLiteral("Return"));
-    QElapsedTimer timer;
-    timer.start();
-    while (isViewable(dialog) && timer.elapsed() < 2000)
-        QTest::qWait(100);
-    // A completion list may have taken the first Return.
-    if (isViewable(dialog))
-        key(QStringLiteral("Return"));
-}
-
-void screenshot(const QString& name) {
-    const QString dir = qEnvironmentVariable("TROVIX_SHOTS");
-    if (dir.isEmpty())
-        return;
-    QDir().mkpath(dir);
-    QProcess::execute(QStringLiteral("import"),
-                      {QStringLiteral("-window"), QStringLiteral("root"), QDir(dir).filePath(name + ".png")});
-}
-
-// The screen rectangle of the first accessible object named `name` in the application with this
-// process id, searched through the accessibility bus.
-QRect findOnScreen(qint64 pid, const QString& name, int timeoutMs = 10000) {
-    const QByteArray wanted = name.toUtf8();
-    std::function<QRect(AtspiAccessible*, int)> search = [&](AtspiAccessible* node, int depth) -> QRect {
-        if (!node || depth > 14)
-            return {};
-        gchar* nodeName = atspi_accessible_get_name(node, nullptr);
-        const bool match = nodeName && wanted == nodeName;
-        g_free(nodeName);
-        if (match) {
-            AtspiComponent* component = atspi_accessible_get_component_iface(node);
-            if (component) {
-                AtspiRect* r = atspi_component_get_extents(component, ATSPI_COORD_TYPE_SCREEN, nullptr);
-                QRect rect;
-                if (r && r->width > 0 && r->height > 0)
-                    rect = QRect(r->x, r->y, r->width, r->height);
-                g_free(r);
-                g_object_unref(component);
-                if (!rect.isEmpty())
-                    return rect;
-            }
-        }
-        const int children = atspi_accessible_get_child_count(node, nullptr);
-        for (int i = 0; i < children; ++i) {
-            AtspiAccessible* child = atspi_accessible_get_child_at_index(node, i, nullptr);
-            const QRect found = search(child, depth + 1);
-            if (child)
-                g_object_unref(child);
-            if (!found.isEmpty())
-                return found;
-        }
-        return {};
-    };
-
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < timeoutMs) {
-        AtspiAccessible* desktop = atspi_get_desktop(0);
-        const int apps = atspi_accessible_get_child_count(desktop, nullptr);
-        QRect found;
-        for (int i = 0; i < apps && found.isEmpty(); ++i) {
-            AtspiAccessible* app = atspi_accessible_get_child_at_index(desktop, i, nullptr);
-            if (app && qint64(atspi_accessible_get_process_id(app, nullptr)) == pid)
-                found = search(app, 0);
-            if (app)
-                g_object_unref(app);
-        }
-        g_object_unref(desktop);
-        if (!found.isEmpty())
-            return found;
-        QTest::qWait(200);
-    }
-    return {};
-}
-
-void click(const QRect& rect) {
-    const QPoint centre = rect.center();
-    xdotool({"mousemove", "--sync", QString::number(centre.x()), QString::number(centre.y())});
-    QTest::qWait(100);
-    xdotool({"click", "1"});
-}
-
-QJsonObject readJson(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    return QJsonDocument::fromJson(file.readAll()).object();
-}
 
 // A step picture with some structure, so the exports carry real pictures.
 Step pictureStep(const QString& title, int hue) {
@@ -203,31 +45,6 @@ Step pictureStep(const QString& title, int hue) {
     return Step::make(Image(image), 2, title);
 }
 
-class Running {
-public:
-    explicit Running(const QStringList& arguments = {}) {
-        m_process.setProgram(trovixBinary());
-        m_process.setArguments(arguments);
-        m_process.setProcessChannelMode(QProcess::ForwardedChannels);
-        m_process.start();
-    }
-    ~Running() {
-        if (m_process.state() != QProcess::NotRunning) {
-            m_process.terminate();
-            if (!m_process.waitForFinished(5000))
-                m_process.kill();
-            m_process.waitForFinished(2000);
-        }
-    }
-    qint64 pid() const { return m_process.processId(); }
-    bool waitForExit(int ms = 30000) { return m_process.waitForFinished(ms); }
-    int exitCode() const { return m_process.exitCode(); }
-    bool isRunning() const { return m_process.state() == QProcess::Running; }
-
-private:
-    QProcess m_process;
-};
-
 } // namespace
 
 class EndToEndTest : public QObject {
@@ -237,7 +54,7 @@ private Q_SLOTS:
         QCoreApplication::setOrganizationName(QStringLiteral("Trovix"));
         QCoreApplication::setApplicationName(QStringLiteral("Trovix"));
         QVERIFY2(QFileInfo(trovixBinary()).isExecutable(), qPrintable(trovixBinary()));
-        atspi_init();
+        initAccessibility();
     }
 
     void save_reopen_andExportAllThreeFormats() {

@@ -1,0 +1,253 @@
+#include "DesktopDriver.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QRegularExpression>
+#include <QTest>
+
+#include <atspi/atspi.h>
+
+#include <functional>
+
+namespace trovix::desktop {
+
+QString tmp(const QString& name) {
+    return QDir(qEnvironmentVariable("TROVIX_TEST_TMP")).filePath(name);
+}
+
+QString trovixBinary() {
+    return QDir(qEnvironmentVariable("TROVIX_BINARY_DIR")).filePath(QStringLiteral("src/app/trovix"));
+}
+
+QString xdotool(const QStringList& arguments) {
+    QProcess process;
+    process.start(QStringLiteral("xdotool"), arguments);
+    process.waitForFinished(10000);
+    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+}
+
+void key(const QString& keys) {
+    xdotool({"key", "--clearmodifiers", keys});
+}
+
+void type(const QString& text) {
+    xdotool({"type", "--delay", "8", text});
+}
+
+QString waitForWindow(const QString& pattern, int timeoutMs) {
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < timeoutMs) {
+        const QString found = xdotool({"search", "--onlyvisible", "--name", pattern});
+        if (!found.isEmpty())
+            return found.split(u'\n').first();
+        QTest::qWait(100);
+    }
+    return {};
+}
+
+bool waitForWindowGone(const QString& pattern, int timeoutMs) {
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < timeoutMs) {
+        if (xdotool({"search", "--onlyvisible", "--name", pattern}).isEmpty())
+            return true;
+        QTest::qWait(100);
+    }
+    return false;
+}
+
+QString windowTitle(const QString& window) {
+    return xdotool({"getwindowname", window});
+}
+
+QRect windowGeometry(const QString& window) {
+    const QString text = xdotool({"getwindowgeometry", "--shell", window});
+    QRect rect;
+    for (const QString& line : text.split(u'\n')) {
+        const int equals = line.indexOf(u'=');
+        const QString name = line.left(equals);
+        const int value = line.mid(equals + 1).toInt();
+        if (name == QLatin1String("X"))
+            rect.moveLeft(value);
+        else if (name == QLatin1String("Y"))
+            rect.moveTop(value);
+        else if (name == QLatin1String("WIDTH"))
+            rect.setWidth(value);
+        else if (name == QLatin1String("HEIGHT"))
+            rect.setHeight(value);
+    }
+    return rect;
+}
+
+bool isViewable(const QString& window) {
+    QProcess process;
+    process.start(QStringLiteral("xwininfo"), {QStringLiteral("-id"), window});
+    process.waitForFinished(5000);
+    return process.exitCode() == 0 && process.readAllStandardOutput().contains("IsViewable");
+}
+
+void activate(const QString& window) {
+    xdotool({"windowactivate", "--sync", window});
+    QTest::qWait(200);
+}
+
+void typeIntoFileDialog(const QString& dialog, const QString& text) {
+    activate(dialog);
+    key(QStringLiteral("ctrl+a"));
+    type(text);
+    QTest::qWait(300);
+    key(QStringLiteral("Return"));
+    QElapsedTimer timer;
+    timer.start();
+    while (isViewable(dialog) && timer.elapsed() < 2000)
+        QTest::qWait(100);
+    // A completion list may have taken the first Return.
+    if (isViewable(dialog))
+        key(QStringLiteral("Return"));
+}
+
+void screenshot(const QString& name) {
+    const QString dir = qEnvironmentVariable("TROVIX_SHOTS");
+    if (dir.isEmpty())
+        return;
+    QDir().mkpath(dir);
+    QProcess::execute(QStringLiteral("import"),
+                      {QStringLiteral("-window"), QStringLiteral("root"), QDir(dir).filePath(name + ".png")});
+}
+
+void initAccessibility() {
+    atspi_init();
+}
+
+namespace {
+
+// Calls `visit` on every node of the application with this process id, depth first, until it
+// answers true.
+void walk(qint64 pid, const std::function<bool(AtspiAccessible*)>& visit) {
+    std::function<bool(AtspiAccessible*, int)> descend = [&](AtspiAccessible* node, int depth) {
+        if (!node || depth > 16)
+            return false;
+        if (visit(node))
+            return true;
+        const int children = atspi_accessible_get_child_count(node, nullptr);
+        for (int i = 0; i < children; ++i) {
+            AtspiAccessible* child = atspi_accessible_get_child_at_index(node, i, nullptr);
+            const bool done = descend(child, depth + 1);
+            if (child)
+                g_object_unref(child);
+            if (done)
+                return true;
+        }
+        return false;
+    };
+    AtspiAccessible* desktop = atspi_get_desktop(0);
+    const int apps = atspi_accessible_get_child_count(desktop, nullptr);
+    bool done = false;
+    for (int i = 0; i < apps && !done; ++i) {
+        AtspiAccessible* app = atspi_accessible_get_child_at_index(desktop, i, nullptr);
+        if (app && qint64(atspi_accessible_get_process_id(app, nullptr)) == pid)
+            done = descend(app, 0);
+        if (app)
+            g_object_unref(app);
+    }
+    g_object_unref(desktop);
+}
+
+QString nameOf(AtspiAccessible* node) {
+    gchar* name = atspi_accessible_get_name(node, nullptr);
+    const QString result = QString::fromUtf8(name ? name : "");
+    g_free(name);
+    return result;
+}
+
+QRect extentsOf(AtspiAccessible* node) {
+    AtspiComponent* component = atspi_accessible_get_component_iface(node);
+    if (!component)
+        return {};
+    AtspiRect* r = atspi_component_get_extents(component, ATSPI_COORD_TYPE_SCREEN, nullptr);
+    QRect rect;
+    if (r && r->width > 0 && r->height > 0)
+        rect = QRect(r->x, r->y, r->width, r->height);
+    g_free(r);
+    g_object_unref(component);
+    return rect;
+}
+
+} // namespace
+
+QRect findOnScreen(qint64 pid, const QString& name, int timeoutMs) {
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < timeoutMs) {
+        QRect found;
+        walk(pid, [&](AtspiAccessible* node) {
+            if (nameOf(node) != name)
+                return false;
+            found = extentsOf(node);
+            return !found.isEmpty();
+        });
+        if (!found.isEmpty())
+            return found;
+        QTest::qWait(200);
+    }
+    return {};
+}
+
+QStringList accessibleNames(qint64 pid) {
+    QStringList names;
+    walk(pid, [&](AtspiAccessible* node) {
+        const QString name = nameOf(node);
+        if (!name.isEmpty())
+            names.append(name);
+        return false;
+    });
+    return names;
+}
+
+void click(const QPoint& point, int button) {
+    xdotool({"mousemove", "--sync", QString::number(point.x()), QString::number(point.y())});
+    QTest::qWait(100);
+    xdotool({"click", QString::number(button)});
+}
+
+void drag(const QPoint& from, const QPoint& to) {
+    xdotool({"mousemove", "--sync", QString::number(from.x()), QString::number(from.y())});
+    xdotool({"mousedown", "1"});
+    QTest::qWait(50);
+    // In a few steps, so the application sees a movement and not a jump.
+    for (int i = 1; i <= 8; ++i) {
+        const QPoint p = from + (to - from) * i / 8;
+        xdotool({"mousemove", "--sync", QString::number(p.x()), QString::number(p.y())});
+        QTest::qWait(20);
+    }
+    xdotool({"mouseup", "1"});
+}
+
+QJsonObject readJson(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    return QJsonDocument::fromJson(file.readAll()).object();
+}
+
+Running::Running(const QStringList& arguments) {
+    m_process.setProgram(trovixBinary());
+    m_process.setArguments(arguments);
+    m_process.setProcessChannelMode(QProcess::ForwardedChannels);
+    m_process.start();
+}
+
+Running::~Running() {
+    if (m_process.state() != QProcess::NotRunning) {
+        m_process.terminate();
+        if (!m_process.waitForFinished(5000))
+            m_process.kill();
+        m_process.waitForFinished(2000);
+    }
+}
+
+} // namespace trovix::desktop
