@@ -3,6 +3,8 @@
 #include "render/ImageCodec.h"
 #include "render/Renderer.h"
 
+#include "support/TestFiles.h"
+
 #include <QDir>
 #include <QFile>
 #include <QGuiApplication>
@@ -12,43 +14,16 @@
 
 #include <cmath>
 #include <limits>
-#include <zlib.h>
 
 using namespace trovix;
 
-namespace {
+using namespace trovix::testing;
 
-// A picture with detail in every row and column, so that any damage to the pixels shows.
-QImage pattern(int w, int h, int seed) {
-    QImage image(w, h, QImage::Format_ARGB32_Premultiplied);
-    for (int y = 0; y < h; ++y) {
-        auto* line = reinterpret_cast<QRgb*>(image.scanLine(y));
-        for (int x = 0; x < w; ++x)
-            line[x] = qRgb((x * 7 + seed * 31) & 0xff, (y * 5 + seed) & 0xff, ((x ^ y) + seed * 3) & 0xff);
-    }
-    return image;
-}
+namespace {
 
 Step makeStep(int seed, const QString& title, const QList<Annotation>& annotations = {},
               QSize size = {160, 100}) {
     return Step::make(Image(pattern(size.width(), size.height(), seed)), 2, title, annotations);
-}
-
-QImage flat(int w, int h) {
-    QImage image(w, h, QImage::Format_ARGB32_Premultiplied);
-    image.fill(QColor(230, 230, 230));
-    return image;
-}
-
-QByteArray readFile(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeFile(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    QCOMPARE(file.write(bytes), bytes.size());
 }
 
 Error::Code readError(const QString& folder, QString* message = nullptr) {
@@ -60,28 +35,6 @@ Error::Code readError(const QString& folder, QString* message = nullptr) {
         return error.code();
     }
     return Error::Code::noDisplay; // stands for "no error" here: read never reports it
-}
-
-// Replaces one chunk's data and fixes its CRC, as a damaged-but-consistent file would look.
-QByteArray withChunk(QByteArray png, const char* type, const QByteArray& data) {
-    qsizetype pos = 8;
-    while (pos + 8 <= png.size()) {
-        const quint32 length = qFromBigEndian<quint32>(png.constData() + pos);
-        if (png.mid(pos + 4, 4) == type) {
-            QByteArray chunk(4, '\0');
-            qToBigEndian<quint32>(quint32(data.size()), chunk.data());
-            chunk += type;
-            chunk += data;
-            QByteArray crc(4, '\0');
-            const QByteArray covered = chunk.mid(4);
-            qToBigEndian<quint32>(
-                quint32(crc32(0, reinterpret_cast<const Bytef*>(covered.constData()), uInt(covered.size()))),
-                crc.data());
-            return png.left(pos) + chunk + crc + png.mid(pos + 12 + length);
-        }
-        pos += 12 + length;
-    }
-    return png;
 }
 
 } // namespace
@@ -465,9 +418,10 @@ private Q_SLOTS:
         QCOMPARE(GuideStore::read(target).steps.size(), 2);
     }
 
-    void thumbnail_showsFirstRenderedStepInSavedFoldersOnly() {
+    void thumbnailAndSummary_showTheFirstRenderedStep_withFallbacks() {
         const Annotation mark{Kind::rect, {20, 20}, {300, 180}, {}, 0};
         Guide guide;
+        guide.setTitle(QStringLiteral("Listed"));
         guide.append(Step::make(Image(flat(1280, 800)), 2, "first", {mark}));
         guide.append(makeStep(5, "second"));
         const QString target = folder("Thumb.trovix");
@@ -480,35 +434,6 @@ private Q_SLOTS:
         const QColor edge = thumbnail.pixelColor(20, 100), inside = thumbnail.pixelColor(100, 100);
         QVERIFY2(edge.red() > 180 && edge.green() < 140, qPrintable(edge.name()));
         QVERIFY2(inside.red() > 200 && inside.green() > 200, qPrintable(inside.name()));
-
-        // Small first steps are not enlarged.
-        Guide small;
-        small.append(makeStep(6, "small", {}, {300, 200}));
-        GuideStore::write(small, folder("Small.trovix"), false);
-        QCOMPARE(QImage(folder("Small.trovix") + "/thumbnail.jpg").size(), QSize(300, 200));
-
-        // A working copy never gets one and leaves an existing one alone.
-        const QString working = folder("ThumbWorking");
-        QVERIFY(QDir().mkpath(working));
-        writeFile(working + "/thumbnail.jpg", "someone else's");
-        GuideStore::write(guide, working, true);
-        QCOMPARE(readFile(working + "/thumbnail.jpg"), QByteArray("someone else's"));
-
-        // Without steps the saved folder's thumbnail goes.
-        guide.setSteps({});
-        GuideStore::write(guide, target, false);
-        QVERIFY(!QFile::exists(target + "/thumbnail.jpg"));
-        QVERIFY(QFile::exists(target + "/guide.json"));
-    }
-
-    void summary_listsGuidesWithFallbacks() {
-        const Annotation mark{Kind::rect, {20, 20}, {300, 180}, {}, 0};
-        Guide guide;
-        guide.setTitle(QStringLiteral("Listed"));
-        guide.append(Step::make(Image(flat(1280, 800)), 2, "first", {mark}));
-        guide.append(makeStep(7, "second"));
-        const QString target = folder("Summary.trovix");
-        GuideStore::write(guide, target, false);
 
         std::optional<GuideSummary> summary = GuideStore::summary(target);
         QVERIFY(summary);
@@ -530,18 +455,34 @@ private Q_SLOTS:
             QCOMPARE(summary->thumbnail.pixelColor(20, 100), QColor(230, 230, 230)); // no red frame
         }
 
+        // Small first steps are not enlarged.
+        Guide small;
+        small.append(makeStep(6, "small", {}, {300, 200}));
+        GuideStore::write(small, folder("Small.trovix"), false);
+        QCOMPARE(QImage(folder("Small.trovix") + "/thumbnail.jpg").size(), QSize(300, 200));
+
+        // A working copy never gets one and leaves an existing one alone.
+        const QString working = folder("ThumbWorking");
+        QVERIFY(QDir().mkpath(working));
+        writeFile(working + "/thumbnail.jpg", "someone else's");
+        GuideStore::write(guide, working, true);
+        QCOMPARE(readFile(working + "/thumbnail.jpg"), QByteArray("someone else's"));
+
         // No thumbnail at all when the first picture is gone too; still listed.
         QVERIFY(QFile::remove(target + "/" + guide.steps()[0].imageName()));
         summary = GuideStore::summary(target);
         QVERIFY(summary && summary->thumbnail.isNull());
 
+        // Without steps the saved folder's thumbnail goes.
+        guide.setSteps({});
+        GuideStore::write(guide, target, false);
+        QVERIFY(!QFile::exists(target + "/thumbnail.jpg"));
+        QVERIFY(QFile::exists(target + "/guide.json"));
+
         // Unreadable or undecodable guide.json: not a guide.
         QVERIFY(!GuideStore::summary(folder("Nowhere.trovix")));
         writeFile(target + "/guide.json", "{\"title\":\"T\"}");
         QVERIFY(!GuideStore::summary(target));
-
-        QCOMPARE(GuideStore::distantPast(), QDateTime(QDate(1, 1, 1), QTime(0, 0), Qt::UTC));
-        QVERIFY(GuideStore::distantPast() < QDateTime::fromSecsSinceEpoch(0, Qt::UTC));
     }
 };
 

@@ -4,6 +4,8 @@
 #include "document/GuideStore.h"
 #include "render/ImageCodec.h"
 
+#include "support/TestFiles.h"
+
 #include <QDir>
 #include <QFile>
 #include <QImageReader>
@@ -15,20 +17,9 @@
 #include <zlib.h>
 
 using namespace trovix;
+using namespace trovix::testing;
 
 namespace {
-
-QByteArray chunk(const char* type, const QByteArray& body) {
-    QByteArray out(4, '\0');
-    qToBigEndian<quint32>(quint32(body.size()), out.data());
-    out += QByteArray(type, 4) + body;
-    QByteArray crc(4, '\0');
-    const QByteArray covered = out.mid(4);
-    qToBigEndian<quint32>(
-        quint32(crc32(0, reinterpret_cast<const Bytef*>(covered.constData()), uInt(covered.size()))),
-        crc.data());
-    return out + crc;
-}
 
 QByteArray header(quint32 width, quint32 height, int depth, int colourType) {
     QByteArray body(13, '\0');
@@ -36,7 +27,7 @@ QByteArray header(quint32 width, quint32 height, int depth, int colourType) {
     qToBigEndian<quint32>(height, body.data() + 4);
     body[8] = char(depth);
     body[9] = char(colourType);
-    return chunk("IHDR", body);
+    return pngChunk("IHDR", body);
 }
 
 QByteArray compressed(const QByteArray& raw) {
@@ -53,7 +44,7 @@ QByteArray compressed(const QByteArray& raw) {
 QByteArray png(quint32 width, quint32 height, int depth, int colourType, const QByteArray& data,
                const QByteArray& before = {}) {
     return QByteArray("\x89PNG\r\n\x1a\n", 8) + header(width, height, depth, colourType) + before +
-           chunk("IDAT", data) + chunk("IEND", {});
+           pngChunk("IDAT", data) + pngChunk("IEND", {});
 }
 
 // A grey picture of zeros: every filter byte and pixel byte inflated from a tiny stream.
@@ -66,12 +57,6 @@ qint64 peakMemoryKB() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     return usage.ru_maxrss;
-}
-
-void writeFile(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    QCOMPARE(file.write(bytes), bytes.size());
 }
 
 // A one-step guide folder whose picture is `picture`; returns the picture's file name.
@@ -98,7 +83,7 @@ private Q_SLOTS:
         // A text chunk that claims 1 GB in a file of a hundred bytes. libpng, left to itself, allocates
         // and clears a buffer of the claimed length before it finds the file too short. The structure
         // check sees the lie; the library's thumbnail decodes the first picture without that check.
-        QByteArray lie = chunk("tEXt", "Comment");
+        QByteArray lie = pngChunk("tEXt", "Comment");
         qToBigEndian<quint32>(1u << 30, lie.data());
         const QByteArray picture = QByteArray("\x89PNG\r\n\x1a\n", 8) + header(8, 8, 8, 2) + lie;
 
@@ -121,9 +106,9 @@ private Q_SLOTS:
         qToBigEndian<quint32>(5669, density.data());
         qToBigEndian<quint32>(5669, density.data() + 4);
         density[8] = 1;
-        const QByteArray withText =
-            png(2, 1, 8, 2, compressed('\0' + QByteArray(6, '\x40')),
-                chunk("tEXt", "Comment\0hello") + chunk("pHYs", density) + chunk("iTXt", "k\0\0\0\0text"));
+        const QByteArray withText = png(2, 1, 8, 2, compressed('\0' + QByteArray(6, '\x40')),
+                                        pngChunk("tEXt", "Comment\0hello") + pngChunk("pHYs", density) +
+                                            pngChunk("iTXt", "k\0\0\0\0text"));
         QVERIFY(ImageCodec::checkPng(withText).ok());
         const QImage decoded = ImageCodec::decode(withText);
         QCOMPARE(decoded.size(), QSize(2, 1));
@@ -206,8 +191,8 @@ private Q_SLOTS:
                 qToBigEndian<quint32>(3000, body.data() + 4);
                 body[8] = 8;
                 body[12] = 1;
-                exact = QByteArray("\x89PNG\r\n\x1a\n", 8) + chunk("IHDR", body) +
-                        chunk("IDAT", compressed(raw)) + chunk("IEND", {});
+                exact = QByteArray("\x89PNG\r\n\x1a\n", 8) + pngChunk("IHDR", body) +
+                        pngChunk("IDAT", compressed(raw)) + pngChunk("IEND", {});
             }
             QVERIFY2(ImageCodec::checkPng(exact).ok(), interlaced ? "interlaced" : "plain");
             const QImage decoded = ImageCodec::decode(exact);

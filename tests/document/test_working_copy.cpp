@@ -1,6 +1,8 @@
 #include "document/Error.h"
 #include "document/GuideStore.h"
 
+#include "support/TestFiles.h"
+
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -12,18 +14,9 @@
 #include <sys/stat.h>
 
 using namespace trovix;
+using namespace trovix::testing;
 
 namespace {
-
-QImage pattern(int w, int h, int seed) {
-    QImage image(w, h, QImage::Format_ARGB32_Premultiplied);
-    for (int y = 0; y < h; ++y) {
-        auto* line = reinterpret_cast<QRgb*>(image.scanLine(y));
-        for (int x = 0; x < w; ++x)
-            line[x] = qRgb((x * 3 + seed * 17) & 0xff, (y + seed * 5) & 0xff, ((x + y) / 4 + seed) & 0xff);
-    }
-    return image;
-}
 
 Step makeStep(int seed, QSize size = {64, 48}) {
     return Step::make(Image(pattern(size.width(), size.height(), seed)), 2,
@@ -70,10 +63,6 @@ private Q_SLOTS:
         QDir(m_dir).removeRecursively();
     }
 
-    void workingDir_isTrovixCurrentInTheDataHome() {
-        QCOMPARE(m_dir, qEnvironmentVariable("XDG_DATA_HOME") + "/Trovix/Current");
-    }
-
     void load_onFirstLaunchGivesAnEmptyCleanGuide() {
         const std::unique_ptr<Guide> guide = GuideStore::load();
         QCOMPARE(guide->title(), Guide::untitled);
@@ -81,6 +70,7 @@ private Q_SLOTS:
         QVERIFY(guide->selection().isNull());
         QVERIFY(guide->fileURL().isEmpty());
         QVERIFY(!guide->isDirty());
+        QCOMPARE(m_dir, qEnvironmentVariable("XDG_DATA_HOME") + "/Trovix/Current");
         QVERIFY(!QDir(m_dir).exists()); // nothing is created before the first change
     }
 
@@ -164,6 +154,9 @@ private Q_SLOTS:
         QCOMPARE(GuideStore::read(m_dir).steps.size(), 1);
 
         guide->reset();
+        QVERIFY(guide->selection().isNull());
+        QVERIFY(!guide->isDirty());
+        QVERIFY(guide->fileURL().isEmpty());
         // No waiting: the write happened inside reset().
         const LoadedGuide copy = GuideStore::read(m_dir);
         QCOMPARE(copy.title, Guide::untitled);
