@@ -125,30 +125,8 @@ private Q_SLOTS:
     }
 
     void arrow_shaftAndHeadGeometry() {
-        RecordingDevice device;
-        QPainter painter(&device);
-        Renderer::draw(QImage(), QSizeF(300, 200), {mark(Kind::arrow, {100, 100}, {200, 100})}, painter);
-        painter.end();
-
-        QCOMPARE(device.lines.size(), 1);
-        const auto& shaft = device.lines.first();
-        QCOMPARE(shaft.line.p1(), QPointF(100, 100));
-        QVERIFY(std::abs(shaft.line.p2().x() - 189.2) < 1e-9 && std::abs(shaft.line.p2().y() - 100) < 1e-9);
-        QCOMPARE(shaft.pen.widthF(), 4.0);
-        QCOMPARE(shaft.pen.capStyle(), Qt::RoundCap);
-        QCOMPARE(shaft.pen.color(), QColor(255, 59, 48));
-
-        QCOMPARE(device.polygons.size(), 1);
-        const auto& head = device.polygons.first();
-        QCOMPARE(head.points.size(), 3);
-        QCOMPARE(head.pen.style(), Qt::NoPen);
-        QCOMPARE(head.brush.color(), QColor(255, 59, 48));
-        QCOMPARE(head.points[0], QPointF(200, 100));
-        // Base corners at 18 points from the tip, π/7 either side of the shaft.
-        QVERIFY(QLineF(head.points[1], QPointF(183.7824, 107.8100)).length() < 1e-3);
-        QVERIFY(QLineF(head.points[2], QPointF(183.7824, 92.1900)).length() < 1e-3);
-
-        // The same arrow in pixels, at scale 4: the tail's round cap, the head's base and its tip.
+        // At scale 4: the tail's round cap, the 4-point shaft, and a head 18 points long reaching π/7
+        // either side of the shaft, its tip exactly at p2.
         const QImage out =
             Renderer::render(filled(1200, 800, Qt::white), {mark(Kind::arrow, {100, 100}, {200, 100})}, 4);
         const QRect bounds = redBounds(out);
@@ -167,16 +145,7 @@ private Q_SLOTS:
         for (QPointF tip : {QPointF(52, 50), QPointF(50, 50), QPointF(50, 48), QPointF(48.59, 51.41)})
             QCOMPARE(maxDiff(Renderer::render(base, {mark(Kind::arrow, {50, 50}, tip)}, 1), base), 0);
 
-        // 2.01 points: the shaft runs backwards past the tail, the head keeps its full 18 points.
-        RecordingDevice device;
-        QPainter painter(&device);
-        Renderer::draw(QImage(), QSizeF(100, 100), {mark(Kind::arrow, {50, 50}, {52.01, 50})}, painter);
-        painter.end();
-        QCOMPARE(device.lines.size(), 1);
-        QVERIFY(std::abs(device.lines.first().line.p2().x() - (52.01 - 10.8)) < 1e-9);
-        QCOMPARE(device.polygons.size(), 1);
-        QVERIFY(std::abs(device.polygons.first().points[1].x() - (52.01 - 18 * std::cos(M_PI / 7))) < 1e-9);
-
+        // 2.01 points: drawn, and the head keeps its full 18 points.
         const QImage out = Renderer::render(base, {mark(Kind::arrow, {50, 50}, {52.01, 50})}, 1);
         const QRect bounds = redBounds(out);
         QVERIFY(std::abs(bounds.left() - 36) <= 1); // head base at 35.79
