@@ -3,6 +3,8 @@
 #include "export/Exporter.h"
 #include "render/ImageCodec.h"
 
+#include "support/TestFiles.h"
+
 #include <QDir>
 #include <QFile>
 #include <QProcess>
@@ -11,6 +13,7 @@
 #include <QTest>
 
 using namespace trovix;
+using namespace trovix::testing;
 
 namespace {
 
@@ -27,12 +30,6 @@ Outcome exportTool(const QStringList& arguments) {
     return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
             QString::fromUtf8(process.readAllStandardOutput()),
             QString::fromUtf8(process.readAllStandardError())};
-}
-
-QImage flat(int w, int h, QColor color) {
-    QImage image(w, h, QImage::Format_RGB32);
-    image.fill(color);
-    return image;
 }
 
 // A saved guide folder in `parent`.

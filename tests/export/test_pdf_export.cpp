@@ -3,6 +3,7 @@
 #include "render/ImageCodec.h"
 
 #include "support/ScreenshotLike.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -12,6 +13,7 @@
 #include <QTest>
 
 using namespace trovix;
+using namespace trovix::testing;
 
 namespace {
 
@@ -97,12 +99,6 @@ QList<QRectF> regions(const QImage& page, QColor color, double x0 = 0, double x1
     if (!current.isNull())
         found << QRectF(current.x() / 2.0, current.y() / 2.0, current.width() / 2.0, current.height() / 2.0);
     return found;
-}
-
-QImage flat(int w, int h, QColor color) {
-    QImage image(w, h, QImage::Format_RGB32);
-    image.fill(color);
-    return image;
 }
 
 #define QCOMPARE_NEAR(actual, expected, tolerance)                                                           \
@@ -295,7 +291,7 @@ private Q_SLOTS:
     void pictures_areThePreparedBytes() {
         QList<Step> steps;
         for (int i = 0; i < 3; ++i)
-            steps << Step::make(Image(testing::screenshotLike(1400 + 300 * i, 900, quint32(i))), 2,
+            steps << Step::make(Image(screenshotLike(1400 + 300 * i, 900, quint32(i))), 2,
                                 QStringLiteral("Step %1").arg(i + 1));
         QTemporaryDir dir;
         for (ExportQuality quality : {ExportQuality::small, ExportQuality::balanced}) {
