@@ -95,7 +95,10 @@ bool SingleInstance::listen() {
                 buffer->clear();
                 socket->write("ok\n");
                 socket->flush();
-                Q_EMIT openRequested(paths);
+                // Later, from the event loop: opening may ask questions in modal loops, during which
+                // the sender disconnects and this socket is deleted under its own signal.
+                QMetaObject::invokeMethod(
+                    this, [this, paths] { Q_EMIT openRequested(paths); }, Qt::QueuedConnection);
             });
         }
     });
