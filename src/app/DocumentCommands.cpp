@@ -8,6 +8,7 @@
 #include "library/Library.h"
 #include "platform/Dialogs.h"
 
+#include <QApplication>
 #include <QDir>
 #include <QFileInfo>
 
@@ -56,7 +57,11 @@ void DocumentCommands::bringMainWindowToFront() {
         m_mainWindow->bringToFront();
 }
 
+// Alerts belong to the window the user is working in: an open that fails from the library must not
+// pull the main window over the library, where the user was.
 static QWidget* dialogParent(MainWindowController* mainWindow) {
+    if (QWidget* active = QApplication::activeWindow(); active && active->isVisible())
+        return active;
     return mainWindow && mainWindow->window()->isVisible() ? mainWindow->window() : nullptr;
 }
 
