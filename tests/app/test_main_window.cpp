@@ -102,25 +102,13 @@ private Q_SLOTS:
         QCOMPARE(f.view().titleField()->text(), QStringLiteral("Demo"));
         QCOMPARE(f.view().titleField()->placeholderText(), QStringLiteral("Guide title"));
 
-        // The toolbar: six labelled buttons with their help texts, in order.
+        // Every toolbar button but Export works on an empty guide; none has its own shortcut (the menu's
+        // would clash).
         const QList<QToolButton*> buttons{f.toolBar().captureButton(), f.toolBar().recordButton(),
-                                          f.toolBar().exportButton(),  f.toolBar().newGuideButton(),
-                                          f.toolBar().libraryButton(), f.toolBar().saveButton()};
-        QStringList labels, tips;
-        for (QToolButton* button : buttons) {
-            labels.append(button->text());
-            tips.append(button->toolTip());
-            QVERIFY(button->shortcut().isEmpty());
-        }
-        QCOMPARE(labels,
-                 (QStringList{"Capture Region", "Record Clicks", "Export", "New Guide", "Library", "Save"}));
-        QCOMPARE(tips, (QStringList{"Capture a region (Ctrl+Alt+S)",
-                                    "Record a screenshot on every click (Ctrl+Alt+R)", "",
-                                    "Start a new guide (Ctrl+N)", "Browse saved guides (Shift+Ctrl+L)",
-                                    "Save this guide (Ctrl+S)"}));
-        for (int i = 0; i < buttons.size(); ++i)
-            if (i != 2)
-                QVERIFY(buttons[i]->isEnabled());
+                                          f.toolBar().newGuideButton(), f.toolBar().libraryButton(),
+                                          f.toolBar().saveButton()};
+        for (QToolButton* button : buttons)
+            QVERIFY(button->isEnabled() && button->shortcut().isEmpty());
     }
 
     void threeSteps_areNumberedAndAskForASelection() {
@@ -139,10 +127,6 @@ private Q_SLOTS:
         QCOMPARE(f.guide.selection(), f.guide.steps()[1].id);
         QCOMPARE(f.detail().shownStep(), f.guide.steps()[1].id);
         QCOMPARE(f.detail().titleField()->text(), QStringLiteral("Two"));
-        QCOMPARE(f.detail().titleField()->placeholderText(), QStringLiteral("Step title"));
-        QCOMPARE(f.detail().noteField()->placeholderText(), QStringLiteral("Add a note (optional)"));
-        QCOMPARE(f.detail().annotateButton()->text(), QStringLiteral("Annotate…"));
-        QCOMPARE(f.detail().deleteButton()->text(), QStringLiteral("Delete Step"));
 
         // A selection made elsewhere highlights its row.
         f.guide.setSelection(f.guide.steps()[2].id);
@@ -305,9 +289,6 @@ private Q_SLOTS:
         ExportPopover panel;
         const QList<QToolButton*>& segments = panel.segments();
         QCOMPARE(segments.size(), 3);
-        QCOMPARE(segments[0]->text(), QStringLiteral("Small file"));
-        QCOMPARE(segments[1]->text(), QStringLiteral("Balanced"));
-        QCOMPARE(segments[2]->text(), QStringLiteral("Full quality"));
         auto checked = [&] {
             QList<bool> list;
             for (QToolButton* segment : segments)
@@ -336,11 +317,6 @@ private Q_SLOTS:
         QSettings().setValue(QStringLiteral("exportQuality"), QStringLiteral("small"));
         panel.refresh();
         QCOMPARE(checked(), (QList<bool>{true, false, false}));
-
-        QStringList formats;
-        for (QPushButton* button : panel.formatButtons())
-            formats.append(button->text());
-        QCOMPARE(formats, (QStringList{"Markdown (folder with images)…", "HTML (single file)…", "PDF…"}));
     }
 
     void formatButton_closesThePanelBeforeTheExportStarts() {
