@@ -208,6 +208,25 @@ QStringList accessibleNames(qint64 pid) {
     return names;
 }
 
+QList<AccessibleNode> accessibleNodes(qint64 pid) {
+    QList<AccessibleNode> nodes;
+    walk(pid, [&](AtspiAccessible* node) {
+        AccessibleNode n;
+        n.name = nameOf(node);
+        gchar* role = atspi_accessible_get_role_name(node, nullptr);
+        n.role = QString::fromUtf8(role ? role : "");
+        g_free(role);
+        n.rect = extentsOf(node);
+        if (AtspiStateSet* states = atspi_accessible_get_state_set(node)) {
+            n.showing = atspi_state_set_contains(states, ATSPI_STATE_SHOWING);
+            g_object_unref(states);
+        }
+        nodes.append(n);
+        return false;
+    });
+    return nodes;
+}
+
 void click(const QPoint& point, int button) {
     xdotool({"mousemove", "--sync", QString::number(point.x()), QString::number(point.y())});
     QTest::qWait(100);

@@ -44,6 +44,15 @@ void initAccessibility();
 QRect findOnScreen(qint64 pid, const QString& name, int timeoutMs = 10000);
 // Every accessible name in that application's tree (for messages when something is missing).
 QStringList accessibleNames(qint64 pid);
+// Every object of that application's tree with its role name ("push button", "label", …) and its
+// screen rectangle (empty when it has none), depth first.
+struct AccessibleNode {
+    QString name;
+    QString role;
+    QRect rect;
+    bool showing = false;
+};
+QList<AccessibleNode> accessibleNodes(qint64 pid);
 
 void click(const QPoint& point, int button = 1);
 inline void click(const QRect& rect) {
@@ -61,6 +70,7 @@ public:
     qint64 pid() const { return m_process.processId(); }
     bool waitForExit(int ms = 30000) { return m_process.waitForFinished(ms); }
     int exitCode() const { return m_process.exitCode(); }
+    bool crashed() const { return m_process.exitStatus() == QProcess::CrashExit; }
     bool isRunning() const { return m_process.state() == QProcess::Running; }
 
 private:

@@ -1,0 +1,523 @@
+// Faults a user can meet with the real trovix executable: folders that vanish, a full disk, read-only
+// places, damaged guide folders. Each case checks what the user is told, that the application goes
+// on working, and that the guide in memory survives whole (saved somewhere good and read back).
+//
+// The full and read-only places are real mounts (tmpfs, read-only bind mounts): the tests run as
+// root, whom file permissions do not stop. They are made in a private mount namespace that this
+// program enters before anything else, so nothing is left mounted on the machine even after a crash.
+
+#include "DesktopDriver.h"
+
+#include "document/GuideStore.h"
+#include "library/Library.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QPainter>
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QRegularExpression>
+#include <QTest>
+
+#include <sched.h>
+#include <sys/mount.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+using namespace trovix;
+using namespace trovix::desktop;
+
+namespace {
+
+// Why the private mount namespace could not be made; empty when it was.
+QString namespaceError;
+
+void enterPrivateMountNamespace() {
+    // Must happen while the process still has one thread: unsharing the mount namespace also
+    // unshares the file-system attributes, which a threaded process cannot do.
+    if (::unshare(CLONE_NEWNS) != 0) {
+        namespaceError = QStringLiteral("unshare(CLONE_NEWNS) failed: %1 (the test needs root or "
+                                        "CAP_SYS_ADMIN to mount a full and a read-only file system)")
+                             .arg(QString::fromLocal8Bit(std::strerror(errno)));
+        return;
+    }
+    if (::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+        namespaceError = QStringLiteral("making / private in the new mount namespace failed: %1")
+                             .arg(QString::fromLocal8Bit(std::strerror(errno)));
+}
+
+// A mount made for one test; undone when this goes away.
+class Mount {
+public:
+    ~Mount() { ::umount2(QFile::encodeName(m_path).constData(), MNT_DETACH); }
+
+    // A tmpfs of `kilobytes` at `path`.
+    static std::unique_ptr<Mount> tmpfs(const QString& path, int kilobytes, QString* error) {
+        QDir().mkpath(path);
+        const QByteArray options = "size=" + QByteArray::number(kilobytes) + "k";
+        if (::mount("tmpfs", QFile::encodeName(path).constData(), "tmpfs", 0, options.constData()) != 0) {
+            *error = QStringLiteral("mounting a %1 KB tmpfs on %2 failed: %3")
+                         .arg(kilobytes)
+                         .arg(path, QString::fromLocal8Bit(std::strerror(errno)));
+            return nullptr;
+        }
+        return std::unique_ptr<Mount>(new Mount(path));
+    }
+
+    // `path` (an existing folder) made read-only in place, with everything it holds.
+    static std::unique_ptr<Mount> readOnly(const QString& path, QString* error) {
+        const QByteArray p = QFile::encodeName(path);
+        if (::mount(p.constData(), p.constData(), nullptr, MS_BIND | MS_REC, nullptr) != 0) {
+            *error = QStringLiteral("bind-mounting %1 failed: %2")
+                         .arg(path, QString::fromLocal8Bit(std::strerror(errno)));
+            return nullptr;
+        }
+        auto mount = std::unique_ptr<Mount>(new Mount(path));
+        if (::mount(nullptr, p.constData(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr) != 0) {
+            *error = QStringLiteral("remounting %1 read-only failed: %2")
+                         .arg(path, QString::fromLocal8Bit(std::strerror(errno)));
+            return nullptr;
+        }
+        return mount;
+    }
+
+private:
+    explicit Mount(QString path)
+        : m_path(std::move(path)) {}
+    QString m_path;
+};
+
+// A step picture with some structure and a few marks of every sort of data an annotation holds.
+Step markedStep(const QString& title, int hue, const QString& note = {}) {
+    QImage image(640, 400, QImage::Format_ARGB32_Premultiplied);
+    image.fill(QColor::fromHsv(hue, 40, 245));
+    QPainter painter(&image);
+    painter.fillRect(QRect(0, 0, 640, 32), QColor::fromHsv(hue, 160, 120));
+    painter.fillRect(QRect(400, 300, 160, 50), QColor::fromHsv(hue, 200, 200));
+    painter.end();
+    QList<Annotation> marks;
+    marks.append(Annotation{Kind::rect, QPointF(12.5, 20), QPointF(150, 90.25), {}, 0});
+    marks.append(Annotation{Kind::text, QPointF(30, 140), QPointF(30, 140),
+                            QStringLiteral("Click “%1”").arg(title), 0});
+    marks.append(Annotation{Kind::step, QPointF(200, 60), QPointF(200, 60), {}, hue % 7 + 1});
+    return Step::make(Image(image), 2, title, marks, note);
+}
+
+// A step whose PNG alone is over 2 MB: noise does not compress.
+Step noisyStep(const QString& title) {
+    QImage image(900, 800, QImage::Format_RGB32);
+    QRandomGenerator random(42);
+    for (int y = 0; y < image.height(); ++y) {
+        auto* line = reinterpret_cast<quint32*>(image.scanLine(y));
+        for (int x = 0; x < image.width(); ++x)
+            line[x] = 0xff000000u | (random.generate() & 0xffffffu);
+    }
+    return Step::make(Image(image), 1, title,
+                      {Annotation{Kind::ring, QPointF(40, 40), QPointF(80, 80), {}, 0}});
+}
+
+// Leaves the working copy as a previous run would have: these steps, unsaved.
+void writeWorkingCopy(const QString& title, const QList<Step>& steps) {
+    QDir(GuideStore::workingDir()).removeRecursively();
+    Guide guide;
+    guide.replaceContents(title, steps, {});
+    guide.setDirty(true);
+    GuideStore::write(guide, GuideStore::workingDir(), true);
+}
+
+void writeGuide(const QString& folder, const QString& title, const QList<Step>& steps) {
+    Guide guide;
+    guide.replaceContents(title, steps, {});
+    GuideStore::write(guide, folder, false);
+}
+
+// Empty when `folder` holds exactly this guide: every step, its title, note, scale and marks.
+QString compareGuide(const QString& folder, const QString& title, const QList<Step>& steps) {
+    LoadedGuide loaded;
+    try {
+        loaded = GuideStore::read(folder);
+    } catch (const std::exception& e) {
+        return QStringLiteral("reading %1 failed: %2").arg(folder, QString::fromUtf8(e.what()));
+    }
+    if (loaded.title != title)
+        return QStringLiteral("title %1, expected %2").arg(loaded.title, title);
+    if (loaded.steps.size() != steps.size())
+        return QStringLiteral("%1 steps, expected %2").arg(loaded.steps.size()).arg(steps.size());
+    for (qsizetype i = 0; i < steps.size(); ++i) {
+        const Step &a = loaded.steps[i], &b = steps[i];
+        if (a.id != b.id || a.title != b.title || a.note != b.note || a.scale != b.scale)
+            return QStringLiteral("step %1 is “%2” (%3), expected “%4” (%5)")
+                .arg(i + 1)
+                .arg(a.title, a.id.toString(), b.title, b.id.toString());
+        if (a.annotations.size() != b.annotations.size())
+            return QStringLiteral("step %1 has %2 marks, expected %3")
+                .arg(i + 1)
+                .arg(a.annotations.size())
+                .arg(b.annotations.size());
+        for (qsizetype k = 0; k < a.annotations.size(); ++k) {
+            const Annotation &x = a.annotations[k], &y = b.annotations[k];
+            if (x.kind != y.kind || x.p1 != y.p1 || x.p2 != y.p2 || x.text != y.text || x.number != y.number)
+                return QStringLiteral("step %1, mark %2 differs").arg(i + 1).arg(k + 1);
+        }
+        if (a.base.pixels().size() != b.base.pixels().size())
+            return QStringLiteral("step %1's picture changed size").arg(i + 1);
+    }
+    return {};
+}
+
+QString alertWindow() {
+    return waitForWindow(QStringLiteral("^Trovix$"), 20000);
+}
+
+// Waits for an alert showing both texts and answers it with its default button; empty when it
+// went so, else what was wrong.
+QString answerAlert(qint64 pid, const QString& message, const QString& informative = {}) {
+    const QString window = alertWindow();
+    if (window.isEmpty())
+        return QStringLiteral("no alert appeared; the application shows: ") + accessibleNames(pid).join(u'|');
+    for (const QString& text : {message, informative})
+        if (!text.isEmpty() && findOnScreen(pid, text).isEmpty())
+            return QStringLiteral("the alert does not say “%1”; it shows: %2")
+                .arg(text, accessibleNames(pid).join(u'|'));
+    screenshot(QStringLiteral("alert-") + QString::number(QDateTime::currentMSecsSinceEpoch()));
+    activate(window);
+    key(QStringLiteral("Return"));
+    // By its window, not its title: another alert may follow at once under the same title.
+    QElapsedTimer timer;
+    timer.start();
+    while (isViewable(window) && timer.elapsed() < 15000)
+        QTest::qWait(100);
+    if (isViewable(window))
+        return QStringLiteral("the alert did not close");
+    return {};
+}
+
+// The library's card grid on screen: the scrolled area beside its scroll bar.
+QRect cardGrid(qint64 pid) {
+    const QList<AccessibleNode> nodes = accessibleNodes(pid);
+    for (qsizetype i = 0; i + 2 < nodes.size(); ++i)
+        if (nodes[i].role == QLatin1String("layered pane") && nodes[i].showing)
+            for (qsizetype k = i + 1; k < nodes.size() && nodes[i].rect.contains(nodes[k].rect); ++k)
+                if (nodes[k].showing && nodes[k].rect.width() < nodes[i].rect.width() &&
+                    nodes[k].rect.topLeft() == nodes[i].rect.topLeft())
+                    return nodes[k].rect;
+    return {};
+}
+
+// The first card painted in the grid at `area` of the screen: the leftmost run of columns holding
+// anything but the colour of the grid's corner. Empty when no card is painted.
+QRect firstCard(const QRect& area) {
+    if (area.isEmpty())
+        return {};
+    const QString file = tmp("screen.png");
+    QProcess::execute(QStringLiteral("import"), {QStringLiteral("-window"), QStringLiteral("root"), file});
+    const QImage screen(file);
+    if (screen.isNull())
+        return {};
+    const QRect inner = area.adjusted(2, 2, -2, -2) & screen.rect();
+    const QRgb background = screen.pixel(inner.topLeft());
+    QRect card;
+    for (int x = inner.left(); x <= inner.right(); ++x) {
+        QRect column;
+        for (int y = inner.top(); y <= inner.bottom(); ++y)
+            if (screen.pixel(x, y) != background)
+                column |= QRect(x, y, 1, 1);
+        if (column.isEmpty() && !card.isEmpty())
+            break;
+        card |= column;
+    }
+    return card;
+}
+
+// Types a new text into the line edit with this accessible name.
+void retype(qint64 pid, const QString& field, const QString& text) {
+    const QRect rect = findOnScreen(pid, field);
+    QVERIFY2(!rect.isEmpty(), qPrintable(field + QStringLiteral(" is not on screen")));
+    click(rect);
+    key(QStringLiteral("ctrl+a"));
+    type(text);
+}
+
+} // namespace
+
+class FaultsTest : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<Running> m_app;
+    QString m_window;
+
+    // Starts trovix and waits for its main window, titled after `title` (with the edited mark when
+    // `dirty`).
+    void launch(const QString& title, bool dirty, const QStringList& arguments = {}) {
+        m_app = std::make_unique<Running>(arguments);
+        m_window = waitForWindow(QStringLiteral("^") + QRegularExpression::escape(title) +
+                                     (dirty ? QStringLiteral("\\*$") : QStringLiteral("$")),
+                                 30000);
+        QVERIFY2(!m_window.isEmpty(),
+                 qPrintable(QStringLiteral("the main window did not show “%1”").arg(title)));
+        activate(m_window);
+    }
+
+    // The main window's title without the application's name: the guide's title, "*" when edited.
+    QString documentTitle() { return windowTitle(m_window).section(QStringLiteral(" — "), 0, 0); }
+    bool titleIs(const QString& title) { return documentTitle() == title; }
+
+    // Save As through the real dialog into `folder` (a path without the extension); waits for it.
+    void saveAs(const QString& path, const QString& keys = QStringLiteral("shift+ctrl+s")) {
+        activate(m_window);
+        key(keys);
+        const QString dialog = waitForWindow(QStringLiteral("Save this guide"), 20000);
+        QVERIFY2(!dialog.isEmpty(), "no save dialog");
+        typeIntoFileDialog(dialog, path);
+    }
+
+    // Empty when trovix still runs with its main window on screen.
+    QString alive() {
+        if (!m_app->isRunning())
+            return m_app->crashed() ? QStringLiteral("trovix crashed")
+                                    : QStringLiteral("trovix quit with exit code %1").arg(m_app->exitCode());
+        QElapsedTimer timer;
+        timer.start();
+        while (!isViewable(m_window) && timer.elapsed() < 5000)
+            QTest::qWait(100);
+        if (!isViewable(m_window)) {
+            QProcess xprop;
+            xprop.start(QStringLiteral("xprop"), {QStringLiteral("-id"), m_window});
+            xprop.waitForFinished(5000);
+            return QStringLiteral("the main window is no longer on screen; visible windows: %1; %2")
+                .arg(xdotool({"search", "--onlyvisible", "--name", "."}).replace(u'\n', u' '),
+                     QString::fromUtf8(xprop.readAllStandardOutput()));
+        }
+        return {};
+    }
+
+private Q_SLOTS:
+    void initTestCase() {
+        QVERIFY2(namespaceError.isEmpty(), qPrintable(namespaceError));
+        QCoreApplication::setOrganizationName(QStringLiteral("Trovix"));
+        QCoreApplication::setApplicationName(QStringLiteral("Trovix"));
+        QVERIFY2(QFileInfo(trovixBinary()).isExecutable(), qPrintable(trovixBinary()));
+        initAccessibility();
+    }
+
+    void cleanup() {
+        if (QTest::currentTestFailed())
+            screenshot(QStringLiteral("failed-") + QString::fromLatin1(QTest::currentTestFunction()));
+        m_app.reset();
+        QDir(GuideStore::workingDir()).removeRecursively();
+    }
+
+    void libraryFolderDeleted_cardGivesOpenAlert_openGuideSavesBack() {
+        // The library holds the guide open in the main window and a newer one, listed first.
+        const QString library = Library::folder();
+        QDir(library).removeRecursively();
+        QList<Step> mine{markedStep(QStringLiteral("First"), 200, QStringLiteral("a note")),
+                         markedStep(QStringLiteral("Second"), 260)};
+        writeGuide(library + "/Mine.trovix", QStringLiteral("Mine"), mine);
+        {
+            QFile json(library + "/Mine.trovix/guide.json");
+            QVERIFY(json.open(QIODevice::ReadWrite));
+            QVERIFY(json.setFileTime(QDateTime::currentDateTimeUtc().addSecs(-3600),
+                                     QFileDevice::FileModificationTime));
+        }
+        writeGuide(library + "/Printer setup.trovix", QStringLiteral("Printer setup"),
+                   {markedStep(QStringLiteral("Open Settings"), 30)});
+        launch(QStringLiteral("Mine"), false, {library + "/Mine.trovix"});
+
+        key(QStringLiteral("shift+ctrl+l"));
+        QVERIFY2(!waitForWindow(QStringLiteral("^Guides Library")).isEmpty(),
+                 "the library window did not open");
+        // The grid paints its cards itself: wait until they show in it.
+        QRect card;
+        QTRY_VERIFY_WITH_TIMEOUT(!(card = firstCard(cardGrid(m_app->pid()))).isEmpty(), 20000);
+
+        QVERIFY(QDir(library).removeRecursively());
+        xdotool(
+            {"mousemove", "--sync", QString::number(card.center().x()), QString::number(card.center().y())});
+        xdotool({"click", "--repeat", "2", "--delay", "80", "1"});
+        QString error = answerAlert(m_app->pid(), QStringLiteral("Couldn’t open “Printer setup.trovix”"),
+                                    QStringLiteral("It doesn’t look like a valid Trovix file."));
+        QVERIFY2(error.isEmpty(), qPrintable(error));
+
+        // The library window stays in front, and once listed again shows that nothing is left.
+        const QRect refresh = findOnScreen(m_app->pid(), QStringLiteral("Refresh"));
+        QVERIFY2(!refresh.isEmpty(), "no Refresh button");
+        click(refresh);
+        QVERIFY2(
+            !findOnScreen(m_app->pid(), QStringLiteral("No saved guides yet")).isEmpty(),
+            qPrintable(QStringLiteral("the library does not show its empty state; the front window is ") +
+                       windowTitle(xdotool({"getactivewindow"}))));
+        QVERIFY(!findOnScreen(m_app->pid(), QStringLiteral("Guides you save with Ctrl+S appear here."))
+                     .isEmpty());
+
+        // The open guide lost its folder but nothing else: an edit and Ctrl+S bring the folder back whole.
+        QVERIFY2(alive().isEmpty(), qPrintable(alive()));
+        QCOMPARE(documentTitle(), QStringLiteral("Mine"));
+        activate(m_window);
+        retype(m_app->pid(), QStringLiteral("Step title"), QStringLiteral("First of all"));
+        mine[0].title = QStringLiteral("First of all");
+        QTRY_VERIFY_WITH_TIMEOUT(titleIs(QStringLiteral("Mine*")), 10000);
+        key(QStringLiteral("ctrl+s"));
+        QTRY_VERIFY_WITH_TIMEOUT(titleIs(QStringLiteral("Mine")), 20000);
+        error = compareGuide(library + "/Mine.trovix", QStringLiteral("Mine"), mine);
+        QVERIFY2(error.isEmpty(), qPrintable(error));
+    }
+
+    void fullDisk_saveFails_guideStaysDirtyAndSavesElsewhere() {
+        QString error;
+        const auto full = Mount::tmpfs(tmp("full"), 1024, &error);
+        QVERIFY2(full, qPrintable(error));
+        const QList<Step> steps{noisyStep(QStringLiteral("Noise")), markedStep(QStringLiteral("Marked"), 90)};
+        writeWorkingCopy(QStringLiteral("Big"), steps);
+        launch(QStringLiteral("Big"), true);
+
+        saveAs(tmp("full/Big"), QStringLiteral("ctrl+s"));
+        const QString message =
+            QStringLiteral("The file “%1” in “Big.trovix” couldn’t be saved because there "
+                           "isn’t enough space on the disk.")
+                .arg(steps[0].imageName());
+        error = answerAlert(m_app->pid(), message);
+        QVERIFY2(error.isEmpty(), qPrintable(error));
+        // Nothing half-written stays behind to fill the disk further.
+        const QStringList left =
+            QDir(tmp("full/Big.trovix")).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+        QVERIFY2(left.isEmpty(), qPrintable(QStringLiteral("left on the full disk: ") + left.join(u' ')));
+
+        // Still unsaved and still without a folder: Ctrl+S asks where again.
+        QVERIFY2(alive().isEmpty(), qPrintable(alive()));
+        QTRY_VERIFY_WITH_TIMEOUT(titleIs(QStringLiteral("Big*")), 5000);
+        saveAs(tmp("good/Big"), QStringLiteral("ctrl+s"));
+        QTRY_VERIFY_WITH_TIMEOUT(titleIs(QStringLiteral("Big")), 20000);
+        error = compareGuide(tmp("good/Big.trovix"), QStringLiteral("Big"), steps);
+        QVERIFY2(error.isEmpty(), qPrintable(error));
+    }
+
+    void readOnlyFolder_saveFails_fileStaysAndSaveAsWorks() {
+        QList<Step> steps{markedStep(QStringLiteral("Open the lid"), 10, QStringLiteral("gently")),
+                          markedStep(QStringLiteral("Press Start"), 120)};
+        writeGuide(tmp("ro/Trip.trovix"), QStringLiteral("Trip"), steps);
+        launch(QStringLiteral("Trip"), false, {tmp("ro/Trip.trovix")});
+
+        // An edit in the window: the first step's title.
+        retype(m_app->pid(), QStringLiteral("Step title"), QStringLiteral("Lift the lid"));
+        steps[0].title = QStringLiteral("Lift the lid");
+        QTRY_VERIFY_WITH_TIMEOUT(titleIs(QStringLiteral("Trip*")), 10000);
+
+        QString error;
+        const auto readOnly = Mount::readOnly(tmp("ro"), &error);
+        QVERIFY2(readOnly, qPrintable(error));
+        const QString message =
+            QStringLiteral("The file “guide.json” in “Trip.trovix” couldn’t be saved because "
+                           "the disk is read-only.");
+        // Twice: the failed save left the guide pointing at its folder, so Ctrl+S goes there again
+        // instead of asking where.
+        for (int i = 0; i < 2; ++i) {
+            activate(m_window);
+            key(QStringLiteral("ctrl+s"));
+            error = answerAlert(m_app->pid(), message);
+            QVERIFY2(error.isEmpty(), qPrintable(error));
+            QVERIFY2(alive().isEmpty(), qPrintable(alive()));
+            QTRY_VERIFY_WITH_TIMEOUT(titleIs(QStringLiteral("Trip*")), 5000);
+        }
+        // Quitting asks to save; a save that fails again keeps the application and the guide.
+        activate(m_window);
+        key(QStringLiteral("ctrl+q"));
+        error = answerAlert(m_app->pid(), QStringLiteral("Save changes to “Trip”?")); // "Save", the default
+        QVERIFY2(error.isEmpty(), qPrintable(error));
+        error = answerAlert(m_app->pid(), message);
+        QVERIFY2(error.isEmpty(), qPrintable(error));
+        QVERIFY2(alive().isEmpty(), qPrintable(alive()));
+        QVERIFY(titleIs(QStringLiteral("Trip*")));
+
+        QCOMPARE(
+            readJson(tmp("ro/Trip.trovix/guide.json")).value("steps").toArray().at(0)["title"].toString(),
+            QStringLiteral("Open the lid"));
+
+        saveAs(tmp("good/Trip copy"));
+        QTRY_VERIFY_WITH_TIMEOUT(titleIs(QStringLiteral("Trip")), 20000);
+        error = compareGuide(tmp("good/Trip copy.trovix"), QStringLiteral("Trip"), steps);
+        QVERIFY2(error.isEmpty(), qPrintable(error));
+    }
+
+    void readOnlyWorkingCopy_editsAndSaveWorkSilently() {
+        QList<Step> steps{markedStep(QStringLiteral("Plug in"), 300),
+                          markedStep(QStringLiteral("Switch on"), 60)};
+        writeWorkingCopy(QStringLiteral("Draft"), steps);
+        const QByteArray before = [] {
+            QFile file(GuideStore::workingDir() + "/guide.json");
+            return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        }();
+        QString error;
+        const auto readOnly = Mount::readOnly(GuideStore::workingDir(), &error);
+        QVERIFY2(readOnly, qPrintable(error));
+        launch(QStringLiteral("Draft"), true);
+
+        retype(m_app->pid(), QStringLiteral("Step title"), QStringLiteral("Plug it in"));
+        steps[0].title = QStringLiteral("Plug it in");
+        retype(m_app->pid(), QStringLiteral("Guide title"), QStringLiteral("Draft two"));
+        QTRY_VERIFY_WITH_TIMEOUT(titleIs(QStringLiteral("Draft two*")), 10000);
+        // Autosave runs a second after the last change; its failure must stay silent.
+        QTest::qWait(2500);
+        QVERIFY2(xdotool({"search", "--onlyvisible", "--name", "^Trovix$"}).isEmpty(), "an alert appeared");
+        QVERIFY2(alive().isEmpty(), qPrintable(alive()));
+
+        saveAs(tmp("good/Draft"), QStringLiteral("ctrl+s"));
+        QTRY_VERIFY_WITH_TIMEOUT(titleIs(QStringLiteral("Draft two")), 20000);
+        error = compareGuide(tmp("good/Draft.trovix"), QStringLiteral("Draft two"), steps);
+        QVERIFY2(error.isEmpty(), qPrintable(error));
+        QTest::qWait(1500);
+        QVERIFY2(xdotool({"search", "--onlyvisible", "--name", "^Trovix$"}).isEmpty(), "an alert appeared");
+        QFile file(GuideStore::workingDir() + "/guide.json");
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), before);
+    }
+
+    void truncatedStepImage_openFails_openGuideUnchanged() {
+        const QList<Step> broken{markedStep(QStringLiteral("Fine"), 150),
+                                 markedStep(QStringLiteral("Cut"), 210)};
+        writeGuide(tmp("X.trovix"), QStringLiteral("Broken"), broken);
+        {
+            QFile png(tmp("X.trovix/") + broken[1].imageName());
+            QVERIFY(png.open(QIODevice::ReadWrite));
+            QVERIFY(png.resize(png.size() / 2));
+        }
+        const QList<Step> steps{markedStep(QStringLiteral("Keep me"), 20, QStringLiteral("and my note")),
+                                markedStep(QStringLiteral("And me"), 40)};
+        writeWorkingCopy(QStringLiteral("Before"), steps);
+        launch(QStringLiteral("Before"), true);
+
+        // The guide is unsaved, so opening another asks first; not saving goes on to open.
+        Running request({tmp("X.trovix")});
+        QVERIFY(request.waitForExit());
+        const QRect dontSave = findOnScreen(m_app->pid(), QStringLiteral("Don’t Save"), 20000);
+        QVERIFY2(!dontSave.isEmpty(), qPrintable(accessibleNames(m_app->pid()).join(u'|')));
+        QVERIFY(!findOnScreen(m_app->pid(), QStringLiteral("Save changes to “Before”?")).isEmpty());
+        click(dontSave);
+        QString error = answerAlert(m_app->pid(), QStringLiteral("Couldn’t open “X.trovix”"),
+                                    QStringLiteral("It doesn’t look like a valid Trovix file."));
+        QVERIFY2(error.isEmpty(), qPrintable(error));
+
+        QVERIFY2(alive().isEmpty(), qPrintable(alive()));
+        QTRY_VERIFY_WITH_TIMEOUT(titleIs(QStringLiteral("Before*")), 5000);
+        saveAs(tmp("good/Before"), QStringLiteral("ctrl+s"));
+        QTRY_VERIFY_WITH_TIMEOUT(titleIs(QStringLiteral("Before")), 20000);
+        error = compareGuide(tmp("good/Before.trovix"), QStringLiteral("Before"), steps);
+        QVERIFY2(error.isEmpty(), qPrintable(error));
+    }
+};
+
+int main(int argc, char** argv) {
+    enterPrivateMountNamespace();
+    QGuiApplication app(argc, argv);
+    FaultsTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "test_faults.moc"
