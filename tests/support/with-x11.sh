@@ -20,8 +20,12 @@ export DISPLAY=":$(head -n1 "$TROVIX_TEST_TMP/display")"
 pids=("$xvfb")
 cleanup() { kill "${pids[@]}" 2>/dev/null; wait 2>/dev/null; }
 trap cleanup EXIT
-openbox --sm-disable >/dev/null 2>&1 &
-pids+=("$!")
+start_wm() {
+    openbox --sm-disable >/dev/null 2>&1 &
+    wm_pid=$!
+    pids+=("$wm_pid")
+}
+start_wm
 if [ -x /usr/libexec/at-spi-bus-launcher ]; then
     /usr/libexec/at-spi-bus-launcher --launch-immediately >/dev/null 2>&1 &
     pids+=("$!")
@@ -34,6 +38,8 @@ for _ in $(seq 300); do
         wm=1
         break
     fi
+    # Now and then the new display refuses openbox's first connection, and openbox gives up.
+    kill -0 "$wm_pid" 2>/dev/null || start_wm
     sleep 0.1
 done
 if [ "$wm" != 1 ]; then
