@@ -591,6 +591,20 @@ private Q_SLOTS:
         QCOMPARE(kinds(saved.steps[1]), (QList<Kind>{Kind::arrow, Kind::blur}));
         QCOMPARE(kinds(saved.steps[2]), QList<Kind>{Kind::target});
         QCOMPARE(kinds(saved.steps[3]), QList<Kind>{Kind::target});
+        // The file itself, read without the application's reader: the kinds' numbers, 7 target, 0 arrow,
+        // 3 pixelation; the step pictures named in it.
+        const QJsonObject json = readJson(m_saved + "/guide.json");
+        QCOMPARE(json.value("title").toString(), QStringLiteral("Journey"));
+        const QJsonArray jsonSteps = json.value("steps").toArray();
+        QCOMPARE(jsonSteps.size(), 4);
+        QList<QList<int>> jsonKinds;
+        for (const QJsonValue& step : jsonSteps) {
+            QList<int> stepKinds;
+            for (const QJsonValue& mark : step.toObject().value("annotations").toArray())
+                stepKinds.append(mark.toObject().value("kind").toInt(-1));
+            jsonKinds.append(stepKinds);
+        }
+        QCOMPARE(jsonKinds, (QList<QList<int>>{{7}, {0, 3}, {7}, {7}}));
         // The arrow runs the way it was dragged, in the picture's points.
         const Annotation& arrow = saved.steps[1].annotations[0];
         QVERIFY2(arrow.p2.x() - arrow.p1.x() > 150 && arrow.p2.y() - arrow.p1.y() > 100,
