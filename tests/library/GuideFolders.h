@@ -15,7 +15,18 @@
 #include <QPainter>
 #include <QUuid>
 
+#include "library/Library.h"
+
 namespace trovix::testing {
+
+inline const QDateTime noon = QDateTime(QDate(2026, 11, 3), QTime(12, 0), Qt::UTC);
+
+inline QStringList titles(const QList<GuideSummary>& list) {
+    QStringList result;
+    for (const GuideSummary& summary : list)
+        result.append(summary.title);
+    return result;
+}
 
 inline bool setModified(const QString& path, const QDateTime& when) {
     QFile file(path);

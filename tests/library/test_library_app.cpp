@@ -21,15 +21,6 @@ using namespace trovix::testing;
 
 namespace {
 
-const QDateTime noon = QDateTime(QDate(2026, 11, 3), QTime(12, 0), Qt::UTC);
-
-QStringList titles(const QList<GuideSummary>& list) {
-    QStringList result;
-    for (const GuideSummary& summary : list)
-        result.append(summary.title);
-    return result;
-}
-
 QImage picture(QColor colour) {
     QImage image(320, 200, QImage::Format_RGB32);
     image.fill(colour);
