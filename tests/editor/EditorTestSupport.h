@@ -60,6 +60,12 @@ inline void answerTextPrompt(std::function<void(TextPrompt*)> answer) {
     poll->start();
 }
 
+// Lets closed editors go.
+inline void settle() {
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QApplication::processEvents();
+}
+
 // The largest difference of any colour channel between two pictures of the same size, and how many
 // pixels differ by more than `tolerance`.
 struct Difference {

@@ -63,11 +63,6 @@ QPushButton* doneButton(EditorController* editor) {
     return editor->window()->findChild<QPushButton*>(QStringLiteral("done"));
 }
 
-void settle() {
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    QApplication::processEvents();
-}
-
 } // namespace
 
 class AnnotateTest : public QObject {

@@ -4,6 +4,7 @@
 #include "editor/EditorController.h"
 #include "render/Renderer.h"
 #include "support/SyntheticScreenshot.h"
+#include "support/Xdotool.h"
 
 #include <QDir>
 #include <QProcess>
@@ -12,12 +13,9 @@
 #include <QTest>
 
 using namespace trovix;
+using namespace trovix::testing;
 
 namespace {
-
-void xdotool(const QStringList& arguments) {
-    QCOMPARE(QProcess::execute(QStringLiteral("xdotool"), arguments), 0);
-}
 
 QList<Annotation> everyKind() {
     return {
