@@ -5,8 +5,10 @@
 #include "recorder/ClickMark.h"
 #include "recorder/ScreenLayout.h"
 
+#include <QFutureWatcher>
 #include <QGuiApplication>
 #include <QPointer>
+#include <QScopedValueRollback>
 #include <QScreen>
 #include <QTimer>
 
@@ -28,6 +30,9 @@ public:
     }
 
     bool isFinished() const { return m_finished; }
+    // Whether the job is inside its own advance(): its finished signal and the guide's change
+    // notification run from there, and either may drop the last reference to the job.
+    bool isBusy() const { return m_busy; }
 
     void start(QScreen* screen) {
         const Recorder::Services& services = m_recorder->m_services;
@@ -43,17 +48,19 @@ public:
         });
 
         // A failed or empty grab ends the job without a step; it still ends, so later clicks go on.
-        services.capture(screen)
-            .then(this,
-                  [this](QFuture<QImage> done) {
-                      try {
-                          if (done.resultCount() > 0)
-                              m_image = done.result();
-                      } catch (...) {
-                      }
-                      captured();
-                  })
-            .onCanceled(this, [this] { captured(); });
+        // A watcher owned by the job, rather than a continuation on it: a continuation would still
+        // call the job when the grab ends after the job is gone.
+        auto* watcher = new QFutureWatcher<QImage>(this);
+        connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher] {
+            const QFuture<QImage> done = watcher->future();
+            try {
+                if (!done.isCanceled() && done.resultCount() > 0)
+                    m_image = done.result();
+            } catch (...) {
+            }
+            captured();
+        });
+        watcher->setFuture(services.capture(screen));
     }
 
 Q_SIGNALS:
@@ -73,6 +80,7 @@ private:
     }
 
     void advance() {
+        const QScopedValueRollback busy(m_busy, true);
         if (m_finished || !m_captured || !m_target || (m_prior && !m_prior->isFinished()))
             return;
         m_prior.reset();
@@ -96,6 +104,7 @@ private:
     bool m_captured = false;
     std::optional<ClickTarget> m_target;
     bool m_finished = false;
+    bool m_busy = false;
 };
 
 Recorder::Recorder(Guide& guide, Services services, QObject* parent)
@@ -128,9 +137,15 @@ void Recorder::click(QPointF location) {
     }
     if (!screen)
         return;
-    // Jobs delete themselves later, never inside their own signal.
-    std::shared_ptr<ClickJob> job(new ClickJob(*this, screen, location, m_previous),
-                                  [](ClickJob* finished) { finished->deleteLater(); });
+    // A job goes as soon as its last owner lets go of it, unless that happens inside the job's own
+    // signal; then it goes once control is back in the event loop. Deferring every deletion would
+    // leak the last job whenever the recorder is destroyed after the event loop has ended.
+    std::shared_ptr<ClickJob> job(new ClickJob(*this, screen, location, m_previous), [](ClickJob* done) {
+        if (done->isBusy())
+            done->deleteLater();
+        else
+            delete done;
+    });
     m_previous = job;
     job->start(screen);
 }
