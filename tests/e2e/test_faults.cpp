@@ -382,6 +382,8 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(titleIs(QStringLiteral("Mine")), 20000);
         error = compareGuide(library + "/Mine.trovix", QStringLiteral("Mine"), mine);
         QVERIFY2(error.isEmpty(), qPrintable(error));
+        // The save re-lists the library, which shows the guide again.
+        QTRY_VERIFY_WITH_TIMEOUT(!firstCard(cardGrid(m_app->pid())).isEmpty(), 20000);
     }
 
     void fullDisk_saveFails_guideStaysDirtyAndSavesElsewhere() {
