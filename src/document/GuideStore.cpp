@@ -8,6 +8,7 @@
 #include "render/ImageOps.h"
 
 #include <QBuffer>
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -435,6 +436,23 @@ QString GuideStore::workingDir() {
     return dir;
 }
 
+namespace {
+
+// Renames an unreadable working copy to "Current (unreadable <time>)" beside it, so that the steps it
+// still holds can be recovered by hand. Nothing happens when there is no working copy at all.
+void keepUnreadableWorkingCopy() {
+    const QString dir = GuideStore::workingDir();
+    if (!QFileInfo::exists(dir + QStringLiteral("/guide.json")))
+        return;
+    const QString stamp = QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh.mm.ss"));
+    QString aside = dir + QStringLiteral(" (unreadable %1)").arg(stamp);
+    for (int n = 2; QFileInfo::exists(aside); ++n)
+        aside = dir + QStringLiteral(" (unreadable %1 %2)").arg(stamp).arg(n);
+    QDir().rename(dir, aside); // on failure the copy is simply written over, as before
+}
+
+} // namespace
+
 std::unique_ptr<Guide> GuideStore::load() {
     auto guide = std::make_unique<Guide>();
     try {
@@ -445,8 +463,9 @@ std::unique_ptr<Guide> GuideStore::load() {
         // it is unsaved work, whatever "dirty" says (or when it says nothing).
         guide->setDirty(loaded.dirty.value_or(false) || (!loaded.sourcePath && !loaded.steps.isEmpty()));
     } catch (const std::exception&) {
-        // No working copy yet, or one that cannot be read: start with an empty guide. The first change
-        // writes over it.
+        // No working copy yet, or one that cannot be read: start with an empty guide. A damaged copy
+        // may still hold most of someone's unsaved work, so it is moved aside, not written over.
+        keepUnreadableWorkingCopy();
     }
     guide->startAutosave();
     return guide;

@@ -61,6 +61,10 @@ private Q_SLOTS:
     void init() {
         GuideStore::waitForBackgroundWrites();
         QDir(m_dir).removeRecursively();
+        QDir parent(QFileInfo(m_dir).path());
+        for (const QString& aside :
+             parent.entryList({QFileInfo(m_dir).fileName() + " (unreadable *)"}, QDir::Dirs))
+            QDir(parent.filePath(aside)).removeRecursively();
     }
 
     void load_onFirstLaunchGivesAnEmptyCleanGuide() {
@@ -123,7 +127,7 @@ private Q_SLOTS:
         QCOMPARE(guide->isDirty(), expectDirty);
     }
 
-    void load_startsEmptyWhenAPictureIsMissing_andTheFirstChangeReplacesTheCopy() {
+    void load_startsEmptyWhenAPictureIsMissing_keepsTheDamagedCopyAside() {
         Guide original;
         original.append(makeStep(1));
         original.append(makeStep(2));
@@ -134,6 +138,14 @@ private Q_SLOTS:
         QVERIFY(guide->steps().isEmpty());
         QVERIFY(!guide->isDirty());
         QCOMPARE(guide->title(), Guide::untitled);
+
+        // The damaged copy is kept beside the new one, with what it still holds.
+        QDir parent(QFileInfo(m_dir).path());
+        const QStringList aside =
+            parent.entryList({QFileInfo(m_dir).fileName() + " (unreadable *)"}, QDir::Dirs);
+        QCOMPARE(aside.size(), 1);
+        QCOMPARE(pngsIn(parent.filePath(aside[0])), QStringList{original.steps()[0].imageName()});
+        QVERIFY(QFile::exists(parent.filePath(aside[0]) + "/guide.json"));
 
         const Step fresh = makeStep(3);
         guide->append(fresh);
