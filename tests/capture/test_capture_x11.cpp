@@ -10,6 +10,7 @@
 #include "document/Guide.h"
 #include "support/FakeDialogs.h"
 #include "support/PatternWindow.h"
+#include "support/Xdotool.h"
 
 #include <QApplication>
 #include <QFutureWatcher>
@@ -21,12 +22,9 @@
 #include <QTest>
 
 using namespace trovix;
+using namespace trovix::testing;
 
 namespace {
-
-void xdo(const QStringList& arguments) {
-    QCOMPARE(QProcess::execute(QStringLiteral("xdotool"), arguments), 0);
-}
 
 // The first pixel where two pictures differ, for a readable failure.
 QString difference(const QImage& actual, const QImage& expected) {
@@ -57,13 +55,6 @@ bool near(QRgb a, QRgb b) {
            std::abs(qBlue(a) - qBlue(b)) <= 1;
 }
 
-void screenshot(const QString& name) {
-    const QString dir = qEnvironmentVariable("TROVIX_SCREENSHOT_DIR");
-    if (!dir.isEmpty())
-        QProcess::execute(QStringLiteral("import"),
-                          {QStringLiteral("-window"), QStringLiteral("root"), dir + "/" + name});
-}
-
 } // namespace
 
 class TestCaptureX11 : public QObject {
@@ -83,7 +74,8 @@ private:
 
     QImage screenNow() const { return Capture::grabNow(m_screen); }
     void activatePattern() {
-        xdo({QStringLiteral("windowactivate"), QStringLiteral("--sync"), QString::number(m_patternWindow)});
+        xdotool(
+            {QStringLiteral("windowactivate"), QStringLiteral("--sync"), QString::number(m_patternWindow)});
         QTRY_COMPARE(QGuiApplication::applicationState(), Qt::ApplicationInactive);
     }
 
@@ -132,8 +124,8 @@ private Q_SLOTS:
         QSignalSpy selecting(m_command.get(), &CaptureCommand::selecting);
         QSignalSpy finished(m_command.get(), &CaptureCommand::finished);
         // The pointer rests inside the region that will be chosen.
-        xdo({QStringLiteral("mousemove"), QStringLiteral("60"), QStringLiteral("35")});
-        xdo({QStringLiteral("key"), QStringLiteral("ctrl+alt+s")});
+        xdotool({QStringLiteral("mousemove"), QStringLiteral("60"), QStringLiteral("35")});
+        xdotool({QStringLiteral("key"), QStringLiteral("ctrl+alt+s")});
         QVERIFY(selecting.wait(5000));
         QCOMPARE(m_selector->windows().size(), 1);
         OverlayWindow* overlay = m_selector->windows().first();
@@ -145,15 +137,14 @@ private Q_SLOTS:
         QCOMPARE(frozen.size(), m_screen.size());
         QCOMPARE(difference(frozen.copy(m_pictured), PatternWindow::expected(m_pictured)), QString());
 
-        xdo({QStringLiteral("mousemove"), QStringLiteral("10"), QStringLiteral("10"),
-             QStringLiteral("mousedown"), QStringLiteral("1"), QStringLiteral("mousemove"),
-             QStringLiteral("60"), QStringLiteral("35"), QStringLiteral("mousemove"), QStringLiteral("110"),
-             QStringLiteral("60")});
+        xdotool({QStringLiteral("mousemove"), QStringLiteral("10"), QStringLiteral("10"),
+                 QStringLiteral("mousedown"), QStringLiteral("1"), QStringLiteral("mousemove"),
+                 QStringLiteral("60"), QStringLiteral("35"), QStringLiteral("mousemove"),
+                 QStringLiteral("110"), QStringLiteral("60")});
         // Mid-drag the overlay is what the screen shows: the region clear, the rest dimmed.
         QTRY_VERIFY(near(screenNow().pixel(50, 40), FakePlatform::patternColor(50, 40)));
         QTRY_VERIFY(near(screenNow().pixel(700, 500), dimmed(FakePlatform::patternColor(700, 500))));
-        screenshot(QStringLiteral("overlay-mid-drag.png"));
-        xdo({QStringLiteral("mouseup"), QStringLiteral("1")});
+        xdotool({QStringLiteral("mouseup"), QStringLiteral("1")});
 
         QVERIFY(finished.size() == 1 || finished.wait(5000));
         QCOMPARE(finished[0][0].toBool(), true);
@@ -172,20 +163,21 @@ private Q_SLOTS:
     void smallDrag_isIgnored_andEscapeCancels() {
         QSignalSpy selecting(m_command.get(), &CaptureCommand::selecting);
         QSignalSpy finished(m_command.get(), &CaptureCommand::finished);
-        xdo({QStringLiteral("key"), QStringLiteral("ctrl+alt+s")});
+        xdotool({QStringLiteral("key"), QStringLiteral("ctrl+alt+s")});
         QVERIFY(selecting.wait(5000));
         OverlayWindow* overlay = m_selector->windows().first();
         QTRY_VERIFY(overlay->windowHandle()->isExposed());
-        xdo({QStringLiteral("mousemove"), QStringLiteral("300"), QStringLiteral("300"),
-             QStringLiteral("mousedown"), QStringLiteral("1"), QStringLiteral("mousemove"),
-             QStringLiteral("303"), QStringLiteral("400"), QStringLiteral("mouseup"), QStringLiteral("1")});
+        xdotool({QStringLiteral("mousemove"), QStringLiteral("300"), QStringLiteral("300"),
+                 QStringLiteral("mousedown"), QStringLiteral("1"), QStringLiteral("mousemove"),
+                 QStringLiteral("303"), QStringLiteral("400"), QStringLiteral("mouseup"),
+                 QStringLiteral("1")});
         QTest::qWait(200);
         QCOMPARE(finished.size(), 0);
         QVERIFY(overlay->isVisible());
         QVERIFY(!overlay->view()->selection());
 
         // Escape reaches the overlay through its keyboard grab, though another application was active.
-        xdo({QStringLiteral("key"), QStringLiteral("Escape")});
+        xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
         QVERIFY(finished.wait(5000));
         QCOMPARE(finished[0][0].toBool(), false);
         QCOMPARE(m_guide->steps().size(), 1);
@@ -202,8 +194,8 @@ private Q_SLOTS:
         QSignalSpy selecting(m_command.get(), &CaptureCommand::selecting);
         QSignalSpy finished(m_command.get(), &CaptureCommand::finished);
         const int presses = m_presses;
-        xdo({QStringLiteral("key"), QStringLiteral("--delay"), QStringLiteral("5"),
-             QStringLiteral("ctrl+alt+s"), QStringLiteral("ctrl+alt+s")});
+        xdotool({QStringLiteral("key"), QStringLiteral("--delay"), QStringLiteral("5"),
+                 QStringLiteral("ctrl+alt+s"), QStringLiteral("ctrl+alt+s")});
         QVERIFY(selecting.wait(5000));
         QTRY_COMPARE(m_presses, presses + 2);
         QTest::qWait(300);
@@ -214,7 +206,7 @@ private Q_SLOTS:
                  QString());
 
         // Started while Trovix was active: its main window is back in front afterwards.
-        xdo({QStringLiteral("key"), QStringLiteral("Escape")});
+        xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
         QVERIFY(finished.wait(5000));
         QCOMPARE(m_shown, 1);
         QTRY_VERIFY(!(m_main->windowState() & Qt::WindowMinimized) && m_main->windowHandle()->isExposed());
@@ -229,7 +221,6 @@ private Q_SLOTS:
         QTRY_VERIFY(item.trayIcon().toolTip().endsWith(QStringLiteral("1 step")));
         item.menu()->popup(QPoint(640, 360));
         QVERIFY(QTest::qWaitForWindowExposed(item.menu()));
-        screenshot(QStringLiteral("tray-menu.png"));
         item.menu()->actions().at(2)->trigger();
         QCOMPARE(captures, 1);
         item.menu()->close();
