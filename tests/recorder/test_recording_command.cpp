@@ -7,6 +7,7 @@
 #include "document/Guide.h"
 #include "recorder/Recorder.h"
 #include "support/FakeDialogs.h"
+#include "support/Xdotool.h"
 
 #include <QApplication>
 #include <QMainWindow>
@@ -14,12 +15,9 @@
 #include <QTest>
 
 using namespace trovix;
+using namespace trovix::testing;
 
 namespace {
-
-void xdotool(const QStringList& arguments) {
-    QCOMPARE(QProcess::execute(QStringLiteral("xdotool"), arguments), 0);
-}
 
 QStringList clickAt(const QRect& r) {
     return {QStringLiteral("mousemove"), QString::number(r.x() + r.width() / 2),
