@@ -12,16 +12,22 @@ export QT_QPA_PLATFORM=xcb NO_AT_BRIDGE=0 GTK_A11Y=atspi QT_LINUX_ACCESSIBILITY_
 Xvfb -displayfd 5 -screen 0 "${TROVIX_SCREEN:-1920x1080x24}" -nolisten tcp 5>"$TROVIX_TEST_TMP/display" \
     >/dev/null 2>&1 &
 xvfb=$!
-for _ in $(seq 100); do
+# Xvfb writes its display number once it accepts connections; a busy machine can take a while.
+for _ in $(seq 600); do
     [ -s "$TROVIX_TEST_TMP/display" ] && break
     sleep 0.05
 done
+if [ ! -s "$TROVIX_TEST_TMP/display" ]; then
+    echo "with-x11.sh: Xvfb did not start within 30 s" >&2
+    kill "$xvfb" 2>/dev/null
+    exit 1
+fi
 export DISPLAY=":$(head -n1 "$TROVIX_TEST_TMP/display")"
 pids=("$xvfb")
 cleanup() { kill "${pids[@]}" 2>/dev/null; wait 2>/dev/null; }
 trap cleanup EXIT
 start_wm() {
-    openbox --sm-disable >/dev/null 2>&1 &
+    openbox --sm-disable >>"$TROVIX_TEST_TMP/openbox.log" 2>&1 &
     wm_pid=$!
     pids+=("$wm_pid")
 }
@@ -43,7 +49,8 @@ for _ in $(seq 300); do
     sleep 0.1
 done
 if [ "$wm" != 1 ]; then
-    echo "with-x11.sh: openbox did not take the screen within 30 s" >&2
+    echo "with-x11.sh: openbox did not take the screen $DISPLAY within 30 s:" >&2
+    cat "$TROVIX_TEST_TMP/openbox.log" >&2
     exit 1
 fi
 "$@"
