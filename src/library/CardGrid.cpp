@@ -1,5 +1,8 @@
 #include "library/CardGrid.h"
 
+#include "library/CardGridAccessible.h"
+
+#include <QAccessible>
 #include <QApplication>
 #include <QContextMenuEvent>
 #include <QDir>
@@ -69,6 +72,8 @@ CardGrid::CardGrid(QWidget* parent)
     verticalScrollBar()->setSingleStep(24);
     m_photo = QIcon::fromTheme(QStringLiteral("image-x-generic-symbolic"),
                                QIcon::fromTheme(QStringLiteral("image-x-generic")));
+    CardGridAccessible::install();
+    setAccessibleName(QStringLiteral("Guides"));
 }
 
 QSize CardGrid::sizeHint() const {
@@ -94,8 +99,13 @@ int CardGrid::cardHeight() const {
 
 void CardGrid::setCards(const QList<GuideSummary>& cards) {
     m_cards = cards;
+    ++m_generation;
     updateScrollRange();
     viewport()->update();
+    if (QAccessible::isActive()) {
+        QAccessibleEvent event(this, QAccessible::ObjectReorder);
+        QAccessible::updateAccessibility(&event);
+    }
 }
 
 void CardGrid::setOpenURL(const QUrl& url) {

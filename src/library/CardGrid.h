@@ -41,6 +41,8 @@ public:
 
     void setCards(const QList<GuideSummary>& cards);
     const QList<GuideSummary>& cards() const { return m_cards; }
+    // Counts the calls to setCards, so that accessibility objects for old cards can be dropped.
+    int cardsGeneration() const { return m_generation; }
     // The guide open in the main window (badged, not trashable); empty for none.
     void setOpenURL(const QUrl& url);
     bool isOpen(const QUrl& url) const;
@@ -100,6 +102,7 @@ private:
     QUrl m_selected;
     QIcon m_photo; // the placeholder's picture
     int m_lastPainted = 0;
+    int m_generation = 0;
 };
 
 } // namespace trovix

@@ -93,6 +93,7 @@ LibraryView::LibraryView(LibraryModel& model, Guide& guide, QWidget* parent)
     m_search = new QLineEdit(this);
     m_search->setFrame(false);
     m_search->setPlaceholderText(QStringLiteral("Search guides"));
+    m_search->setAccessibleName(QStringLiteral("Search guides"));
     m_search->setClearButtonEnabled(true);
     m_search->setMinimumWidth(200);
     m_search->setStyleSheet(QStringLiteral("QLineEdit { background: transparent; }"));

@@ -6,6 +6,7 @@
 #include "library/LibraryWindowController.h"
 #include "support/FakeDialogs.h"
 
+#include <QAccessible>
 #include <QAction>
 #include <QDesktopServices>
 #include <QLineEdit>
@@ -251,6 +252,42 @@ private Q_SLOTS:
         QTest::mouseDClick(grid->viewport(), Qt::LeftButton, {},
                            QPoint(first.right() + 9, first.center().y()));
         QCOMPARE(m_openRequests.size(), 1);
+    }
+
+    void cards_areListItemsForScreenReaders_andFollowTheListing() {
+        auto controller = makeController();
+        controller->show();
+        QVERIFY(QTest::qWaitForWindowExposed(controller->window()));
+        CardGrid* grid = controller->view()->grid();
+        list(*controller, {card(QStringLiteral("Pictured"), 2), card(QStringLiteral("Bare"), 0)});
+
+        QAccessibleInterface* cards = QAccessible::queryAccessibleInterface(grid);
+        QVERIFY(cards);
+        QCOMPARE(cards->role(), QAccessible::List);
+        QCOMPARE(cards->childCount(), 2);
+        QAccessibleInterface* second = cards->child(1);
+        QCOMPARE(second->role(), QAccessible::ListItem);
+        QCOMPARE(second->text(QAccessible::Name), QStringLiteral("Bare"));
+        QCOMPARE(second->text(QAccessible::Description), CardGrid::captionLine(0, noon, QLocale::system()));
+        QCOMPARE(cards->indexOfChild(second), 1);
+        // Where the card is drawn, in screen coordinates, and found there again.
+        const QRect drawn = grid->cardRect(1);
+        QCOMPARE(second->rect(), QRect(grid->viewport()->mapToGlobal(drawn.topLeft()), drawn.size()));
+        QCOMPARE(cards->childAt(second->rect().center().x(), second->rect().center().y()), second);
+        // The default action opens the guide, as a double-click does.
+        second->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+        QCOMPARE(m_openRequests, QList<QUrl>{grid->cards()[1].url});
+        QCOMPARE(grid->selected(), grid->cards()[1].url);
+        QVERIFY(second->state().selected);
+
+        // A new listing replaces the items: the old ones go, the new ones name the new cards.
+        list(*controller, {card(QStringLiteral("Only"), 1)});
+        QCOMPARE(cards->childCount(), 1);
+        QCOMPARE(cards->child(0)->text(QAccessible::Name), QStringLiteral("Only"));
+        QVERIFY(!cards->child(1));
+        QCOMPARE(QAccessible::queryAccessibleInterface(controller->view()->findChild<QLineEdit*>())
+                     ->text(QAccessible::Name),
+                 QStringLiteral("Search guides"));
     }
 
     void grid_adaptsColumnsToTheWidthAndPaintsOnlyWhatIsInView() {
