@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QSettings>
 #include <QStandardPaths>
+#include <QThreadPool>
 #include <QtConcurrent/QtConcurrentMap>
 
 #include <algorithm>
@@ -28,6 +29,10 @@ bool Library::isGuideName(QStringView name) {
     return dot >= 0 && name.mid(dot + 1) == u"trovix";
 }
 
+namespace {
+Q_GLOBAL_STATIC(QThreadPool, scanPool)
+} // namespace
+
 QList<GuideSummary> Library::scan(const QString& folder, QSize thumbnailSize) {
     const QDir dir(folder);
     // Hidden entries count too; only the exact, case-sensitive extension does. Files and folders
@@ -41,9 +46,12 @@ QList<GuideSummary> Library::scan(const QString& folder, QSize thumbnailSize) {
     }
 
     // Each summary decodes a thumbnail, which dominates a large library's scan; blockingMapped keeps
-    // the listing order and lets the calling thread take part, so it is safe inside a pool task.
-    const QList<std::optional<GuideSummary>> read = QtConcurrent::blockingMapped(
-        paths, [thumbnailSize](const QString& path) { return GuideStore::summary(path, thumbnailSize); });
+    // the listing order and lets the calling thread take part. It has a pool of its own: called from a
+    // task of the global pool, it would find that pool's other threads busy or taken and run alone.
+    const QList<std::optional<GuideSummary>> read =
+        QtConcurrent::blockingMapped(scanPool(), paths, [thumbnailSize](const QString& path) {
+            return GuideStore::summary(path, thumbnailSize);
+        });
 
     QList<GuideSummary> list;
     list.reserve(read.size());
