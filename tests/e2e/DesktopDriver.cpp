@@ -125,13 +125,13 @@ void initAccessibility() {
 
 namespace {
 
-// Calls `visit` on every node of the application with this process id, depth first, until it
-// answers true.
-void walk(qint64 pid, const std::function<bool(AtspiAccessible*)>& visit) {
+// Calls `visit` on every node of the application with this process id, depth first down to
+// `maxDepth` (the application is 0, its windows 1), until it answers true.
+void walk(qint64 pid, const std::function<bool(AtspiAccessible*, int depth)>& visit, int maxDepth = 24) {
     std::function<bool(AtspiAccessible*, int)> descend = [&](AtspiAccessible* node, int depth) {
-        if (!node || depth > 16)
+        if (!node || depth > maxDepth)
             return false;
-        if (visit(node))
+        if (visit(node, depth))
             return true;
         const int children = atspi_accessible_get_child_count(node, nullptr);
         for (int i = 0; i < children; ++i) {
@@ -177,29 +177,72 @@ QRect extentsOf(AtspiAccessible* node) {
     return rect;
 }
 
+bool hasState(AtspiAccessible* node, AtspiStateType state) {
+    AtspiStateSet* states = atspi_accessible_get_state_set(node);
+    if (!states)
+        return false;
+    const bool result = atspi_state_set_contains(states, state);
+    g_object_unref(states);
+    return result;
+}
+
+AccessibleNode describe(AtspiAccessible* node, const QString& name, const QRect& rect) {
+    AccessibleNode n;
+    n.name = name;
+    gchar* role = atspi_accessible_get_role_name(node, nullptr);
+    n.role = QString::fromUtf8(role ? role : "");
+    g_free(role);
+    n.rect = rect;
+    if (AtspiStateSet* states = atspi_accessible_get_state_set(node)) {
+        n.showing = atspi_state_set_contains(states, ATSPI_STATE_SHOWING);
+        n.enabled = atspi_state_set_contains(states, ATSPI_STATE_ENABLED);
+        g_object_unref(states);
+    }
+    return n;
+}
+
 } // namespace
+
+std::optional<AccessibleNode> findAccessible(qint64 pid, const std::function<bool(const QString&)>& matches) {
+    std::optional<AccessibleNode> found;
+    walk(pid, [&](AtspiAccessible* node, int) {
+        const QString name = nameOf(node);
+        if (!matches(name))
+            return false;
+        const QRect rect = extentsOf(node);
+        if (rect.isEmpty())
+            return false;
+        found = describe(node, name, rect);
+        return true;
+    });
+    return found;
+}
 
 QRect findOnScreen(qint64 pid, const QString& name, int timeoutMs) {
     QElapsedTimer timer;
     timer.start();
     while (timer.elapsed() < timeoutMs) {
-        QRect found;
-        walk(pid, [&](AtspiAccessible* node) {
-            if (nameOf(node) != name)
-                return false;
-            found = extentsOf(node);
-            return !found.isEmpty();
-        });
-        if (!found.isEmpty())
-            return found;
+        if (const auto found = findAccessible(pid, [&](const QString& n) { return n == name; }))
+            return found->rect;
         QTest::qWait(200);
     }
     return {};
 }
 
+bool hasActiveWindow(qint64 pid) {
+    bool active = false;
+    const auto visitWindow = [&](AtspiAccessible* node, int depth) {
+        if (depth == 1)
+            active = hasState(node, ATSPI_STATE_ACTIVE);
+        return active;
+    };
+    walk(pid, visitWindow, 1);
+    return active;
+}
+
 QStringList accessibleNames(qint64 pid) {
     QStringList names;
-    walk(pid, [&](AtspiAccessible* node) {
+    walk(pid, [&](AtspiAccessible* node, int) {
         const QString name = nameOf(node);
         if (!name.isEmpty())
             names.append(name);
@@ -210,18 +253,8 @@ QStringList accessibleNames(qint64 pid) {
 
 QList<AccessibleNode> accessibleNodes(qint64 pid) {
     QList<AccessibleNode> nodes;
-    walk(pid, [&](AtspiAccessible* node) {
-        AccessibleNode n;
-        n.name = nameOf(node);
-        gchar* role = atspi_accessible_get_role_name(node, nullptr);
-        n.role = QString::fromUtf8(role ? role : "");
-        g_free(role);
-        n.rect = extentsOf(node);
-        if (AtspiStateSet* states = atspi_accessible_get_state_set(node)) {
-            n.showing = atspi_state_set_contains(states, ATSPI_STATE_SHOWING);
-            g_object_unref(states);
-        }
-        nodes.append(n);
+    walk(pid, [&](AtspiAccessible* node, int) {
+        nodes.append(describe(node, nameOf(node), extentsOf(node)));
         return false;
     });
     return nodes;

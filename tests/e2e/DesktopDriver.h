@@ -10,6 +10,9 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
+#include <optional>
+
 namespace trovix::desktop {
 
 // A path inside the test's scratch folder ($TROVIX_TEST_TMP).
@@ -51,8 +54,14 @@ struct AccessibleNode {
     QString role;
     QRect rect;
     bool showing = false;
+    bool enabled = false;
 };
 QList<AccessibleNode> accessibleNodes(qint64 pid);
+// The first object of that application's tree whose name `matches` and that has a place on the
+// screen; nullopt when there is none. Does not wait.
+std::optional<AccessibleNode> findAccessible(qint64 pid, const std::function<bool(const QString&)>& matches);
+// Whether one of that application's windows is the active one, as the application itself sees it.
+bool hasActiveWindow(qint64 pid);
 
 void click(const QPoint& point, int button = 1);
 inline void click(const QRect& rect) {

@@ -27,8 +27,6 @@
 #include <QRegularExpression>
 #include <QTest>
 
-#include <atspi/atspi.h>
-
 #include <functional>
 #include <memory>
 
@@ -97,91 +95,6 @@ QStringList workingTitles() {
     for (const QJsonValue& step : steps)
         titles.append(step.toObject().value("title").toString());
     return titles;
-}
-
-struct Found {
-    QString name;
-    QRect rect;
-    bool enabled = false;
-};
-
-// The first object of that application's tree whose name `matches` and that has a place on the
-// screen; nullopt when there is none.
-std::optional<Found> findAccessible(qint64 pid, const std::function<bool(const QString&)>& matches) {
-    std::optional<Found> result;
-    std::function<bool(AtspiAccessible*, int)> descend = [&](AtspiAccessible* node, int depth) {
-        if (!node || depth > 24)
-            return false;
-        gchar* own = atspi_accessible_get_name(node, nullptr);
-        const QString name = QString::fromUtf8(own ? own : "");
-        g_free(own);
-        if (matches(name)) {
-            Found found{name, {}, false};
-            if (AtspiComponent* component = atspi_accessible_get_component_iface(node)) {
-                if (AtspiRect* r = atspi_component_get_extents(component, ATSPI_COORD_TYPE_SCREEN, nullptr)) {
-                    found.rect = QRect(r->x, r->y, r->width, r->height);
-                    g_free(r);
-                }
-                g_object_unref(component);
-            }
-            if (AtspiStateSet* states = atspi_accessible_get_state_set(node)) {
-                found.enabled = atspi_state_set_contains(states, ATSPI_STATE_ENABLED);
-                g_object_unref(states);
-            }
-            if (found.rect.width() > 0 && found.rect.height() > 0) {
-                result = found;
-                return true;
-            }
-        }
-        const int children = atspi_accessible_get_child_count(node, nullptr);
-        for (int i = 0; i < children; ++i) {
-            AtspiAccessible* child = atspi_accessible_get_child_at_index(node, i, nullptr);
-            const bool done = descend(child, depth + 1);
-            if (child)
-                g_object_unref(child);
-            if (done)
-                return true;
-        }
-        return false;
-    };
-    AtspiAccessible* desktop = atspi_get_desktop(0);
-    const int apps = atspi_accessible_get_child_count(desktop, nullptr);
-    for (int i = 0; i < apps && !result; ++i) {
-        AtspiAccessible* app = atspi_accessible_get_child_at_index(desktop, i, nullptr);
-        if (app && qint64(atspi_accessible_get_process_id(app, nullptr)) == pid)
-            descend(app, 0);
-        if (app)
-            g_object_unref(app);
-    }
-    g_object_unref(desktop);
-    return result;
-}
-
-// Whether one of that application's windows is the active one, as the application itself sees it.
-bool hasActiveWindow(qint64 pid) {
-    bool active = false;
-    AtspiAccessible* desktop = atspi_get_desktop(0);
-    const int apps = atspi_accessible_get_child_count(desktop, nullptr);
-    for (int i = 0; i < apps; ++i) {
-        AtspiAccessible* app = atspi_accessible_get_child_at_index(desktop, i, nullptr);
-        if (app && qint64(atspi_accessible_get_process_id(app, nullptr)) == pid) {
-            const int windows = atspi_accessible_get_child_count(app, nullptr);
-            for (int w = 0; w < windows && !active; ++w) {
-                AtspiAccessible* window = atspi_accessible_get_child_at_index(app, w, nullptr);
-                if (!window)
-                    continue;
-                if (AtspiStateSet* states = atspi_accessible_get_state_set(window)) {
-                    active = atspi_state_set_contains(states, ATSPI_STATE_ACTIVE);
-                    g_object_unref(states);
-                }
-                g_object_unref(window);
-            }
-        }
-        if (app)
-            g_object_unref(app);
-    }
-    g_object_unref(desktop);
-    return active;
 }
 
 // Whether the control called `name` is enabled; nullopt when there is none.
