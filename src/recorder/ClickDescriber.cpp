@@ -33,13 +33,19 @@ const QStringList& ClickDescriber::interactiveRoles() {
 }
 
 std::optional<QString> ClickDescriber::string(const AccessibleElement& element, ElementAttribute attribute) {
-    std::optional<QString> value = element.text(attribute);
-    if (!value || value->isEmpty())
-        return std::nullopt;
+    const std::optional<QString> value = element.text(attribute);
+    return value ? usableLabel(*value) : std::nullopt;
+}
+
+std::optional<QString> ClickDescriber::usableLabel(const QString& text) {
     constexpr int limit = 80;
-    if (graphemeCount(*value, limit) >= limit)
+    if (text.isEmpty() || graphemeCount(text, limit) >= limit)
         return std::nullopt;
-    return value;
+    return text;
+}
+
+QString ClickDescriber::labelledTitle(const QString& label, const QString& suffix) {
+    return QStringLiteral("Click \u201C") + label + QStringLiteral("\u201D") + suffix;
 }
 
 std::optional<QRectF> ClickDescriber::frameOf(const AccessibleElement& element) {
@@ -64,7 +70,7 @@ ClickTarget ClickDescriber::describe(const AccessibleDesktop& desktop, QPointF l
     const std::optional<QString> application = desktop.frontmostApplicationName(location);
     const QString suffix =
         application && !application->isEmpty() ? QStringLiteral(" in ") + *application : QString();
-    const ClickTarget fallback{QStringLiteral("Click") + suffix, std::nullopt};
+    const ClickTarget fallback{QStringLiteral("Click") + suffix, std::nullopt, suffix};
 
     if (!desktop.isTrusted() || !primaryDisplay)
         return fallback;
@@ -108,10 +114,10 @@ ClickTarget ClickDescriber::describe(const AccessibleDesktop& desktop, QPointF l
         label = string(*hit, ElementAttribute::value);
 
     if (label)
-        return {QStringLiteral("Click \u201C") + *label + QStringLiteral("\u201D") + suffix, frame};
+        return {labelledTitle(*label, suffix), frame, std::nullopt};
     if (const std::optional<QString> role = string(*chosen, ElementAttribute::roleDescription))
-        return {QStringLiteral("Click the ") + *role + suffix, frame};
-    return {fallback.title, frame};
+        return {QStringLiteral("Click the ") + *role + suffix, frame, suffix};
+    return {fallback.title, frame, suffix};
 }
 
 } // namespace trovix

@@ -19,8 +19,12 @@ public:
     // The role names that count as controls a user clicks on purpose.
     static const QStringList& interactiveRoles();
 
-    // The attribute's text, when present, not empty and shorter than 80 user-perceived characters.
+    // The attribute's text, when present and a usable label.
     static std::optional<QString> string(const AccessibleElement& element, ElementAttribute attribute);
+    // The text when it can stand as a label: not empty and shorter than 80 user-perceived characters.
+    static std::optional<QString> usableLabel(const QString& text);
+    // "Click “label”" followed by suffix (" in Editor", or nothing).
+    static QString labelledTitle(const QString& label, const QString& suffix);
     // The element's frame from its position and size.
     static std::optional<QRectF> frameOf(const AccessibleElement& element);
 

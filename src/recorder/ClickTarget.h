@@ -12,8 +12,15 @@ namespace trovix {
 struct ClickTarget {
     QString title;
     std::optional<QRectF> frame;
+    // Set when the title names no label ("Click in Editor", "Click the button in Editor"): what a
+    // labelled title ends with (" in Editor", or nothing), so that a label found another way, such
+    // as on the screenshot, can still complete it.
+    std::optional<QString> labelSuffix = std::nullopt;
 
-    friend bool operator==(const ClickTarget&, const ClickTarget&) = default;
+    // Two targets are equal when they give the same step.
+    friend bool operator==(const ClickTarget& a, const ClickTarget& b) {
+        return a.title == b.title && a.frame == b.frame;
+    }
 };
 
 } // namespace trovix

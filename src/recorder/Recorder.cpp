@@ -2,6 +2,7 @@
 
 #include "document/Guide.h"
 #include "document/Step.h"
+#include "recorder/ClickDescriber.h"
 #include "recorder/ClickMark.h"
 #include "recorder/ScreenLayout.h"
 
@@ -24,6 +25,8 @@ public:
         : m_recorder(&recorder)
         , m_screen(QRectF(screen->geometry()))
         , m_location(location)
+        , m_deadline(std::chrono::steady_clock::now() +
+                     std::chrono::milliseconds(recorder.m_services.describeLimitMs))
         , m_prior(std::move(prior)) {
         if (m_prior && !m_prior->isFinished())
             connect(m_prior.get(), &ClickJob::finished, this, &ClickJob::advance);
@@ -81,13 +84,60 @@ private:
 
     void advance() {
         const QScopedValueRollback busy(m_busy, true);
-        if (m_finished || !m_captured || !m_target || (m_prior && !m_prior->isFinished()))
+        if (m_finished || !m_captured || !m_target)
+            return;
+        if (m_reading == Reading::notStarted)
+            m_reading = startReading() ? Reading::running : Reading::done;
+        if (m_reading == Reading::running || (m_prior && !m_prior->isFinished()))
             return;
         m_prior.reset();
         m_finished = true;
         if (m_recorder && m_recorder->isRecording() && !m_image.isNull())
             m_recorder->m_guide.append(makeStep());
         Q_EMIT finished();
+    }
+
+    // Where the description found no label, the screenshot may still show one; it is read off the
+    // main thread while the jobs before this one finish, and waited for no longer than the
+    // description would have been. False when there is nothing to read.
+    bool startReading() {
+        if (!m_recorder || !m_recorder->isRecording() || !m_target->labelSuffix || m_image.isNull())
+            return false;
+        const Recorder::Services& services = m_recorder->m_services;
+        if (!services.readLabel)
+            return false;
+        const double pixelsPerPoint = m_image.width() / m_screen.width();
+        const auto toPixels = [&](QPointF global) { return (global - m_screen.topLeft()) * pixelsPerPoint; };
+        std::optional<QRectF> frame;
+        if (m_target->frame)
+            frame = QRectF(toPixels(m_target->frame->topLeft()), m_target->frame->size() * pixelsPerPoint);
+
+        auto* watcher = new QFutureWatcher<std::optional<QString>>(this);
+        connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher] {
+            const QFuture<std::optional<QString>> done = watcher->future();
+            std::optional<QString> label;
+            try {
+                if (!done.isCanceled() && done.resultCount() > 0)
+                    label = done.result();
+            } catch (...) {
+            }
+            read(label);
+        });
+        watcher->setFuture(
+            services.readLabel(m_image, toPixels(m_location), frame, pixelsPerPoint, m_deadline));
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            m_deadline - std::chrono::steady_clock::now());
+        QTimer::singleShot(std::max<qint64>(0, left.count()), this, [this] { read(std::nullopt); });
+        return true;
+    }
+
+    void read(const std::optional<QString>& label) {
+        if (m_reading != Reading::running)
+            return;
+        if (label)
+            m_target->title = ClickDescriber::labelledTitle(*label, *m_target->labelSuffix);
+        m_reading = Reading::done;
+        advance();
     }
 
     Step makeStep() const {
@@ -99,10 +149,12 @@ private:
     QPointer<Recorder> m_recorder;
     QRectF m_screen;
     QPointF m_location;
+    std::chrono::steady_clock::time_point m_deadline;
     std::shared_ptr<ClickJob> m_prior;
     QImage m_image;
     bool m_captured = false;
     std::optional<ClickTarget> m_target;
+    enum class Reading { notStarted, running, done } m_reading = Reading::notStarted;
     bool m_finished = false;
     bool m_busy = false;
 };

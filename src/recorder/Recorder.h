@@ -7,8 +7,10 @@
 #include <QObject>
 #include <QPointF>
 
+#include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 
 class QScreen;
 
@@ -41,8 +43,16 @@ public:
         std::function<std::unique_ptr<QObject>(Recorder& recorder)> installMonitor;
         // Switches the desktop's accessibility on, so that applications describe their controls.
         std::function<void()> enableAccessibility;
+        // Reads the clicked control's label off the click's screenshot, for a click the description
+        // found no label for: the screenshot, the click and the control's frame when known (in the
+        // screenshot's pixels), its pixels per point, and when to give up. The future may finish on
+        // any thread. Null where no text recognition is installed.
+        std::function<QFuture<std::optional<QString>>(
+            const QImage& screenshot, QPointF click, const std::optional<QRectF>& frame,
+            double pixelsPerPoint, std::chrono::steady_clock::time_point deadline)>
+            readLabel;
         // How long describe takes at most; a description later than this plus a margin is not
-        // waited for.
+        // waited for. A label read off the screenshot must be in by the same time after the click.
         int describeLimitMs = Recorder::describeBudgetMs;
     };
 

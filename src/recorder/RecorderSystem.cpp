@@ -1,13 +1,18 @@
-// The recorder's connections to the real system: the X11 click monitor, the accessibility service
-// and the screen capture. Kept apart so that tests of the click chain link none of them.
+// The recorder's connections to the real system: the X11 click monitor, the accessibility service,
+// text recognition and the screen capture. Kept apart so that tests of the click chain link none of
+// them.
 #include "capture/Capture.h"
 #include "platform/atspi/AtspiService.h"
+#include "platform/ocr/TesseractRecognizer.h"
 #include "platform/x11/XInputClickMonitor.h"
 #include "recorder/ClickDescriber.h"
 #include "recorder/Recorder.h"
 #include "recorder/ScreenLayout.h"
+#include "recorder/ScreenText.h"
 
 #include <QPointer>
+#include <QThreadPool>
+#include <QtConcurrent/QtConcurrentRun>
 
 #include <chrono>
 #include <future>
@@ -23,6 +28,41 @@ std::optional<QRectF> primaryScreen(const ScreenLayout& layout) {
         return std::nullopt;
     return layout.screens.constFirst().geometry;
 }
+
+// Reads labels off click screenshots: one engine for the whole run, loaded in the background as
+// soon as a recorder is made, reading one click at a time on a thread of its own so that a burst
+// of clicks queues there rather than on the user interface.
+class LabelReader {
+public:
+    // Null when text recognition is not installed.
+    static LabelReader* instance() {
+        static const std::unique_ptr<LabelReader> reader = [] {
+            std::shared_ptr<TesseractRecognizer> recognizer = TesseractRecognizer::create();
+            return recognizer ? std::make_unique<LabelReader>(std::move(recognizer)) : nullptr;
+        }();
+        return reader.get();
+    }
+
+    explicit LabelReader(std::shared_ptr<TesseractRecognizer> recognizer)
+        : m_recognizer(std::move(recognizer)) {
+        m_pool.setMaxThreadCount(1);
+        // The engine stays loaded between clicks and recordings; its thread need not.
+        m_pool.setExpiryTimeout(-1);
+        m_pool.start([recognizer = m_recognizer] { recognizer->load(); });
+    }
+
+    QFuture<std::optional<QString>> read(const QImage& screenshot, QPointF click,
+                                         const std::optional<QRectF>& frame, double pixelsPerPoint,
+                                         Clock::time_point deadline) {
+        return QtConcurrent::run(&m_pool, [=, recognizer = m_recognizer] {
+            return ScreenText::read(*recognizer, screenshot, click, frame, pixelsPerPoint, deadline);
+        });
+    }
+
+private:
+    std::shared_ptr<TesseractRecognizer> m_recognizer;
+    QThreadPool m_pool;
+};
 
 } // namespace
 
@@ -51,6 +91,13 @@ Recorder::Services Recorder::systemServices(int budgetMs) {
             },
             layout, deadline);
     };
+    if (LabelReader* reader = LabelReader::instance()) {
+        services.readLabel = [reader](const QImage& screenshot, QPointF click,
+                                      const std::optional<QRectF>& frame, double pixelsPerPoint,
+                                      Clock::time_point deadline) {
+            return reader->read(screenshot, click, frame, pixelsPerPoint, deadline);
+        };
+    }
     services.installMonitor = [](Recorder& recorder) -> std::unique_ptr<QObject> {
         auto monitor = std::make_unique<XInputClickMonitor>();
         if (!monitor->isActive())
