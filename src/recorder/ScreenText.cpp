@@ -85,8 +85,11 @@ std::optional<QString> ScreenText::nearestLabel(const QList<ScreenWord>& words, 
     }
     if (anchor < 0)
         return std::nullopt;
+    // Read as one line, a word's box may stretch over the region's whole height; text is no taller
+    // than half of it.
+    const auto textHeight = [&](const QRectF& box) { return std::min(box.height(), region.height() / 2.0); };
     const QRectF anchorBox = usable[anchor].box;
-    if (!frame && nearest > reachInWordHeights * anchorBox.height())
+    if (!frame && nearest > reachInWordHeights * textHeight(anchorBox))
         return std::nullopt;
 
     // The anchor's line, left to right, and the run of closely spaced words around the anchor.
@@ -104,7 +107,7 @@ std::optional<QString> ScreenText::nearestLabel(const QList<ScreenWord>& words, 
     const auto adjacent = [&](qsizetype left) {
         const QRectF& a = line[left].box;
         const QRectF& b = line[left + 1].box;
-        return b.left() - a.right() <= wordGapInLineHeights * std::max(a.height(), b.height());
+        return b.left() - a.right() <= wordGapInLineHeights * std::max(textHeight(a), textHeight(b));
     };
     qsizetype first = at;
     qsizetype last = at;
