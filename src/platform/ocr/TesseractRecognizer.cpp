@@ -142,6 +142,9 @@ bool TesseractRecognizer::loadLocked() {
     // Its notes ("Estimating resolution as …") are of no use to a user.
     tess.setVariable(api, "debug_file", "/dev/null");
     tess.setPageSegMode(api, tesseract::PSM_SINGLE_LINE);
+    // Local (Sauvola) thresholds: with one threshold for the whole band, a dark panel beside the
+    // control makes grey text, such as a disabled label, vanish into the background.
+    tess.setVariable(api, "thresholding_method", "2");
     m_api = api;
     return true;
 }
