@@ -62,7 +62,7 @@ public:
     // so that a click on an icon does not take the label of a control beside it.
     static constexpr double reachInWordHeights = 2.5;
     // Words of one label are at most this many line heights apart.
-    static constexpr double wordGapInLineHeights = 1.0;
+    static constexpr double wordGapInLineHeights = 0.8;
 };
 
 } // namespace trovix

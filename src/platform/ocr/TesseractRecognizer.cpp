@@ -30,6 +30,7 @@ struct TesseractRecognizer::Library {
     decltype(&TessPageIteratorBoundingBox) boundingBox = nullptr;
     decltype(&TessResultIteratorDelete) deleteIterator = nullptr;
     decltype(&TessDeleteText) deleteText = nullptr;
+    decltype(&TessPageIteratorIsAtBeginningOf) isAtBeginningOf = nullptr;
     decltype(&TessMonitorCreate) createMonitor = nullptr;
     decltype(&TessMonitorDelete) deleteMonitor = nullptr;
     decltype(&TessMonitorSetDeadlineMSecs) setDeadline = nullptr;
@@ -63,6 +64,7 @@ struct TesseractRecognizer::Library {
             resolve(lib->boundingBox, "TessPageIteratorBoundingBox");
             resolve(lib->deleteIterator, "TessResultIteratorDelete");
             resolve(lib->deleteText, "TessDeleteText");
+            resolve(lib->isAtBeginningOf, "TessPageIteratorIsAtBeginningOf");
             resolve(lib->createMonitor, "TessMonitorCreate");
             resolve(lib->deleteMonitor, "TessMonitorDelete");
             resolve(lib->setDeadline, "TessMonitorSetDeadlineMSecs");
@@ -86,6 +88,31 @@ QStringList dataDirectories() {
         return {prefix, prefix + QStringLiteral("/tessdata")};
     return {QStringLiteral("/usr/share/tesseract-ocr/5/tessdata"),
             QStringLiteral("/usr/share/tesseract-ocr/4.00/tessdata"), QStringLiteral("/usr/share/tessdata")};
+}
+
+// A control's own glyph drawn close to its label (a check box's tick, a radio button's dot, a
+// border) comes back as a mark at the word's start or end ("@checkbutton") and drags the whole
+// word's confidence down. Without those marks, the word is as sure as its least sure letter.
+ScreenWord withoutMarks(const ScreenWord& word, const QList<ScreenWord>& symbols) {
+    const auto isMark = [](const ScreenWord& symbol) {
+        const QChar c = symbol.text.size() == 1 ? symbol.text.at(0) : QChar();
+        return (c.isSymbol() || c.isPunct()) && !QStringLiteral("()[]\"'.,:;!?&%#+-/").contains(c);
+    };
+    qsizetype first = 0;
+    qsizetype last = symbols.size() - 1;
+    while (first <= last && isMark(symbols[first]))
+        ++first;
+    while (last >= first && isMark(symbols[last]))
+        --last;
+    if (first == 0 && last == symbols.size() - 1)
+        return word;
+    ScreenWord kept{QString(), QRectF(), 100};
+    for (qsizetype i = first; i <= last; ++i) {
+        kept.text += symbols[i].text;
+        kept.box = kept.box.isNull() ? symbols[i].box : kept.box.united(symbols[i].box);
+        kept.confidence = std::min(kept.confidence, symbols[i].confidence);
+    }
+    return kept;
 }
 
 } // namespace
@@ -176,19 +203,36 @@ QList<ScreenWord> TesseractRecognizer::words(const QImage& picture, Clock::time_
         return {};
 
     QList<ScreenWord> words;
-    TessResultIterator* word = tess.iterator(api);
-    if (!word)
+    TessResultIterator* at = tess.iterator(api);
+    if (!at)
         return words;
-    do {
-        char* text = tess.text(word, tesseract::RIL_WORD);
+    QList<ScreenWord> symbols;
+    ScreenWord word;
+    const auto finishWord = [&] {
+        if (!symbols.isEmpty())
+            words.append(withoutMarks(word, symbols));
+        symbols.clear();
+    };
+    const auto read = [&](TessPageIteratorLevel level) {
+        ScreenWord item;
+        char* text = tess.text(at, level);
         int x1 = 0, y1 = 0, x2 = 0, y2 = 0;
-        if (text && tess.boundingBox(tess.pageIterator(word), tesseract::RIL_WORD, &x1, &y1, &x2, &y2))
-            words.append({QString::fromUtf8(text), QRectF(QPointF(x1, y1), QPointF(x2, y2)),
-                          double(tess.confidence(word, tesseract::RIL_WORD))});
+        if (text && tess.boundingBox(tess.pageIterator(at), level, &x1, &y1, &x2, &y2))
+            item = {QString::fromUtf8(text), QRectF(QPointF(x1, y1), QPointF(x2, y2)),
+                    double(tess.confidence(at, level))};
         if (text)
             tess.deleteText(text);
-    } while (tess.next(word, tesseract::RIL_WORD));
-    tess.deleteIterator(word);
+        return item;
+    };
+    do {
+        if (tess.isAtBeginningOf(tess.pageIterator(at), tesseract::RIL_WORD)) {
+            finishWord();
+            word = read(tesseract::RIL_WORD);
+        }
+        symbols.append(read(tesseract::RIL_SYMBOL));
+    } while (tess.next(at, tesseract::RIL_SYMBOL));
+    finishWord();
+    tess.deleteIterator(at);
     return words;
 }
 
