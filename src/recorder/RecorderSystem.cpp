@@ -10,6 +10,7 @@
 #include "recorder/ScreenLayout.h"
 #include "recorder/ScreenText.h"
 
+#include <QCoreApplication>
 #include <QPointer>
 #include <QThreadPool>
 #include <QtConcurrent/QtConcurrentRun>
@@ -30,24 +31,30 @@ std::optional<QRectF> primaryScreen(const ScreenLayout& layout) {
 }
 
 // Reads labels off click screenshots: one engine for the whole run, loaded in the background as
-// soon as a recorder is made, reading one click at a time on a thread of its own so that a burst
-// of clicks queues there rather than on the user interface.
+// soon as a recorder is made and kept between clicks and recordings, reading one click at a time
+// on a thread of its own so that a burst of clicks queues there rather than on the user interface.
 class LabelReader {
 public:
-    // Null when text recognition is not installed.
+    // Null when text recognition is not installed, and once the application object has gone.
     static LabelReader* instance() {
-        static const std::unique_ptr<LabelReader> reader = [] {
+        static LabelReader* reader = []() -> LabelReader* {
             std::shared_ptr<TesseractRecognizer> recognizer = TesseractRecognizer::create();
-            return recognizer ? std::make_unique<LabelReader>(std::move(recognizer)) : nullptr;
+            if (!recognizer)
+                return nullptr;
+            // Tesseract shares its dictionaries through a cache among its own statics; the engine
+            // has to hand them back before those go, so it goes with the application object.
+            qAddPostRoutine([] {
+                delete reader;
+                reader = nullptr;
+            });
+            return new LabelReader(std::move(recognizer));
         }();
-        return reader.get();
+        return reader;
     }
 
     explicit LabelReader(std::shared_ptr<TesseractRecognizer> recognizer)
         : m_recognizer(std::move(recognizer)) {
         m_pool.setMaxThreadCount(1);
-        // The engine stays loaded between clicks and recordings; its thread need not.
-        m_pool.setExpiryTimeout(-1);
         m_pool.start([recognizer = m_recognizer] { recognizer->load(); });
     }
 

@@ -95,7 +95,7 @@ std::optional<QString> ScreenText::nearestLabel(const QList<ScreenWord>& words, 
     // The anchor's line, left to right, and the run of closely spaced words around the anchor.
     QList<ScreenWord> line;
     for (const ScreenWord& word : usable) {
-        const double tolerance = std::max(word.box.height(), anchorBox.height()) / 2;
+        const double tolerance = std::max(textHeight(word.box), textHeight(anchorBox)) / 2;
         if (std::abs(word.box.center().y() - anchorBox.center().y()) <= tolerance)
             line.append(word);
     }
