@@ -8,6 +8,8 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
+
 namespace trovix {
 
 // The few entry points of Tesseract's C interface that recognition needs, from the library opened

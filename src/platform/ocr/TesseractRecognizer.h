@@ -13,7 +13,7 @@ namespace trovix {
 // Text recognition with the system's Tesseract, loaded when first needed and kept loaded: its
 // model takes a noticeable time to read, a line of text takes milliseconds. The library is opened
 // at run time, so that a system without it (or without its language data) simply reads nothing.
-// One recognition at a time; call from any one thread at a time or several, they queue.
+// Callable from any thread; recognitions run one at a time.
 class TesseractRecognizer : public TextRecognizer {
 public:
     // A recogniser for the locale's language where its data is installed, else English; null when
