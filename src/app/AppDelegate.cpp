@@ -86,9 +86,10 @@ void AppDelegate::launch() {
         };
     };
     m_statusItem = std::make_unique<StatusItem>(
-        *m_guide, StatusItem::Actions{command(&AppDelegate::showAction), command(&AppDelegate::libraryAction),
-                                      command(&AppDelegate::captureRegion), command(&AppDelegate::toggleRecording),
-                                      command(&AppDelegate::quitAction)});
+        *m_guide,
+        StatusItem::Actions{command(&AppDelegate::showAction), command(&AppDelegate::libraryAction),
+                            command(&AppDelegate::captureRegion), command(&AppDelegate::toggleRecording),
+                            command(&AppDelegate::quitAction)});
     m_documents.startWindowRefresh();
     m_documents.refreshWindow();
     HotKey::registerHotKey(1, HotKey::keyS, HotKey::controlOption, command(&AppDelegate::captureRegion));
@@ -178,6 +179,15 @@ void AppDelegate::saveAsAction() {
 void AppDelegate::showAction() {
     if (m_mainWindow)
         m_mainWindow->bringToFront();
+}
+
+void AppDelegate::runCommand(const QString& command) {
+    if (command == QLatin1String("capture"))
+        captureRegion();
+    else if (command == QLatin1String("toggle-recording"))
+        toggleRecording();
+    else if (command == QLatin1String("library"))
+        showLibrary();
 }
 
 void AppDelegate::libraryAction() {

@@ -63,6 +63,8 @@ public Q_SLOTS:
     void toggleRecording();             // filled in by the click recorder
     void annotate(const QUuid& stepId); // opens an annotation editor on the step
     void showLibrary();                 // lists the library in its window
+    // A command from the command line ("capture", "toggle-recording", "library"); others do nothing.
+    void runCommand(const QString& command);
 
     void newGuideAction();
     void openAction();
@@ -82,7 +84,7 @@ private:
     std::unique_ptr<MainWindowController> m_mainWindow;
     std::unique_ptr<RegionSelector> m_selector; // made at construction, reused for every capture
     std::unique_ptr<CaptureCommand> m_capture;
-    std::unique_ptr<StatusItem> m_statusItem; // made at launch
+    std::unique_ptr<StatusItem> m_statusItem;                 // made at launch
     std::unique_ptr<LibraryWindowController> m_libraryWindow; // made on first use, then kept
     MainMenu* m_menu = nullptr;
     std::unique_ptr<Recorder> m_recorder; // made on first use, then kept

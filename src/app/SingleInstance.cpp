@@ -13,20 +13,31 @@ namespace trovix {
 
 namespace {
 
-// Paths travel as UTF-8 lines; an empty message asks to come to the front.
-QByteArray encode(const QStringList& paths) {
+// Absolute paths travel as UTF-8 lines, a command as a line starting with '!' (no absolute path
+// does); an empty message asks to come to the front.
+QByteArray encode(const QStringList& paths, const QString& command) {
     QByteArray data;
     for (const QString& path : paths)
         data += path.toUtf8() + '\n';
+    if (!command.isEmpty())
+        data += '!' + command.toUtf8() + '\n';
     return data;
 }
 
-QStringList decode(const QByteArray& data) {
+struct Request {
     QStringList paths;
-    for (const QByteArray& line : data.split('\n'))
-        if (!line.isEmpty())
-            paths.append(QString::fromUtf8(line));
-    return paths;
+    QString command;
+};
+
+Request decode(const QByteArray& data) {
+    Request request;
+    for (const QByteArray& line : data.split('\n')) {
+        if (line.startsWith('!'))
+            request.command = QString::fromUtf8(line.mid(1));
+        else if (!line.isEmpty())
+            request.paths.append(QString::fromUtf8(line));
+    }
+    return request;
 }
 
 bool anyoneListening() {
@@ -57,12 +68,12 @@ QString SingleInstance::socketPath() {
     return QDir(dir).filePath(QStringLiteral("trovix-%1").arg(display));
 }
 
-bool SingleInstance::sendToRunning(const QStringList& paths, int timeoutMs) {
+bool SingleInstance::sendToRunning(const QStringList& paths, int timeoutMs, const QString& command) {
     QLocalSocket socket;
     socket.connectToServer(socketPath());
     if (!socket.waitForConnected(timeoutMs))
         return false;
-    socket.write(encode(paths));
+    socket.write(encode(paths, command));
     socket.write("\n"); // an empty line ends the message
     if (!socket.waitForBytesWritten(timeoutMs))
         return false;
@@ -91,14 +102,22 @@ bool SingleInstance::listen() {
                 *buffer += socket->readAll();
                 if (!buffer->endsWith("\n\n") && *buffer != "\n")
                     return;
-                const QStringList paths = decode(*buffer);
+                const Request request = decode(*buffer);
                 buffer->clear();
                 socket->write("ok\n");
                 socket->flush();
                 // Later, from the event loop: opening may ask questions in modal loops, during which
                 // the sender disconnects and this socket is deleted under its own signal.
                 QMetaObject::invokeMethod(
-                    this, [this, paths] { Q_EMIT openRequested(paths); }, Qt::QueuedConnection);
+                    this,
+                    [this, request] {
+                        // A bare command (a desktop shortcut) must not pull the main window forward.
+                        if (!request.paths.isEmpty() || request.command.isEmpty())
+                            Q_EMIT openRequested(request.paths);
+                        if (!request.command.isEmpty())
+                            Q_EMIT commandRequested(request.command);
+                    },
+                    Qt::QueuedConnection);
             });
         }
     });

@@ -1,4 +1,5 @@
 #include "app/AppDelegate.h"
+#include "app/CommandLine.h"
 #include "app/Icons.h"
 #include "app/SingleInstance.h"
 
@@ -9,6 +10,7 @@
 #include <QSocketNotifier>
 
 #include <csignal>
+#include <cstdio>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -41,9 +43,42 @@ void quitOnSignals(trovix::AppDelegate& app) {
     sigaction(SIGINT, &action, nullptr);
 }
 
+// Whether Qt can open a display at all; without one it would abort with its own platform error.
+bool hasDisplay() {
+    return qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY") ||
+           qEnvironmentVariableIsSet("QT_QPA_PLATFORM");
+}
+
+void print(FILE* stream, const QString& text) {
+    std::fputs(text.toLocal8Bit().constData(), stream);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i)
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+    const trovix::CommandLine line = trovix::CommandLine::parse(arguments);
+    switch (line.action) {
+    case trovix::CommandLine::Action::help:
+        print(stdout, trovix::CommandLine::usage());
+        return 0;
+    case trovix::CommandLine::Action::version:
+        print(stdout, trovix::CommandLine::versionText());
+        return 0;
+    case trovix::CommandLine::Action::invalid:
+        print(stderr, QStringLiteral("trovix: %1\n\n").arg(line.error) + trovix::CommandLine::usage());
+        return 2;
+    case trovix::CommandLine::Action::run:
+        break;
+    }
+    if (!hasDisplay()) {
+        print(stderr, QStringLiteral("trovix: cannot start: no display to show windows on "
+                                     "(neither DISPLAY nor WAYLAND_DISPLAY is set)\n"));
+        return 1;
+    }
+
     QApplication::setOrganizationName(QStringLiteral("Trovix"));
     QApplication::setApplicationName(QStringLiteral("Trovix"));
     QApplication::setDesktopFileName(QStringLiteral("trovix"));
@@ -56,11 +91,10 @@ int main(int argc, char** argv) {
 
     // Guide folders to open, as absolute paths (a second launch may run in another folder).
     QStringList paths;
-    for (const QString& argument : application.arguments().mid(1))
-        if (!argument.startsWith(u'-'))
-            paths.append(QFileInfo(argument).absoluteFilePath());
+    for (const QString& argument : line.paths)
+        paths.append(QFileInfo(argument).absoluteFilePath());
 
-    if (trovix::SingleInstance::sendToRunning(paths))
+    if (trovix::SingleInstance::sendToRunning(paths, 2000, line.command))
         return 0;
     trovix::SingleInstance instance;
     instance.listen();
@@ -68,6 +102,8 @@ int main(int argc, char** argv) {
     trovix::AppDelegate app;
     QObject::connect(&instance, &trovix::SingleInstance::openRequested, &app,
                      &trovix::AppDelegate::openRequest);
+    QObject::connect(&instance, &trovix::SingleInstance::commandRequested, &app,
+                     &trovix::AppDelegate::runCommand);
     quitOnSignals(app);
     // A desktop session that ends asks about unsaved changes when it lets the user answer.
     QObject::connect(&application, &QGuiApplication::commitDataRequest, &app,
@@ -88,5 +124,8 @@ int main(int argc, char** argv) {
     app.launch();
     if (!paths.isEmpty())
         app.openRequest(paths);
+    if (!line.command.isEmpty()) // once the event loop runs, as from a running instance
+        QMetaObject::invokeMethod(
+            &app, [&app, command = line.command] { app.runCommand(command); }, Qt::QueuedConnection);
     return application.exec();
 }
