@@ -46,7 +46,7 @@ QIcon tinted(const QIcon& icon, const QColor& colour) {
 }
 
 QIcon application() {
-    QIcon icon = QIcon::fromTheme(QStringLiteral("trovix"));
+    QIcon icon = QIcon::fromTheme(QStringLiteral("io.github.trovix.Trovix"));
     if (icon.isNull())
         icon = QIcon(QStringLiteral(":/trovix/trovix.svg"));
     return icon;

@@ -81,7 +81,7 @@ int main(int argc, char** argv) {
 
     QApplication::setOrganizationName(QStringLiteral("Trovix"));
     QApplication::setApplicationName(QStringLiteral("Trovix"));
-    QApplication::setDesktopFileName(QStringLiteral("trovix"));
+    QApplication::setDesktopFileName(QStringLiteral("io.github.trovix.Trovix"));
     QApplication application(argc, argv);
     QApplication::setApplicationDisplayName(QStringLiteral("Trovix"));
     // Closing every window leaves Trovix running; it quits from its menus.

@@ -1,0 +1,43 @@
+# What a system install holds besides the two programs, and the Debian package made of it with
+# `cpack -G DEB` in a Release tree.
+set(TROVIX_ID io.github.trovix.Trovix)
+install(FILES ${PROJECT_SOURCE_DIR}/data/${TROVIX_ID}.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
+install(FILES ${PROJECT_SOURCE_DIR}/data/${TROVIX_ID}.metainfo.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
+install(FILES ${PROJECT_SOURCE_DIR}/data/trovix.svg
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps RENAME ${TROVIX_ID}.svg)
+foreach(size 48 256)
+    install(FILES ${PROJECT_SOURCE_DIR}/data/icons/${TROVIX_ID}-${size}.png
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/${size}x${size}/apps RENAME ${TROVIX_ID}.png)
+endforeach()
+
+# Manual pages go in compressed, as Debian's policy wants them.
+find_program(TROVIX_GZIP gzip REQUIRED)
+set(man_pages)
+foreach(page trovix.1 trovix-export.1)
+    add_custom_command(OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/man/${page}.gz
+        COMMAND ${CMAKE_COMMAND} -E make_directory ${CMAKE_CURRENT_BINARY_DIR}/man
+        COMMAND ${TROVIX_GZIP} -9n -c ${PROJECT_SOURCE_DIR}/data/man/${page} > ${CMAKE_CURRENT_BINARY_DIR}/man/${page}.gz
+        DEPENDS ${PROJECT_SOURCE_DIR}/data/man/${page} VERBATIM)
+    list(APPEND man_pages ${CMAKE_CURRENT_BINARY_DIR}/man/${page}.gz)
+endforeach()
+add_custom_target(trovix_man_pages ALL DEPENDS ${man_pages})
+install(FILES ${man_pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+
+set(CPACK_PACKAGE_NAME trovix)
+set(CPACK_PACKAGE_VENDOR "The Trovix developers")
+set(CPACK_PACKAGE_CONTACT "Trovix developers <trovix@users.noreply.github.com>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "turn screenshots into step-by-step illustrated guides")
+set(CPACK_PACKAGE_DESCRIPTION "Capture regions of the screen or record clicks in other applications,\
+ annotate the steps, keep guides in a library and export them as Markdown, HTML or PDF.")
+set(CPACK_PACKAGE_HOMEPAGE_URL "https://trovix.github.io/")
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# Qt plugins the programs load at run time: the X11 and offscreen platforms, the SVG icon.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "qt6-qpa-plugins, libqt6svg6")
+# Opened at run time (screen-read click titles, accessibility bus, sound theme), so shlibdeps
+# cannot see them; Trovix works without each.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "at-spi2-core, libtesseract5, tesseract-ocr-eng, qt6-wayland, xdg-desktop-portal")
+set(CPACK_GENERATOR DEB)
+include(CPack)

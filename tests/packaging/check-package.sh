@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Validates the desktop entry and the AppStream metainfo, builds the Debian package of this Release
+# tree and unpacks it into a scratch root to check what it installs and what it depends on.
+# Usage: check-package.sh SOURCE_DIR BINARY_DIR BUILD_TYPE. Exits 77 (skipped) outside Release trees.
+set -u
+src=$1 bin=$2 type=$3
+fail() { echo "check-package: $*" >&2; exit 1; }
+for tool in desktop-file-validate appstreamcli cpack dpkg-deb; do
+    command -v "$tool" >/dev/null || { echo "check-package: $tool is missing"; exit 77; }
+done
+id=io.github.trovix.Trovix
+desktop-file-validate "$src/data/$id.desktop" || fail "the desktop entry does not validate"
+appstreamcli validate --no-net "$src/data/$id.metainfo.xml" || fail "the metainfo does not validate"
+[ "$type" = Release ] || { echo "check-package: not a Release tree ($type)"; exit 77; }
+
+out=$(mktemp -d)
+trap 'rm -rf "$out"' EXIT
+(cd "$bin" && cpack -G DEB -B "$out" >"$out/cpack.log" 2>&1) || { cat "$out/cpack.log"; fail "cpack failed"; }
+deb=$(ls "$out"/trovix_*_amd64.deb 2>/dev/null | head -n1)
+[ -n "$deb" ] || fail "no trovix_<version>_amd64.deb was made"
+dpkg-deb -x "$deb" "$out/root" || fail "the package does not unpack"
+for path in usr/bin/trovix usr/bin/trovix-export \
+    usr/share/applications/$id.desktop usr/share/metainfo/$id.metainfo.xml \
+    usr/share/icons/hicolor/scalable/apps/$id.svg usr/share/icons/hicolor/48x48/apps/$id.png \
+    usr/share/icons/hicolor/256x256/apps/$id.png \
+    usr/share/man/man1/trovix.1.gz usr/share/man/man1/trovix-export.1.gz; do
+    [ -s "$out/root/$path" ] || fail "the package lacks /$path"
+done
+extra=$(cd "$out/root" && find . -type f | grep -vE '^\./usr/(bin|share/(applications|metainfo|icons|man))/')
+[ -z "$extra" ] || fail "the package holds unexpected files: $extra"
+depends=$(dpkg-deb -f "$deb" Depends)
+for lib in libqt6widgets6 libqt6core6 libcairo2 libxcb-xinput0; do
+    grep -q "$lib" <<<"$depends" || fail "Depends lacks $lib (computed: $depends)"
+done
+"$out/root/usr/bin/trovix" --version | grep -q '^trovix ' || fail "the packaged trovix does not say its version"
+echo "check-package: $(basename "$deb") is complete"
