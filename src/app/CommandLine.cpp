@@ -7,12 +7,36 @@ namespace {
 const QStringList commands = {QStringLiteral("capture"), QStringLiteral("toggle-recording"),
                               QStringLiteral("library")};
 
+// Qt's own options (`trovix -style Fusion`, `-platform xcb`), left for QApplication to take.
+const QStringList qtOptionsWithValue = {QStringLiteral("platform"),
+                                        QStringLiteral("platformpluginpath"),
+                                        QStringLiteral("platformtheme"),
+                                        QStringLiteral("plugin"),
+                                        QStringLiteral("qwindowgeometry"),
+                                        QStringLiteral("geometry"),
+                                        QStringLiteral("qwindowtitle"),
+                                        QStringLiteral("title"),
+                                        QStringLiteral("qwindowicon"),
+                                        QStringLiteral("icon"),
+                                        QStringLiteral("display"),
+                                        QStringLiteral("style"),
+                                        QStringLiteral("stylesheet"),
+                                        QStringLiteral("session"),
+                                        QStringLiteral("name")};
+const QStringList qtFlags = {QStringLiteral("reverse"), QStringLiteral("nograb"), QStringLiteral("dograb"),
+                             QStringLiteral("sync"), QStringLiteral("widgetcount")};
+
 } // namespace
 
 CommandLine CommandLine::parse(const QStringList& arguments) {
     CommandLine line;
     bool optionsEnded = false;
+    bool skipValue = false;
     for (const QString& argument : arguments) {
+        if (skipValue) {
+            skipValue = false;
+            continue;
+        }
         if (optionsEnded || !argument.startsWith(u'-') || argument == QLatin1String("-")) {
             line.paths.append(argument);
             continue;
@@ -25,6 +49,13 @@ CommandLine CommandLine::parse(const QStringList& arguments) {
             return CommandLine{Action::help, {}, {}, {}};
         if (argument == QLatin1String("-v") || argument == QLatin1String("--version"))
             return CommandLine{Action::version, {}, {}, {}};
+        const QString bare = argument.mid(argument.startsWith(QLatin1String("--")) ? 2 : 1);
+        if (qtFlags.contains(bare))
+            continue;
+        if (qtOptionsWithValue.contains(bare.section(u'=', 0, 0))) {
+            skipValue = !bare.contains(u'=');
+            continue;
+        }
         const QString name = argument.mid(2);
         if (argument.startsWith(QLatin1String("--")) && commands.contains(name)) {
             if (!line.command.isEmpty() && line.command != name)
