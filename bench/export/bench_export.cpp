@@ -1,7 +1,8 @@
 // Export of a long guide of 4K screenshots: wall time, output size and peak memory for every format
 // at every quality, and how close the PDF comes to the sum of its prepared JPEGs.
 //
-//   bench_export [--benchmark_filter=Pdf]      (TROVIX_BENCH_STEPS overrides the 100 steps)
+//   bench_export [--benchmark_filter=Pdf]      (TROVIX_BENCH_STEPS overrides the 100 steps;
+//                                              TROVIX_BENCH_ANNOTATED=1 marks every step)
 
 #include "export/Exporter.h"
 #include "render/ImageCodec.h"
@@ -41,10 +42,16 @@ const QList<QByteArray>& pngs() {
 // A guide as read from disk: every step's picture known only by its PNG bytes, decoded when needed.
 QList<Step> guideSteps() {
     QList<Step> steps;
-    for (int i = 0; i < stepCount(); ++i)
+    // TROVIX_BENCH_ANNOTATED=1 gives every step a box and an arrow, as a hand-finished guide has.
+    const bool annotated = qEnvironmentVariableIntValue("TROVIX_BENCH_ANNOTATED") > 0;
+    for (int i = 0; i < stepCount(); ++i) {
         steps << Step::make(Image::fromPng(pngs()[i % distinctPictures], QSize(3840, 2160)), 2,
                             QStringLiteral("Click “Button %1” in Settings").arg(i + 1), {},
                             i % 3 ? QString() : QStringLiteral("Then wait for the window to open."));
+        if (annotated)
+            steps.last().setAnnotations({{Kind::rect, {200, 150}, {600, 400}, {}, 0},
+                                         {Kind::arrow, {900, 800}, {620, 420}, {}, 0}});
+    }
     return steps;
 }
 

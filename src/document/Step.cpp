@@ -38,8 +38,13 @@ Image Step::renderedFor(const Image& base, const QList<Annotation>& annotations,
     if (annotations.isEmpty() || base.isNull())
         return base;
     return Image::lazy(base.size(), [base, annotations, scale] {
+        // Drawing the picture must not leave the screenshot decoded behind it: an export renders
+        // every annotated step once, and each 4K base kept would pin 33 MB for the guide's life.
+        const bool hadBase = base.hasPixels();
         const QImage pixels = base.pixels();
         QImage out = Renderer::render(pixels, annotations, scale);
+        if (!hadBase)
+            base.dropPixels();
         return out.isNull() ? pixels : out;
     });
 }
