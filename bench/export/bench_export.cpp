@@ -14,6 +14,9 @@
 #include <QFile>
 #include <QGuiApplication>
 #include <QTemporaryDir>
+#include <QThread>
+#include <QThreadPool>
+#include <QtConcurrent/QtConcurrentRun>
 
 #include <benchmark/benchmark.h>
 
@@ -49,8 +52,8 @@ QList<Step> guideSteps() {
                             QStringLiteral("Click “Button %1” in Settings").arg(i + 1), {},
                             i % 3 ? QString() : QStringLiteral("Then wait for the window to open."));
         if (annotated)
-            steps.last().setAnnotations({{Kind::rect, {200, 150}, {600, 400}, {}, 0},
-                                         {Kind::arrow, {900, 800}, {620, 420}, {}, 0}});
+            steps.last().setAnnotations(
+                {{Kind::rect, {200, 150}, {600, 400}, {}, 0}, {Kind::arrow, {900, 800}, {620, 420}, {}, 0}});
     }
     return steps;
 }
@@ -109,7 +112,26 @@ void exportGuide(benchmark::State& state, ExportFormat format, ExportQuality qua
     }
 }
 
+// The floor under every export: only decoding the guide's PNGs, on as many threads as the export
+// prepares pictures with. Balanced and small exports are judged against it.
+void decodeFloor(benchmark::State& state) {
+    QThreadPool pool;
+    pool.setMaxThreadCount(std::max(1, QThread::idealThreadCount()));
+    for (auto _ : state) {
+        QList<QFuture<int>> jobs;
+        for (int i = 0; i < stepCount(); ++i)
+            jobs << QtConcurrent::run(
+                &pool, [i] { return ImageCodec::decode(pngs()[i % distinctPictures]).width(); });
+        for (QFuture<int>& job : jobs)
+            benchmark::DoNotOptimize(job.result());
+    }
+}
+
 void registerAll() {
+    benchmark::RegisterBenchmark("Export/DecodeFloor", decodeFloor)
+        ->Iterations(1)
+        ->Unit(benchmark::kSecond)
+        ->UseRealTime();
     const std::pair<ExportFormat, const char*> formats[] = {
         {ExportFormat::markdown, "Markdown"}, {ExportFormat::html, "Html"}, {ExportFormat::pdf, "Pdf"}};
     for (const auto& [format, formatName] : formats)
