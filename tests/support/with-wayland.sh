@@ -1,0 +1,127 @@
+#!/usr/bin/env bash
+# Runs one command inside its own headless Wayland session: sway (headless, pixman), a D-Bus session
+# bus, pipewire, the screenshot portal (xdg-desktop-portal + xdg-desktop-portal-wlr) and the
+# accessibility bus, with a private HOME.  Usage: with-wayland.sh COMMAND…
+# TROVIX_SCREEN (default 1920x1080) sets the output's size; TROVIX_SCREEN2 (e.g. 1280x720@2, size
+# and scale) adds a second output to its right.  TROVIX_WESTON=1 runs weston instead of sway: no
+# portal works there.  Inside, WAYLAND_DISPLAY, SWAYSOCK (sway) and TROVIX_WAYLAND_LOG are set.
+# sway refuses to run as root: as root the session runs as the unprivileged user $TROVIX_TEST_USER
+# (default trovixtest), made once here.
+set -u
+here=$(cd "$(dirname "$0")" && pwd)
+self="$here/$(basename "$0")"
+user=${TROVIX_TEST_USER:-trovixtest}
+
+if [ "$(id -u)" = 0 ] && [ -z "${TROVIX_WESTON:-}" ]; then
+    id -u "$user" >/dev/null 2>&1 || useradd --create-home --shell /bin/bash "$user" || {
+        echo "with-wayland.sh: cannot create the test user $user" >&2
+        exit 1
+    }
+    # The user must reach the command, this script and the build tree; grant passage only (o+x).
+    for dir in "$(dirname "$(readlink -f "$(command -v "$1" || echo "$1")")")" "$here" "$PWD"; do
+        while [ "$dir" != / ]; do
+            runuser -u "$user" -- test -x "$dir" || chmod o+x "$dir"
+            dir=$(dirname "$dir")
+        done
+    done
+    keep=(PATH="$PATH" LANG="${LANG:-C.UTF-8}")
+    while IFS='=' read -r name _; do
+        case "$name" in
+        ASAN_OPTIONS | LSAN_OPTIONS | UBSAN_OPTIONS | TROVIX_* | QT_* | TMPDIR) keep+=("$name=${!name}") ;;
+        esac
+    done < <(env)
+    exec runuser -u "$user" -- env -i "${keep[@]}" "$self" "$@"
+fi
+
+if [ -z "${TROVIX_IN_WAYLAND:-}" ]; then
+    export TROVIX_IN_WAYLAND=1
+    exec "$here/test-env.sh" dbus-run-session -- "$self" "$@"
+fi
+
+unset DISPLAY WAYLAND_DISPLAY SWAYSOCK
+export XDG_SESSION_TYPE=wayland QT_QPA_PLATFORM=wayland GDK_BACKEND=wayland XDG_CURRENT_DESKTOP=sway
+export NO_AT_BRIDGE=0 GTK_A11Y=atspi QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1
+export TROVIX_WAYLAND_LOG="$TROVIX_TEST_TMP/session.log"
+log=$TROVIX_WAYLAND_LOG
+pids=()
+cleanup() {
+    for ((i = ${#pids[@]} - 1; i >= 0; i--)); do kill "${pids[i]}" 2>/dev/null; done
+    wait 2>/dev/null
+}
+trap cleanup EXIT
+fail() {
+    echo "with-wayland.sh: $1; the session's log:" >&2
+    tail -n 30 "$log" >&2
+    exit 1
+}
+size=${TROVIX_SCREEN:-1920x1080}
+size=${size%x24}
+
+if [ -n "${TROVIX_WESTON:-}" ]; then
+    export XDG_CURRENT_DESKTOP=weston
+    weston --backend=headless-backend.so --width="${size%x*}" --height="${size#*x}" --socket=wayland-trovix \
+        --idle-time=0 >>"$log" 2>&1 &
+    pids+=("$!")
+    socket=wayland-trovix
+else
+    config="$TROVIX_TEST_TMP/sway.conf"
+    {
+        echo "output HEADLESS-1 resolution $size position 0 0"
+        if [ -n "${TROVIX_SCREEN2:-}" ]; then
+            second=${TROVIX_SCREEN2%@*}
+            scale=1
+            [ "$second" != "$TROVIX_SCREEN2" ] && scale=${TROVIX_SCREEN2#*@}
+            echo "output HEADLESS-2 resolution $second position ${size%x*} 0 scale $scale"
+        fi
+        echo "default_border none"
+        echo "default_floating_border none"
+        echo "focus_on_window_activation focus"
+    } >"$config"
+    outputs=1
+    [ -n "${TROVIX_SCREEN2:-}" ] && outputs=2
+    WLR_BACKENDS=headless WLR_LIBINPUT_NO_DEVICES=1 WLR_RENDERER=pixman WLR_HEADLESS_OUTPUTS=$outputs \
+        sway --config "$config" >>"$log" 2>&1 &
+    pids+=("$!")
+    socket=
+fi
+
+# The compositor makes its socket once it accepts clients; a busy machine can take a while.
+for _ in $(seq 600); do
+    if [ -z "$socket" ]; then
+        found=$(cd "$XDG_RUNTIME_DIR" && ls wayland-[0-9] 2>/dev/null | head -n1)
+        [ -n "$found" ] && socket=$found
+    fi
+    [ -n "$socket" ] && [ -S "$XDG_RUNTIME_DIR/$socket" ] && break
+    kill -0 "${pids[0]}" 2>/dev/null || fail "the compositor quit"
+    sleep 0.05
+done
+[ -n "$socket" ] && [ -S "$XDG_RUNTIME_DIR/$socket" ] || fail "the compositor did not start within 30 s"
+export WAYLAND_DISPLAY=$socket
+if [ -z "${TROVIX_WESTON:-}" ]; then
+    SWAYSOCK=$(ls "$XDG_RUNTIME_DIR"/sway-ipc.*.sock 2>/dev/null | head -n1)
+    export SWAYSOCK
+    for _ in $(seq 200); do
+        swaymsg -t get_outputs >/dev/null 2>&1 && break
+        sleep 0.05
+    done
+fi
+dbus-update-activation-environment WAYLAND_DISPLAY XDG_CURRENT_DESKTOP XDG_SESSION_TYPE >/dev/null 2>&1
+
+if [ -x /usr/libexec/at-spi-bus-launcher ]; then
+    /usr/libexec/at-spi-bus-launcher --launch-immediately >/dev/null 2>&1 &
+    pids+=("$!")
+fi
+if [ -z "${TROVIX_WESTON:-}" ]; then
+    # The wlr portal quits without pipewire.
+    pipewire >>"$log" 2>&1 &
+    pids+=("$!")
+    /usr/libexec/xdg-desktop-portal-wlr >>"$log" 2>&1 &
+    pids+=("$!")
+    /usr/libexec/xdg-desktop-portal -r >>"$log" 2>&1 &
+    pids+=("$!")
+    timeout 30 gdbus wait --session org.freedesktop.impl.portal.desktop.wlr &&
+        timeout 30 gdbus wait --session org.freedesktop.portal.Desktop ||
+        fail "the screenshot portal did not come up within 30 s"
+fi
+
+"$@"
