@@ -22,17 +22,10 @@ bool Capture::ensureAccess(QWidget* parent) {
     switch (grabber.access()) {
     case ScreenGrabber::Access::granted:
         return true;
-    case ScreenGrabber::Access::needsGrant: {
+    case ScreenGrabber::Access::needsGrant:
         grabber.requestAccess();
-        Dialogs::Alert alert;
-        alert.message = QStringLiteral("Screen Recording permission needed");
-        alert.informativeText = QStringLiteral("Enable Trovix in System Settings → Privacy & Security → "
-                                               "Screen & System Audio Recording, then try "
-                                               "again (you may need to relaunch the app).");
-        alert.buttons = {QStringLiteral("OK")};
-        Dialogs::current().alert(parent, alert);
+        showPermissionAlert(parent);
         return false;
-    }
     case ScreenGrabber::Access::unavailable: {
         Dialogs::Alert alert;
         alert.message = QStringLiteral("Screen capture isn’t available");
@@ -43,6 +36,16 @@ bool Capture::ensureAccess(QWidget* parent) {
     }
     }
     return false;
+}
+
+void Capture::showPermissionAlert(QWidget* parent) {
+    Dialogs::Alert alert;
+    alert.message = QCoreApplication::translate("trovix::Capture", "Screen Recording permission needed");
+    alert.informativeText = QCoreApplication::translate(
+        "trovix::Capture",
+        "Allow Trovix to take screenshots in your desktop’s privacy settings, then try again.");
+    alert.buttons = {QCoreApplication::translate("trovix::Capture", "OK")};
+    Dialogs::current().alert(parent, alert);
 }
 
 QSize Capture::pixelSize(const QScreen* screen) {
@@ -61,24 +64,31 @@ QImage Capture::grabNow(const QRect& nativeRect) {
 }
 
 QFuture<QImage> Capture::display(QScreen* screen, Windows windows) {
-    auto promise = std::make_shared<QPromise<QImage>>();
+    return displays({screen}, windows).then([](const QList<QImage>& images) { return images.constFirst(); });
+}
+
+QFuture<QList<QImage>> Capture::displays(const QList<QScreen*>& screens, Windows windows) {
+    auto promise = std::make_shared<QPromise<QList<QImage>>>();
     promise->start();
-    QFuture<QImage> future = promise->future();
-    if (!screen || !QGuiApplication::screens().contains(screen)) {
-        promise->setException(std::make_exception_ptr(Error(
-            Error::Code::noDisplay, QStringLiteral("Trovix couldn’t capture the screen: it is no longer "
-                                                   "connected."))));
-        promise->finish();
-        return future;
+    QFuture<QList<QImage>> future = promise->future();
+    QList<QRect> rects;
+    for (QScreen* screen : screens) {
+        if (!screen || !QGuiApplication::screens().contains(screen)) {
+            promise->setException(std::make_exception_ptr(Error(
+                Error::Code::noDisplay, QStringLiteral("Trovix couldn’t capture the screen: it is no longer "
+                                                       "connected."))));
+            promise->finish();
+            return future;
+        }
+        rects.append(nativeRect(screen));
     }
-    const QRect rect = nativeRect(screen);
     auto away =
         std::make_shared<OwnWindows>(windows == Windows::leave ? OwnWindows::leaveScreen() : OwnWindows());
     // The grab itself runs on a worker: a 4K screen is 33 MB, which the event loop should not wait for.
-    auto grab = [promise, rect, away] {
-        QThreadPool::globalInstance()->start([promise, rect, away] {
+    auto grab = [promise, rects, away] {
+        QThreadPool::globalInstance()->start([promise, rects, away] {
             try {
-                promise->addResult(grabNow(rect));
+                promise->addResult(Platform::current().screenGrabber().grabAll(rects));
             } catch (const Error& error) {
                 promise->setException(std::make_exception_ptr(error));
             }

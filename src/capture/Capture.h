@@ -17,6 +17,8 @@ public:
     // the permission where it grants one, tells the user in a modal alert over `parent`, and answers
     // false. Main thread only.
     static bool ensureAccess(QWidget* parent = nullptr);
+    // The modal alert that the desktop has to allow screen capture first.
+    static void showPermissionAlert(QWidget* parent);
 
     // What display() does with this process's windows.
     enum class Windows {
@@ -30,6 +32,8 @@ public:
     // to continue on the main thread). A screen that is gone fails with Error::Code::noDisplay.
     // Main thread only.
     static QFuture<QImage> display(QScreen* screen, Windows windows = Windows::leave);
+    // Every screen in `screens` at one moment, the images in the same order; otherwise as display().
+    static QFuture<QList<QImage>> displays(const QList<QScreen*>& screens, Windows windows = Windows::leave);
 
     // The grab's pixel size: the screen's size in points times its device pixel ratio, each product
     // truncated towards zero.

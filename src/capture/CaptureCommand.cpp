@@ -37,26 +37,26 @@ void CaptureCommand::captureRegion() {
     const QList<QScreen*> all = QGuiApplication::screens();
     for (QScreen* screen : all)
         screens.append(screen);
-    m_windows.whenGone(this, [this, screens] { collect({}, screens); });
+    m_windows.whenGone(this, [this, screens] { collect(screens); });
 }
 
-// One screen after the other, in screen-list order; each grab resumes here on the main thread.
-void CaptureCommand::collect(QList<RegionSelector::ScreenImage> images, QList<QPointer<QScreen>> screens) {
-    if (images.size() == screens.size()) {
-        m_selector.begin(images, [self = QPointer(this)](std::optional<Shot> shot) {
-            if (self)
-                self->complete(std::move(shot));
-        });
-        m_busy = false;
-        Q_EMIT selecting();
-        return;
-    }
-    QPointer<QScreen> screen = screens[images.size()];
-    Capture::display(screen, Capture::Windows::alreadyGone)
+// Every screen at one moment (one request where the desktop's service is asked for the picture).
+void CaptureCommand::collect(QList<QPointer<QScreen>> screens) {
+    QList<QScreen*> live;
+    for (const QPointer<QScreen>& screen : screens)
+        live.append(screen.data());
+    Capture::displays(live, Capture::Windows::alreadyGone)
         .then(this,
-              [this, images, screens, screen](const QImage& image) mutable {
-                  images.append({screen, image});
-                  collect(std::move(images), std::move(screens));
+              [this, screens](const QList<QImage>& grabbed) {
+                  QList<RegionSelector::ScreenImage> images;
+                  for (qsizetype i = 0; i < screens.size(); ++i)
+                      images.append({screens[i], grabbed.value(i)});
+                  m_selector.begin(images, [self = QPointer(this)](std::optional<Shot> shot) {
+                      if (self)
+                          self->complete(std::move(shot));
+                  });
+                  m_busy = false;
+                  Q_EMIT selecting();
               })
         .onFailed(this, [this](const Error& error) { fail(error); });
 }
@@ -66,6 +66,11 @@ void CaptureCommand::fail(const Error& error) {
     // An earlier capture's selector, withdrawn for this one, ends as cancelled.
     m_selector.cancel();
     m_windows.restore();
+    if (error.code() == Error::Code::permissionDenied) {
+        Capture::showPermissionAlert(m_mainWindow ? m_mainWindow() : nullptr);
+        Q_EMIT finished(false);
+        return;
+    }
     Dialogs::Alert alert;
     alert.message = QStringLiteral("Trovix couldn’t capture the screen.");
     alert.informativeText = error.message();

@@ -39,7 +39,7 @@ Q_SIGNALS:
     void finished(bool stepAdded);
 
 private:
-    void collect(QList<RegionSelector::ScreenImage> images, QList<QPointer<QScreen>> screens);
+    void collect(QList<QPointer<QScreen>> screens);
     void fail(const Error& error);
     void complete(std::optional<Shot> shot);
 

@@ -31,8 +31,21 @@ OverlayWindow::OverlayWindow(QScreen* screen)
 void OverlayWindow::present(bool keyboard) {
     if (m_screen && geometry() != m_screen->geometry())
         setGeometry(m_screen->geometry());
-    m_wantsKeyboard = keyboard;
     m_hasKeyboard = false;
+    if (QGuiApplication::platformName() == QLatin1String("wayland")) {
+        // A Wayland client cannot place a window or stack it above others, and gets no keyboard grab:
+        // a full-screen window on its output is above the rest and has the keyboard once the
+        // compositor focuses it, as it does a new full-screen window.
+        m_wantsKeyboard = false;
+        windowHandle()->setScreen(m_screen);
+        showFullScreen();
+        if (keyboard) {
+            activateWindow();
+            m_view->setFocus(Qt::OtherFocusReason);
+        }
+        return;
+    }
+    m_wantsKeyboard = keyboard;
     show();
     // Made before windows that came later, the overlay must be restacked above them (X11 keeps
     // a window's place in the stack when it is mapped again). The headless platform has no stack.

@@ -13,14 +13,14 @@ class Platform {
 public:
     virtual ~Platform() = default;
 
-    // "x11" or "null".
+    // "x11", "wayland" or "null".
     virtual QString name() const = 0;
     virtual ScreenGrabber& screenGrabber() = 0;
     virtual GlobalKeys& globalKeys() = 0;
 
-    // The backend for this session, made on first use (after the QGuiApplication): X11 when Qt runs
-    // on xcb, otherwise the null backend. The environment variable TROVIX_PLATFORM ("x11" or "null")
-    // forces one.
+    // The backend for this session, made on first use (after the QGuiApplication): Wayland in a
+    // Wayland session (whichever Qt platform runs), else X11 when Qt runs on xcb, otherwise the null
+    // backend. The environment variable TROVIX_PLATFORM ("x11", "wayland" or "null") forces one.
     static Platform& current();
     // Installs `platform` (not owned) in place of the session's backend, or the backend again for
     // nullptr. For tests that script the platform.

@@ -32,6 +32,14 @@ public:
     // as an opaque image of exactly rect's size. Throws Error (noDisplay when the rectangle is no longer
     // on the desktop). Safe to call from any thread; blocks only the calling thread.
     virtual QImage grab(const QRect& rect) = 0;
+    // Several rectangles at one moment, in order; the same rules and errors as grab(). Backends whose
+    // every grab is a costly request cut them all from one picture.
+    virtual QList<QImage> grabAll(const QList<QRect>& rects) {
+        QList<QImage> images;
+        for (const QRect& rect : rects)
+            images.append(grab(rect));
+        return images;
+    }
 
     // Whether a window manager runs, which then owns the iconic state of managed windows.
     virtual bool hasWindowManager() const = 0;

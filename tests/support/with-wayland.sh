@@ -4,7 +4,8 @@
 # accessibility bus, with a private HOME.  Usage: with-wayland.sh COMMAND…
 # TROVIX_SCREEN (default 1920x1080) sets the output's size; TROVIX_SCREEN2 (e.g. 1280x720@2, size
 # and scale) adds a second output to its right.  TROVIX_WESTON=1 runs weston instead of sway: no
-# portal works there.  Inside, WAYLAND_DISPLAY, SWAYSOCK (sway) and TROVIX_WAYLAND_LOG are set.
+# portal works there.  Inside, WAYLAND_DISPLAY, SWAYSOCK (sway), TROVIX_POINTER (sway: a pipe that
+# moves and clicks the pointer) and TROVIX_WAYLAND_LOG are set; wtype types (sway).
 # sway refuses to run as root: as root the session runs as the unprivileged user $TROVIX_TEST_USER
 # (default trovixtest), made once here.
 set -u
@@ -104,6 +105,21 @@ if [ -z "${TROVIX_WESTON:-}" ]; then
         swaymsg -t get_outputs >/dev/null 2>&1 && break
         sleep 0.05
     done
+fi
+if [ -z "${TROVIX_WESTON:-}" ]; then
+    # The seat has no keyboard without input devices: a virtual one for the whole session, so clients
+    # get their keyboard at start and focus follows (one made per key press would come too late).
+    wtype -s 2147483647 >>"$log" 2>&1 &
+    pids+=("$!")
+    # Likewise a pointer, from the build tree: write "move X Y WIDTH HEIGHT", "press" or "release"
+    # lines to $TROVIX_POINTER (see tests/support/virtual-pointer.cpp).
+    pointer="${TROVIX_BINARY_DIR:-}/tests/trovix_virtual_pointer"
+    if [ -x "$pointer" ]; then
+        export TROVIX_POINTER="$TROVIX_TEST_TMP/pointer"
+        mkfifo "$TROVIX_POINTER"
+        "$pointer" <>"$TROVIX_POINTER" >>"$log" 2>&1 &
+        pids+=("$!")
+    fi
 fi
 dbus-update-activation-environment WAYLAND_DISPLAY XDG_CURRENT_DESKTOP XDG_SESSION_TYPE >/dev/null 2>&1
 

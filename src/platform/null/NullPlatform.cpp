@@ -9,9 +9,10 @@ namespace trovix {
 class NullPlatform::Grabber : public ScreenGrabber {
 public:
     explicit Grabber(QString platformName)
-        : m_reason(QStringLiteral("Trovix can’t capture the screen in this session: screen capture works "
-                                  "on X11, and this session uses the “%1” display platform.")
-                       .arg(platformName)) {}
+        : m_reason(
+              QStringLiteral("Trovix can’t capture the screen in this session: screen capture works "
+                             "in X11 and Wayland sessions, and this session uses the “%1” display platform.")
+                  .arg(platformName)) {}
 
     Access access() const override { return Access::unavailable; }
     QString unavailableReason() const override { return m_reason; }
@@ -30,7 +31,8 @@ private:
 class NullPlatform::Keys : public GlobalKeys {
 public:
     explicit Keys(QString platformName)
-        : m_reason(QStringLiteral("Global hot keys work on X11; this session uses the “%1” display platform.")
+        : m_reason(QStringLiteral("Global hot keys work in X11 and Wayland sessions; this session uses the "
+                                  "“%1” display platform.")
                        .arg(platformName)) {}
 
     QString unavailableReason() const override { return m_reason; }

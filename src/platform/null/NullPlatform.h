@@ -6,9 +6,9 @@
 
 namespace trovix {
 
-// The backend for sessions Trovix has no native support for (Wayland today, or a headless Qt
-// platform). Nothing it offers works; each service says why, so the user is told rather than left
-// wondering. Windows, guides, editing and export do not need it.
+// The backend for sessions Trovix has no native support for (a headless Qt platform, or a
+// desktop without a session bus). Nothing it offers works; each service says why, so the user is told rather
+// than left wondering. Windows, guides, editing and export do not need it.
 class NullPlatform : public Platform {
 public:
     // `platformName` is the Qt platform plugin in use, named in the reasons given to the user.

@@ -1,6 +1,7 @@
 #include "platform/Platform.h"
 
 #include "platform/null/NullPlatform.h"
+#include "platform/wayland/WaylandPlatform.h"
 #include "platform/x11/X11Platform.h"
 
 #include <QGuiApplication>
@@ -23,11 +24,20 @@ Platform& Platform::current() {
     static const std::unique_ptr<Platform> platform = []() -> std::unique_ptr<Platform> {
         const QString qpa = QGuiApplication::platformName();
         QString wanted = qEnvironmentVariable("TROVIX_PLATFORM");
-        if (wanted.isEmpty())
-            wanted = qpa == QLatin1String("xcb") ? QStringLiteral("x11") : QStringLiteral("null");
+        if (wanted.isEmpty()) {
+            // In a Wayland session X11 calls would see only Xwayland's clients, even with Qt on xcb.
+            if (WaylandPlatform::isWaylandSession())
+                wanted = QStringLiteral("wayland");
+            else
+                wanted = qpa == QLatin1String("xcb") ? QStringLiteral("x11") : QStringLiteral("null");
+        }
         if (wanted == QLatin1String("x11") && qpa == QLatin1String("xcb")) {
             if (auto x11 = X11Platform::create())
                 return x11;
+        }
+        if (wanted == QLatin1String("wayland")) {
+            if (auto wayland = WaylandPlatform::create())
+                return wayland;
         }
         return std::make_unique<NullPlatform>(qpa.isEmpty() ? QStringLiteral("none") : qpa);
     }();
