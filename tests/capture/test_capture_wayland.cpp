@@ -1,6 +1,7 @@
 // Capture in a real Wayland session: the real trovix next to a client of a known picture under
 // headless sway, pictures taken through the real screenshot portal; and, under weston, a desktop
 // without that portal. Driven the way a user does it, with desktop shortcuts running the command line.
+#include "capture/Capture.h"
 #include "capture/CaptureCommand.h"
 #include "document/Guide.h"
 #include "document/GuideStore.h"
@@ -86,14 +87,15 @@ void shot(const QString& name) {
         run("grim", {QDir(qEnvironmentVariable("TROVIX_SHOTS")).filePath(name + ".png")});
 }
 
-// A full-screen client painting FakePlatform's pattern of output positions.
+// A full-screen client painting FakePlatform's pattern of its own device pixels.
 class Pattern : public QWidget {
     void paintEvent(QPaintEvent*) override {
         QPainter painter(this);
-        QImage image(size(), QImage::Format_RGB32);
-        for (int y = 0; y < height(); ++y)
-            for (int x = 0; x < width(); ++x)
+        QImage image(size() * devicePixelRatio(), QImage::Format_RGB32);
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
                 image.setPixel(x, y, FakePlatform::patternColor(x, y));
+        image.setDevicePixelRatio(devicePixelRatio());
         painter.drawImage(0, 0, image);
     }
 };
@@ -218,6 +220,29 @@ private Q_SLOTS:
         QVERIFY2((*origin - QPoint(100, 120)).manhattanLength() <= 2,
                  qPrintable(QString::number(origin->x())));
         shot("wayland-after-capture");
+    }
+
+    // With a second output at scale 2 (TROVIX_SCREEN2): one portal picture, cut per screen at native pixels.
+    void displays_cutsEveryScreenAtItsNativePixels() {
+        const QList<QScreen*> screens = QGuiApplication::screens();
+        if (underWeston() || screens.size() != 2)
+            QSKIP("needs two outputs");
+        Pattern pattern;
+        pattern.setWindowTitle("Pattern 2");
+        pattern.winId();
+        pattern.windowHandle()->setScreen(screens[1]);
+        pattern.showFullScreen();
+        QTRY_VERIFY(swayWindow("^Pattern 2$").has_value() && pattern.windowHandle()->isExposed());
+        // The output's scale reaches the window once its surface has entered the output.
+        QTRY_COMPARE(pattern.devicePixelRatio(), 2.0);
+        pattern.update();
+        QTest::qWait(300);
+        shot("wayland-two-outputs");
+        auto images = Capture::displays(screens, Capture::Windows::alreadyGone);
+        images.waitForFinished();
+        QCOMPARE(images.result()[0].size(), Capture::pixelSize(screens[0]));
+        QCOMPARE(images.result()[1].size(), QSize(1280, 720));
+        QCOMPARE(patternOrigin(images.result()[1]), std::optional(QPoint(0, 0)));
     }
 
     // The command reaches the running instance: recording starts, or Trovix says why it cannot.
