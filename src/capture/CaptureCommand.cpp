@@ -32,7 +32,7 @@ void CaptureCommand::captureRegion() {
         m_wasActive = QGuiApplication::applicationState() == Qt::ApplicationActive;
     m_selector.withdrawOverlays();
     // All windows leave once, for all screens: per screen they would flicker back in between.
-    m_windows.merge(OwnWindows::leaveScreen());
+    m_windows.merge(OwnWindows::leaveScreen({}, OwnWindows::Way::withdraw));
     QList<QPointer<QScreen>> screens;
     const QList<QScreen*> all = QGuiApplication::screens();
     for (QScreen* screen : all)

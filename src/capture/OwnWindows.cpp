@@ -43,7 +43,7 @@ void setStates(QWidget* widget, QWindow* window, Qt::WindowStates states) {
 
 } // namespace
 
-OwnWindows OwnWindows::leaveScreen(const QList<QWidget*>& keep) {
+OwnWindows OwnWindows::leaveScreen(const QList<QWidget*>& keep, Way way) {
     OwnWindows result;
     ScreenGrabber& grabber = Platform::current().screenGrabber();
     std::optional<bool> windowManager; // asked only when a window is on screen: it costs round trips
@@ -57,7 +57,10 @@ OwnWindows OwnWindows::leaveScreen(const QList<QWidget*>& keep) {
             continue;
         if (!windowManager)
             windowManager = grabber.hasWindowManager();
-        if (*windowManager && isManaged(window)) {
+        if (*windowManager && isManaged(window) && way == Way::withdraw) {
+            grabber.withdrawWindow(window->winId());
+            result.m_withdrawn.append(window);
+        } else if (*windowManager && isManaged(window)) {
             const Qt::WindowStates states = widget ? widget->windowState() : window->windowStates();
             setStates(widget, window, states | Qt::WindowMinimized);
             result.m_minimized.append({widget, window, states});
@@ -101,9 +104,11 @@ void OwnWindows::whenGone(QObject* context, std::function<void()> done) const {
         if (entry.window)
             leaving.append(entry.window);
     }
-    for (const QPointer<QWindow>& window : m_unmapped) {
-        if (window)
-            leaving.append(window);
+    for (const QList<QPointer<QWindow>>* list : {&m_unmapped, &m_withdrawn}) {
+        for (const QPointer<QWindow>& window : *list) {
+            if (window)
+                leaving.append(window);
+        }
     }
     Platform::current().screenGrabber().whenSettled(leaving, context, std::move(done));
 }
@@ -112,10 +117,23 @@ void OwnWindows::restore() {
     for (const Minimized& entry : std::as_const(m_minimized))
         setStates(entry.widget, entry.window, entry.states & ~Qt::WindowMinimized);
     m_minimized.clear();
+    returnWithdrawn(false);
     restoreHidden();
 }
 
+void OwnWindows::returnWithdrawn(bool minimized) {
+    QList<WId> windows;
+    for (const QPointer<QWindow>& window : std::as_const(m_withdrawn)) {
+        if (window && window->isVisible())
+            windows.append(window->winId());
+    }
+    m_withdrawn.clear();
+    if (!windows.isEmpty())
+        Platform::current().screenGrabber().returnWindows(windows, minimized);
+}
+
 void OwnWindows::restoreHidden() {
+    returnWithdrawn(true);
     for (const QPointer<QWindow>& window : std::as_const(m_unmapped)) {
         if (window && window->isVisible())
             Platform::current().screenGrabber().mapWindow(window->winId());
@@ -127,6 +145,7 @@ void OwnWindows::restoreHidden() {
 void OwnWindows::merge(const OwnWindows& other) {
     m_minimized += other.m_minimized;
     m_unmapped += other.m_unmapped;
+    m_withdrawn += other.m_withdrawn;
 }
 
 } // namespace trovix

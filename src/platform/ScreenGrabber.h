@@ -47,6 +47,15 @@ public:
     // looks after (override-redirect popups, or any window when none runs).
     virtual void unmapWindow(WId window) = 0;
     virtual void mapWindow(WId window) = 0;
+    // Takes a window the window manager looks after off the screen at once, without the animation
+    // minimizing plays, and puts such windows back where and as they were (or minimized), without
+    // telling Qt. Where no window manager runs these are the plain unmap and map.
+    virtual void withdrawWindow(WId window) { unmapWindow(window); }
+    virtual void returnWindows(const QList<WId>& windows, bool minimized) {
+        Q_UNUSED(minimized);
+        for (WId window : windows)
+            mapWindow(window);
+    }
 
     // Calls `done` on context's thread once the screen no longer shows `leaving` (windows of this
     // process that were just asked to leave the screen) and the programs underneath have repainted

@@ -130,7 +130,7 @@ private Q_SLOTS:
         QCOMPARE(m_selector->windows().size(), 1);
         OverlayWindow* overlay = m_selector->windows().first();
         QTRY_VERIFY(overlay->windowHandle()->isExposed());
-        QVERIFY(m_main->windowState() & Qt::WindowMinimized);
+        QVERIFY(!m_main->windowHandle()->isExposed());
 
         // The frozen picture is the pattern everywhere: no main window, no window frame, no pointer.
         const QImage frozen = overlay->view()->image();
@@ -155,8 +155,10 @@ private Q_SLOTS:
         QCOMPARE(difference(step.base.pixels(), PatternWindow::expected(QRect(10, 10, 100, 50))), QString());
         // Trovix was not the active application: its window stays out of the way.
         QVERIFY(!overlay->isVisible());
-        QTest::qWait(200);
-        QVERIFY(m_main->windowState() & Qt::WindowMinimized);
+        QTRY_VERIFY(m_main->windowState() & Qt::WindowMinimized);
+        QTRY_COMPARE(QGuiApplication::applicationState(), Qt::ApplicationInactive);
+        QCOMPARE(m_main->geometry(), QRect(200, 150, 400, 300));
+        QCOMPARE(screenNow().pixel(300, 300), FakePlatform::patternColor(300, 300));
         QCOMPARE(m_shown, 0);
     }
 
@@ -185,8 +187,8 @@ private Q_SLOTS:
     }
 
     void secondPressWhileCollecting_startsNoSecondCapture() {
-        // Trovix active with its window up: the window must leave first, which takes a moment.
-        m_main->showNormal();
+        // Trovix active with its window up, maximized: the window must leave first, which takes a moment.
+        m_main->showMaximized();
         m_main->activateWindow();
         QTRY_COMPARE(QGuiApplication::applicationState(), Qt::ApplicationActive);
         QTRY_COMPARE(screenNow().pixel(300, 300), qRgb(255, 0, 255));
@@ -209,8 +211,12 @@ private Q_SLOTS:
         xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
         QVERIFY(finished.wait(5000));
         QCOMPARE(m_shown, 1);
-        QTRY_VERIFY(!(m_main->windowState() & Qt::WindowMinimized) && m_main->windowHandle()->isExposed());
+        QTRY_VERIFY(m_main->windowState() == Qt::WindowMaximized && m_main->windowHandle()->isExposed());
         QTRY_COMPARE(screenNow().pixel(300, 300), qRgb(255, 0, 255));
+        // It comes back as it was: restoring it still finds the place and size it had before.
+        m_main->showNormal();
+        QTRY_COMPARE(m_main->geometry(), QRect(200, 150, 400, 300));
+        QTRY_COMPARE(QGuiApplication::applicationState(), Qt::ApplicationActive);
     }
 
     void statusMenu_withoutATray_stillOpens() {

@@ -1,6 +1,7 @@
 #include "platform/x11/X11ScreenGrabber.h"
 
 #include "document/Error.h"
+#include "platform/x11/X11Withdrawal.h"
 
 #include <QElapsedTimer>
 #include <QTimer>
@@ -28,9 +29,10 @@ struct FreeDeleter {
 template <typename T>
 using Reply = std::unique_ptr<T, FreeDeleter>;
 
-// How long the screen must stay unchanged before the programs underneath count as repainted, and the
+// How long the screen must stay unchanged before the programs underneath count as repainted (a bit
+// more than one frame at 60 Hz, the longest a toolkit defers a repaint to its next frame), and the
 // longest the wait may take when something keeps drawing (a clock, a video).
-constexpr int quietMs = 30;
+constexpr int quietMs = 20;
 constexpr int capMs = 600;
 constexpr int pollMs = 2;
 
@@ -193,7 +195,8 @@ X11ScreenGrabber::X11ScreenGrabber(xcb_connection_t* qtConnection, xcb_connectio
     : m_qt(qtConnection)
     , m_conn(own)
     , m_root(root)
-    , m_depth(depth) {
+    , m_depth(depth)
+    , m_withdrawal(std::make_unique<X11Withdrawal>(qtConnection, root)) {
     const xcb_query_extension_reply_t* shm = xcb_get_extension_data(m_conn, &xcb_shm_id);
     if (shm && shm->present && directFormat(xcb_get_setup(m_conn), m_depth)) {
         Reply<xcb_shm_query_version_reply_t> version(
@@ -331,6 +334,17 @@ void X11ScreenGrabber::unmapWindow(WId window) {
 void X11ScreenGrabber::mapWindow(WId window) {
     xcb_map_window(m_qt, xcb_window_t(window));
     xcb_flush(m_qt);
+}
+
+void X11ScreenGrabber::withdrawWindow(WId window) {
+    m_withdrawal->withdraw(std::uint32_t(window));
+}
+
+void X11ScreenGrabber::returnWindows(const QList<WId>& windows, bool minimized) {
+    QList<std::uint32_t> ids;
+    for (WId window : windows)
+        ids.append(std::uint32_t(window));
+    m_withdrawal->putBack(ids, minimized);
 }
 
 // Watches two things until the screen is settled: the leaving windows' top-level ancestors (the

@@ -9,6 +9,8 @@ struct xcb_connection_t;
 
 namespace trovix {
 
+class X11Withdrawal;
+
 // Grabs the root window on a connection of its own, so worker threads can grab while Qt's
 // connection keeps serving the event loop. With MIT-SHM the server writes the pixels straight into a
 // shared segment that the returned image then uses (no copy); without it, GetImage.
@@ -29,6 +31,8 @@ public:
     bool hasWindowManager() const override;
     void unmapWindow(WId window) override;
     void mapWindow(WId window) override;
+    void withdrawWindow(WId window) override;
+    void returnWindows(const QList<WId>& windows, bool minimized) override;
     void whenSettled(const QList<QWindow*>& leaving, QObject* context, std::function<void()> done) override;
 
     bool usesSharedMemory() const { return m_shm; }
@@ -50,6 +54,7 @@ private:
     quint8 m_damageEvent = 0;
     std::mutex m_mutex; // one grab at a time on m_conn
     std::shared_ptr<SegmentPool> m_pool;
+    std::unique_ptr<X11Withdrawal> m_withdrawal; // on Qt's connection, ordered with its requests
 };
 
 } // namespace trovix
