@@ -3,7 +3,7 @@
 # (`flameshot gui` bound to the same keys in the window manager), on a screen of $TROVIX_SCREEN
 # (default 3840x2160x24). Trovix is measured twice: the way the hot key is normally used, with its
 # window minimized and another application in front, and with its own window in front (the window
-# must leave the screen before the grab: minimized, and the screen left to settle).
+# must leave the screen before the grab: withdrawn, and the screen left to settle).
 #
 #   bench/capture/hotkey-latency.sh BUILD_DIR [trials]
 # BUILD_DIR is a build with the trovix and overlay_latency targets (a Release build for real figures).
