@@ -34,10 +34,12 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# Qt plugins the programs load at run time: the X11 and offscreen platforms, the SVG icon.
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "qt6-qpa-plugins, libqt6svg6")
+# Qt plugins the programs load at run time: the X11, Wayland and offscreen platforms, the SVG icon.
+# In a Wayland session Trovix must run on Qt's Wayland platform: on Xwayland the compositor does not
+# show its capture overlay (seen in sway).
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "qt6-qpa-plugins, qt6-wayland, libqt6svg6")
 # Opened at run time (screen-read click titles, accessibility bus, sound theme), so shlibdeps
 # cannot see them; Trovix works without each.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "at-spi2-core, libtesseract5, tesseract-ocr-eng, qt6-wayland, xdg-desktop-portal")
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "at-spi2-core, libtesseract5, tesseract-ocr-eng, xdg-desktop-portal")
 set(CPACK_GENERATOR DEB)
 include(CPack)
