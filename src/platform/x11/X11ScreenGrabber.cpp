@@ -2,6 +2,7 @@
 
 #include "document/Error.h"
 #include "platform/x11/X11Withdrawal.h"
+#include "platform/x11/XcbReply.h"
 
 #include <QElapsedTimer>
 #include <QTimer>
@@ -22,12 +23,6 @@
 namespace trovix {
 
 namespace {
-
-struct FreeDeleter {
-    void operator()(void* p) const { std::free(p); }
-};
-template <typename T>
-using Reply = std::unique_ptr<T, FreeDeleter>;
 
 // How long the screen must stay unchanged before the programs underneath count as repainted (a bit
 // more than one frame at 60 Hz, the longest a toolkit defers a repaint to its next frame), and the

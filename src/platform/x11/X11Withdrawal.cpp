@@ -1,21 +1,14 @@
 #include "platform/x11/X11Withdrawal.h"
 
+#include "platform/x11/XcbReply.h"
+
 #include <xcb/xcb.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <cstring>
-#include <memory>
 
 namespace trovix {
 
 namespace {
-
-struct FreeDeleter {
-    void operator()(void* p) const { std::free(p); }
-};
-template <typename T>
-using Reply = std::unique_ptr<T, FreeDeleter>;
 
 // WM_NORMAL_HINTS and WM_HINTS fields (ICCCM 4.1.2.3 and 4.1.2.4).
 constexpr std::uint32_t userPosition = 1;
