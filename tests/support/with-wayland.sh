@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Runs one command inside its own headless Wayland session: sway (headless, pixman), a D-Bus session
-# bus, pipewire, the screenshot portal (xdg-desktop-portal + xdg-desktop-portal-wlr) and the
+# bus, pipewire, the screenshot portal (xdg-desktop-portal with its -wlr and -gtk backends) and the
 # accessibility bus, with a private HOME.  Usage: with-wayland.sh COMMAND…
 # TROVIX_SCREEN (default 1920x1080) sets the output's size; TROVIX_SCREEN2 (e.g. 1280x720@2, size
 # and scale) adds a second output to its right.  TROVIX_WESTON=1 runs weston instead of sway: no
@@ -133,6 +133,11 @@ if [ -z "${TROVIX_WESTON:-}" ]; then
     pids+=("$!")
     /usr/libexec/xdg-desktop-portal-wlr >>"$log" 2>&1 &
     pids+=("$!")
+    # The portal front end offers Screenshot only once an Access backend (the GTK one) is up.
+    /usr/libexec/xdg-desktop-portal-gtk >>"$log" 2>&1 &
+    pids+=("$!")
+    timeout 30 gdbus wait --session org.freedesktop.impl.portal.desktop.gtk ||
+        fail "the GTK portal backend did not come up within 30 s"
     /usr/libexec/xdg-desktop-portal -r >>"$log" 2>&1 &
     pids+=("$!")
     timeout 30 gdbus wait --session org.freedesktop.impl.portal.desktop.wlr &&
