@@ -2,6 +2,7 @@
 
 #include "app/HotKey.h"
 #include "app/MainMenu.h"
+#include "app/MainToolBar.h"
 #include "app/MainWindowController.h"
 #include "app/StatusItem.h"
 #include "capture/Capture.h"
@@ -13,6 +14,8 @@
 #include "library/Library.h"
 #include "library/LibraryModel.h"
 #include "library/LibraryWindowController.h"
+#include "platform/Dialogs.h"
+#include "platform/Platform.h"
 #include "recorder/Recorder.h"
 
 #include <QCoreApplication>
@@ -77,6 +80,11 @@ void AppDelegate::launch() {
     m_mainWindow = std::make_unique<MainWindowController>(*m_guide, makeActions());
     m_documents.setMainWindow(m_mainWindow.get());
     m_menu = new MainMenu(m_mainWindow->window()->menuBar(), *this, m_recents);
+    const QString noClicks = Platform::current().clickMonitor().unavailableReason();
+    if (!noClicks.isEmpty()) {
+        m_mainWindow->window()->toolBar()->setRecordingUnavailable(noClicks);
+        m_menu->setRecordingUnavailable(noClicks);
+    }
     // The tray icon follows the step count and the recording flag by itself from here on.
     QPointer<AppDelegate> self(this);
     auto command = [self](void (AppDelegate::*action)()) {
@@ -89,7 +97,7 @@ void AppDelegate::launch() {
         *m_guide,
         StatusItem::Actions{command(&AppDelegate::showAction), command(&AppDelegate::libraryAction),
                             command(&AppDelegate::captureRegion), command(&AppDelegate::toggleRecording),
-                            command(&AppDelegate::quitAction)});
+                            command(&AppDelegate::quitAction), noClicks});
     m_documents.startWindowRefresh();
     m_documents.refreshWindow();
     HotKey::registerHotKey(1, HotKey::keyS, HotKey::controlOption, command(&AppDelegate::captureRegion));
@@ -122,11 +130,31 @@ void AppDelegate::toggleRecording() {
             m_mainWindow->bringToFront();
         return;
     }
-    if (!Capture::ensureAccess(m_mainWindow ? m_mainWindow->window() : nullptr))
+    QWidget* parent = m_mainWindow ? m_mainWindow->window() : nullptr;
+    // The hot key and the command line still reach here where the controls are greyed out.
+    const QString noClicks = Platform::current().clickMonitor().unavailableReason();
+    if (!noClicks.isEmpty()) {
+        showRecordingUnavailable(parent, noClicks);
         return;
-    clicks.start();
+    }
+    if (!Capture::ensureAccess(parent))
+        return;
+    if (!clicks.start()) {
+        showRecordingUnavailable(
+            parent, tr("Trovix could not start watching the clicks on this display. Capture each step "
+                       "with Capture Region (Ctrl+Alt+S) instead."));
+        return;
+    }
     // Out of the way, so the clicks go to the applications being documented.
     MainMenu::hideApplication();
+}
+
+void AppDelegate::showRecordingUnavailable(QWidget* parent, const QString& reason) {
+    Dialogs::Alert alert;
+    alert.message = tr("Click recording isn’t available");
+    alert.informativeText = reason;
+    alert.buttons = {tr("OK")};
+    Dialogs::current().alert(parent, alert);
 }
 
 void AppDelegate::annotate(const QUuid& stepId) {

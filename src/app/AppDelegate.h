@@ -11,6 +11,8 @@
 
 #include <memory>
 
+class QWidget;
+
 namespace trovix {
 
 class CaptureCommand;
@@ -75,6 +77,7 @@ public Q_SLOTS:
     void quitAction();
 
 private:
+    void showRecordingUnavailable(QWidget* parent, const QString& reason);
     MainActions makeActions();
 
     std::unique_ptr<Guide> m_guide;

@@ -58,8 +58,8 @@ MainMenu::MainMenu(QMenuBar* bar, AppDelegate& app, RecentDocuments& recents)
     connect(&m_recents, &RecentDocuments::changed, this, &MainMenu::fillRecent);
     add(file, QStringLiteral("Capture Region"), QKeySequence(QStringLiteral("Ctrl+Alt+S")), a,
         [a] { a->captureRegion(); });
-    add(file, QStringLiteral("Start/Stop Click Recording"), QKeySequence(QStringLiteral("Ctrl+Alt+R")), a,
-        [a] { a->toggleRecording(); });
+    m_record = add(file, QStringLiteral("Start/Stop Click Recording"),
+                   QKeySequence(QStringLiteral("Ctrl+Alt+R")), a, [a] { a->toggleRecording(); });
     file->addSeparator();
     add(file, QStringLiteral("Save"), QKeySequence(QStringLiteral("Ctrl+S")), a, [a] { a->saveAction(); });
     add(file, QStringLiteral("Save As…"), QKeySequence(QStringLiteral("Shift+Ctrl+S")), a,
@@ -94,6 +94,15 @@ MainMenu::MainMenu(QMenuBar* bar, AppDelegate& app, RecentDocuments& recents)
     add(m_window, QStringLiteral("Guides Library"), QKeySequence(QStringLiteral("Shift+Ctrl+L")), a,
         [a] { a->libraryAction(); });
     connect(m_window, &QMenu::aboutToShow, this, &MainMenu::fillWindows);
+}
+
+void MainMenu::setRecordingUnavailable(const QString& reason) {
+    QAction* record = m_record;
+    record->setEnabled(false);
+    record->setToolTip(reason);
+    record->setStatusTip(reason);
+    if (QMenu* file = qobject_cast<QMenu*>(record->parent()))
+        file->setToolTipsVisible(true);
 }
 
 QAction* MainMenu::action(const QString& menu, const QString& text) const {

@@ -20,6 +20,8 @@ public:
     MainMenu(QMenuBar* bar, AppDelegate& app, RecentDocuments& recents);
 
     QMenu* recentMenu() const { return m_recent; }
+    // Greys out Start/Stop Click Recording, with `reason` as its tooltip.
+    void setRecordingUnavailable(const QString& reason);
     // The action titled `text` in the top-level menu `menu`, for tests.
     QAction* action(const QString& menu, const QString& text) const;
 
@@ -34,6 +36,7 @@ private:
     AppDelegate& m_app;
     RecentDocuments& m_recents;
     QMenu* m_recent = nullptr;
+    QAction* m_record = nullptr;
     QMenu* m_window = nullptr;
     QList<QAction*> m_windowEntries;
 };

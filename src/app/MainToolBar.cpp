@@ -86,6 +86,12 @@ QToolButton* MainToolBar::addButton(const QString& label, const QIcon& icon, con
     return button;
 }
 
+void MainToolBar::setRecordingUnavailable(const QString& reason) {
+    m_record->setEnabled(false);
+    m_record->setToolTip(reason);
+    m_record->setAccessibleDescription(reason);
+}
+
 void MainToolBar::setRecording(bool recording) {
     m_record->setText(recording ? QStringLiteral("Stop Recording") : QStringLiteral("Record Clicks"));
     m_record->setAccessibleName(m_record->text());

@@ -20,6 +20,9 @@ public:
     explicit MainToolBar(const MainActions& actions, QWidget* parent = nullptr);
 
     void setRecording(bool recording);
+    // Greys out Record Clicks, with `reason` as its tooltip, in a session where clicks in other
+    // applications cannot be seen.
+    void setRecordingUnavailable(const QString& reason);
     void setHasSteps(bool hasSteps);
 
     // Whether the export panel is showing.

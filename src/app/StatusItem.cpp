@@ -153,6 +153,12 @@ void StatusItem::refresh() {
     add(QStringLiteral("Guides Library"), m_actions.library);
     add(QStringLiteral("Capture Region  (Ctrl+Alt+S)"), m_actions.capture);
     add(recordLabel(recording), m_actions.toggleRecording);
+    if (!m_actions.recordingUnavailable.isEmpty()) {
+        QAction* record = menu->actions().constLast();
+        record->setEnabled(false);
+        record->setToolTip(m_actions.recordingUnavailable);
+        menu->setToolTipsVisible(true);
+    }
     menu->addSeparator();
     add(QStringLiteral("Quit Trovix"), m_actions.quit);
 

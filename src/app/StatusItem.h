@@ -28,6 +28,8 @@ public:
         std::function<void()> capture;
         std::function<void()> toggleRecording;
         std::function<void()> quit;
+        // Why click recording cannot work in this session; its entry is greyed out then.
+        QString recordingUnavailable;
     };
 
     StatusItem(Guide& guide, Actions actions, QObject* parent = nullptr);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/ClickMonitor.h"
 #include "platform/GlobalKeys.h"
 #include "platform/ScreenGrabber.h"
 
@@ -17,6 +18,7 @@ public:
     virtual QString name() const = 0;
     virtual ScreenGrabber& screenGrabber() = 0;
     virtual GlobalKeys& globalKeys() = 0;
+    virtual ClickMonitor& clickMonitor() = 0;
 
     // The backend for this session, made on first use (after the QGuiApplication): Wayland in a
     // Wayland session (whichever Qt platform runs), else X11 when Qt runs on xcb, otherwise the null

@@ -166,11 +166,14 @@ Recorder::Recorder(Guide& guide, Services services, QObject* parent)
 
 Recorder::~Recorder() = default;
 
-void Recorder::start() {
+bool Recorder::start() {
+    m_monitor = m_services.installMonitor ? m_services.installMonitor(*this) : nullptr;
+    if (!m_monitor)
+        return false;
     m_guide.setRecording(true);
     if (m_services.enableAccessibility)
         m_services.enableAccessibility();
-    m_monitor = m_services.installMonitor ? m_services.installMonitor(*this) : nullptr;
+    return true;
 }
 
 void Recorder::stop() {

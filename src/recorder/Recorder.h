@@ -56,7 +56,7 @@ public:
         int describeLimitMs = Recorder::describeBudgetMs;
     };
 
-    // The X11 monitor, the accessibility description and the screen capture. A click's description
+    // The session's click monitor, the accessibility description and the screen capture. A click's description
     // gives up after budgetMs (then the step has the plain title); the default keeps a
     // burst of clicks from piling up behind a slow application.
     static Services systemServices(int budgetMs = describeBudgetMs);
@@ -68,9 +68,10 @@ public:
 
     Guide& guide() const { return m_guide; }
 
-    // Switches recording on: marks the guide as recording, switches accessibility on and installs
-    // the click monitor. Call only while not recording.
-    void start();
+    // Switches recording on: installs the click monitor, marks the guide as recording and switches
+    // accessibility on. False, and nothing changed, when no monitor can be installed: a recording
+    // that could see no click would record nothing in silence. Call only while not recording.
+    bool start();
     // Switches recording off. Clicks still being processed finish without adding a step.
     void stop();
     // Whether the click monitor is installed.

@@ -1,10 +1,10 @@
-// The recorder's connections to the real system: the X11 click monitor, the accessibility service,
+// The recorder's connections to the real system: the session's click monitor, the accessibility service,
 // text recognition and the screen capture. Kept apart so that tests of the click chain link none of
 // them.
 #include "capture/Capture.h"
+#include "platform/Platform.h"
 #include "platform/atspi/AtspiService.h"
 #include "platform/ocr/TesseractRecognizer.h"
-#include "platform/x11/XInputClickMonitor.h"
 #include "recorder/ClickDescriber.h"
 #include "recorder/Recorder.h"
 #include "recorder/ScreenLayout.h"
@@ -106,15 +106,11 @@ Recorder::Services Recorder::systemServices(int budgetMs) {
         };
     }
     services.installMonitor = [](Recorder& recorder) -> std::unique_ptr<QObject> {
-        auto monitor = std::make_unique<XInputClickMonitor>();
-        if (!monitor->isActive())
-            return nullptr;
         QPointer<Recorder> weak(&recorder);
-        connect(monitor.get(), &XInputClickMonitor::leftButtonPressed, &recorder, [weak](QPoint native) {
+        return Platform::current().clickMonitor().watch([weak](QPoint native) {
             if (weak)
                 weak->click(ScreenLayout::current().toPoints(QPointF(native)));
         });
-        return monitor;
     };
     services.enableAccessibility = [] {
         enableWebAccessibility();

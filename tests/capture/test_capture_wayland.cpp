@@ -145,10 +145,13 @@ private Q_SLOTS:
                     warnings.append(text);
             });
         const QString keysReason = Platform::current().globalKeys().unavailableReason();
+        const QString clicksReason = Platform::current().clickMonitor().unavailableReason();
         const auto access = Platform::current().screenGrabber().access();
         qInstallMessageHandler(previous);
         QVERIFY2(warnings.isEmpty(), qPrintable(warnings.join('\n')));
         QVERIFY2(keysReason.contains("trovix --capture"), qPrintable(keysReason));
+        QVERIFY2(clicksReason.contains("X11 session"), qPrintable(clicksReason));
+        QVERIFY(!Platform::current().clickMonitor().watch([](QPoint) {}));
         QCOMPARE(access, underWeston() ? ScreenGrabber::Access::needsGrant : ScreenGrabber::Access::granted);
     }
 
@@ -245,17 +248,27 @@ private Q_SLOTS:
         QCOMPARE(patternOrigin(images.result()[1]), std::optional(QPoint(0, 0)));
     }
 
-    // The command reaches the running instance: recording starts, or Trovix says why it cannot.
-    void toggleRecording_reachesTheRunningInstance() {
+    // No client sees other clients' clicks here: Record Clicks is greyed out, and the command handed
+    // to the running instance says why instead of starting a recording that would record nothing.
+    void toggleRecording_saysWhyItCannotRecord() {
         if (underWeston())
             QSKIP("runs in sway");
-        const QStringList before = desktop::accessibleNames(m_trovix.processId());
-        QVERIFY(before.contains("Record Clicks"));
+        const qint64 pid = m_trovix.processId();
+        const auto record = [pid] {
+            return desktop::findAccessible(pid, [](const QString& name) { return name == "Record Clicks"; });
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(record().has_value(), 10000);
+        QVERIFY(!record()->enabled);
         int exitCode = -1;
         run(desktop::trovixBinary(), {"--toggle-recording"}, &exitCode);
         QCOMPARE(exitCode, 0);
-        QTRY_VERIFY_WITH_TIMEOUT(desktop::accessibleNames(m_trovix.processId()) != before, 10000);
-        shot("wayland-toggle-recording");
+        const QString alert = QStringLiteral("Click recording isn’t available");
+        QTRY_VERIFY_WITH_TIMEOUT(desktop::accessibleNames(pid).contains(alert), 10000);
+        QTest::qWait(300);
+        shot("wayland-recording-unavailable");
+        run("wtype", {"-k", "Return"});
+        QTRY_VERIFY_WITH_TIMEOUT(!desktop::accessibleNames(pid).contains(alert), 10000);
+        QVERIFY(!desktop::accessibleNames(pid).contains("Stop Recording"));
     }
 
 private:

@@ -78,6 +78,13 @@ public:
         QList<Bound> bindings;
     };
 
+    // Clicks are fed to the recorder directly by the tests that need them.
+    class Clicks : public ClickMonitor {
+    public:
+        QString unavailableReason() const override { return {}; }
+        std::unique_ptr<QObject> watch(Handler, QString*) override { return std::make_unique<QObject>(); }
+    };
+
     FakePlatform() { Platform::setCurrent(this); }
     ~FakePlatform() override { Platform::setCurrent(nullptr); }
     FakePlatform(const FakePlatform&) = delete;
@@ -86,9 +93,11 @@ public:
     QString name() const override { return QStringLiteral("fake"); }
     ScreenGrabber& screenGrabber() override { return grabber; }
     GlobalKeys& globalKeys() override { return keys; }
+    ClickMonitor& clickMonitor() override { return clicks; }
 
     Grabber grabber;
     Keys keys;
+    Clicks clicks;
 };
 
 } // namespace trovix

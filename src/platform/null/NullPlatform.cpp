@@ -43,9 +43,28 @@ private:
     QString m_reason;
 };
 
+class NullPlatform::Clicks : public ClickMonitor {
+public:
+    explicit Clicks(QString platformName)
+        : m_reason(QStringLiteral("Click recording works in X11 sessions; this session uses the “%1” display "
+                                  "platform. Capture each step with Capture Region instead.")
+                       .arg(platformName)) {}
+
+    QString unavailableReason() const override { return m_reason; }
+    std::unique_ptr<QObject> watch(Handler, QString* error) override {
+        if (error)
+            *error = m_reason;
+        return nullptr;
+    }
+
+private:
+    QString m_reason;
+};
+
 NullPlatform::NullPlatform(QString platformName)
     : m_grabber(std::make_unique<Grabber>(platformName))
-    , m_keys(std::make_unique<Keys>(platformName)) {}
+    , m_keys(std::make_unique<Keys>(platformName))
+    , m_clicks(std::make_unique<Clicks>(platformName)) {}
 
 NullPlatform::~NullPlatform() = default;
 
@@ -55,6 +74,10 @@ ScreenGrabber& NullPlatform::screenGrabber() {
 
 GlobalKeys& NullPlatform::globalKeys() {
     return *m_keys;
+}
+
+ClickMonitor& NullPlatform::clickMonitor() {
+    return *m_clicks;
 }
 
 } // namespace trovix

@@ -18,12 +18,15 @@ public:
     QString name() const override { return QStringLiteral("null"); }
     ScreenGrabber& screenGrabber() override;
     GlobalKeys& globalKeys() override;
+    ClickMonitor& clickMonitor() override;
 
 private:
     class Grabber;
     class Keys;
+    class Clicks;
     std::unique_ptr<Grabber> m_grabber;
     std::unique_ptr<Keys> m_keys;
+    std::unique_ptr<Clicks> m_clicks;
 };
 
 } // namespace trovix

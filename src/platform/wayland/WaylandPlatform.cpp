@@ -3,6 +3,7 @@
 #include "platform/wayland/PortalGlobalKeys.h"
 #include "platform/wayland/PortalInterfaces.h"
 #include "platform/wayland/PortalScreenGrabber.h"
+#include "platform/wayland/WaylandClickMonitor.h"
 
 #include <QDBusConnection>
 
@@ -22,7 +23,8 @@ std::unique_ptr<WaylandPlatform> WaylandPlatform::create() {
 WaylandPlatform::WaylandPlatform()
     : m_interfaces(std::make_shared<PortalInterfaces>(QDBusConnection::sessionBus()))
     , m_grabber(std::make_unique<PortalScreenGrabber>(QDBusConnection::sessionBus(), m_interfaces))
-    , m_keys(std::make_unique<PortalGlobalKeys>(QDBusConnection::sessionBus(), m_interfaces)) {}
+    , m_keys(std::make_unique<PortalGlobalKeys>(QDBusConnection::sessionBus(), m_interfaces))
+    , m_clicks(std::make_unique<WaylandClickMonitor>()) {}
 
 WaylandPlatform::~WaylandPlatform() = default;
 
@@ -32,6 +34,10 @@ ScreenGrabber& WaylandPlatform::screenGrabber() {
 
 GlobalKeys& WaylandPlatform::globalKeys() {
     return *m_keys;
+}
+
+ClickMonitor& WaylandPlatform::clickMonitor() {
+    return *m_clicks;
 }
 
 } // namespace trovix

@@ -9,9 +9,11 @@ namespace trovix {
 class PortalInterfaces;
 class PortalScreenGrabber;
 class PortalGlobalKeys;
+class WaylandClickMonitor;
 
 // Platform services in a Wayland session, through the desktop's portals on the session bus: the
-// screenshot portal for captures and, where the desktop offers it, the global shortcuts portal.
+// screenshot portal for captures and, where the desktop offers it, the global shortcuts portal. Clicks
+// in other applications are out of reach here (see WaylandClickMonitor).
 // Works whether Qt itself runs on Wayland or on Xwayland.
 class WaylandPlatform : public Platform {
 public:
@@ -24,6 +26,7 @@ public:
     QString name() const override { return QStringLiteral("wayland"); }
     ScreenGrabber& screenGrabber() override;
     GlobalKeys& globalKeys() override;
+    ClickMonitor& clickMonitor() override;
 
 private:
     WaylandPlatform();
@@ -31,6 +34,7 @@ private:
     std::shared_ptr<PortalInterfaces> m_interfaces;
     std::unique_ptr<PortalScreenGrabber> m_grabber;
     std::unique_ptr<PortalGlobalKeys> m_keys;
+    std::unique_ptr<WaylandClickMonitor> m_clicks;
 };
 
 } // namespace trovix

@@ -1,5 +1,6 @@
 #include "platform/x11/X11Platform.h"
 
+#include "platform/x11/X11ClickMonitor.h"
 #include "platform/x11/X11GlobalKeys.h"
 #include "platform/x11/X11ScreenGrabber.h"
 
@@ -20,7 +21,8 @@ std::unique_ptr<X11Platform> X11Platform::create() {
 
 X11Platform::X11Platform(std::unique_ptr<X11ScreenGrabber> grabber, std::unique_ptr<X11GlobalKeys> keys)
     : m_grabber(std::move(grabber))
-    , m_keys(std::move(keys)) {}
+    , m_keys(std::move(keys))
+    , m_clicks(std::make_unique<X11ClickMonitor>()) {}
 
 X11Platform::~X11Platform() = default;
 
@@ -30,6 +32,10 @@ ScreenGrabber& X11Platform::screenGrabber() {
 
 GlobalKeys& X11Platform::globalKeys() {
     return *m_keys;
+}
+
+ClickMonitor& X11Platform::clickMonitor() {
+    return *m_clicks;
 }
 
 } // namespace trovix
