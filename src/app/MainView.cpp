@@ -55,7 +55,7 @@ MainView::MainView(Guide& guide, const MainActions& actions, QWidget* parent)
     m_list->setAccessibleName(tr("Steps"));
     m_list->setModel(m_model);
     m_list->setItemDelegate(new StepRowDelegate(m_model, m_thumbnails, m_list));
-    m_list->setEmptyText(emptyListText);
+    m_list->setEmptyText(tr("Take a screenshot\nCtrl+Alt+S"));
     QPalette listPalette = m_list->palette();
     listPalette.setColor(QPalette::Base, listPalette.color(QPalette::Window));
     m_list->setPalette(listPalette);
