@@ -28,11 +28,18 @@ QLabel* headline(const QString& text) {
     return label;
 }
 
+// A wrapped label's height at the panel's fixed width: the layout alone gives it the lines of a
+// shorter text, which cuts off longer ones (as translations are).
+void fitHeight(QLabel* label) {
+    label->setMinimumHeight(label->heightForWidth(ExportPopover::width - 2 * padding));
+}
+
 QLabel* caption(const QString& text) {
     auto* label = new QLabel(text);
     label->setFont(Appearance::caption());
     label->setWordWrap(true);
     Appearance::makeSecondary(label);
+    fitHeight(label);
     return label;
 }
 
@@ -106,6 +113,7 @@ void ExportPopover::refresh() {
     for (qsizetype i = 0; i < m_segments.size(); ++i)
         m_segments[i]->setChecked(current && *current == allExportQualities[i]);
     m_description->setText(current ? trovix::description(*current) : QString());
+    fitHeight(m_description);
     m_description->setVisible(current.has_value());
     if (layout())
         layout()->activate();
