@@ -22,14 +22,16 @@ void installFirst(const QLocale& locale, const QString& name, const QString& fol
 
 void Translations::install() {
     const QLocale locale = QLocale::system();
-    // Without an own translation for the language, Qt's texts stay English too: one language per window.
+    // Without an own translation for the language, Qt's texts stay English too, and with one they are
+    // in its language (not a preferred language Trovix lacks): one language per window.
     auto* own = new QTranslator(QCoreApplication::instance());
     if (!own->load(locale, QStringLiteral("trovix"), QStringLiteral("_"), QStringLiteral(":/trovix/i18n")) ||
         !QCoreApplication::installTranslator(own)) {
         delete own;
         return;
     }
-    installFirst(locale, QStringLiteral("qtbase"), QLibraryInfo::path(QLibraryInfo::TranslationsPath));
+    installFirst(QLocale(own->language()), QStringLiteral("qtbase"),
+                 QLibraryInfo::path(QLibraryInfo::TranslationsPath));
 }
 
 } // namespace trovix
