@@ -82,7 +82,7 @@
     </message>
     <message>
         <source>Click the %1%2</source>
-        <translation>Klicken Sie auf das Element %1%2</translation>
+        <translation>Klicken Sie auf das Element „%1“%2</translation>
     </message>
 </context>
 <context>
@@ -502,11 +502,11 @@ Ohne --output wird der Export neben den Anleitungsordner geschrieben.</translati
     </message>
     <message>
         <source>it isn’t valid JSON (%1 at byte %2)</source>
-        <translation>sie kein gültiges JSON ist (%1 bei Byte %2)</translation>
+        <translation>sie ist kein gültiges JSON (%1 bei Byte %2)</translation>
     </message>
     <message>
         <source>it doesn’t hold a guide record</source>
-        <translation>sie keinen Anleitungsdatensatz enthält</translation>
+        <translation>sie enthält keinen Anleitungsdatensatz</translation>
     </message>
     <message>
         <source>%1 isn’t an object</source>
@@ -578,31 +578,31 @@ Ohne --output wird der Export neben den Anleitungsordner geschrieben.</translati
     <name>trovix::ImageCodec</name>
     <message>
         <source>the file is empty</source>
-        <translation>die Datei leer ist</translation>
+        <translation>die Datei ist leer</translation>
     </message>
     <message>
         <source>it is not a PNG file</source>
-        <translation>es keine PNG-Datei ist</translation>
+        <translation>es ist keine PNG-Datei</translation>
     </message>
     <message>
         <source>the file ends without an end chunk</source>
-        <translation>die Datei ohne End-Chunk endet</translation>
+        <translation>die Datei endet ohne End-Chunk</translation>
     </message>
     <message>
         <source>the file is truncated</source>
-        <translation>die Datei abgeschnitten ist</translation>
+        <translation>die Datei ist abgeschnitten</translation>
     </message>
     <message>
         <source>a chunk has an impossible length</source>
-        <translation>ein Chunk eine unmögliche Länge hat</translation>
+        <translation>ein Chunk hat eine unmögliche Länge</translation>
     </message>
     <message>
         <source>a chunk has an invalid name</source>
-        <translation>ein Chunk einen ungültigen Namen hat</translation>
+        <translation>ein Chunk hat einen ungültigen Namen</translation>
     </message>
     <message>
         <source>a chunk’s checksum does not match (the file is damaged)</source>
-        <translation>die Prüfsumme eines Chunks nicht stimmt (die Datei ist beschädigt)</translation>
+        <translation>die Prüfsumme eines Chunks stimmt nicht (die Datei ist beschädigt)</translation>
     </message>
     <message>
         <source>the header chunk is missing</source>
@@ -610,51 +610,51 @@ Ohne --output wird der Export neben den Anleitungsordner geschrieben.</translati
     </message>
     <message>
         <source>there is a second header chunk</source>
-        <translation>es einen zweiten Kopf-Chunk gibt</translation>
+        <translation>es gibt einen zweiten Kopf-Chunk</translation>
     </message>
     <message>
         <source>the header chunk has the wrong length</source>
-        <translation>der Kopf-Chunk die falsche Länge hat</translation>
+        <translation>der Kopf-Chunk hat die falsche Länge</translation>
     </message>
     <message>
         <source>the picture has no pixels</source>
-        <translation>das Bild keine Pixel hat</translation>
+        <translation>das Bild hat keine Pixel</translation>
     </message>
     <message>
         <source>the picture is too large</source>
-        <translation>das Bild zu groß ist</translation>
+        <translation>das Bild ist zu groß</translation>
     </message>
     <message>
         <source>the header names an invalid colour type or bit depth</source>
-        <translation>der Kopf einen ungültigen Farbtyp oder eine ungültige Bittiefe angibt</translation>
+        <translation>der Kopf gibt einen ungültigen Farbtyp oder eine ungültige Bittiefe an</translation>
     </message>
     <message>
         <source>the header names an unknown compression, filter or interlace method</source>
-        <translation>der Kopf eine unbekannte Kompressions-, Filter- oder Interlace-Methode angibt</translation>
+        <translation>der Kopf gibt eine unbekannte Kompressions-, Filter- oder Interlace-Methode an</translation>
     </message>
     <message>
         <source>the palette comes after the image data</source>
-        <translation>die Palette nach den Bilddaten kommt</translation>
+        <translation>die Palette steht hinter den Bilddaten</translation>
     </message>
     <message>
         <source>the palette has an invalid length</source>
-        <translation>die Palette eine ungültige Länge hat</translation>
+        <translation>die Palette hat eine ungültige Länge</translation>
     </message>
     <message>
         <source>the image data is split by other chunks</source>
-        <translation>die Bilddaten durch andere Chunks getrennt sind</translation>
+        <translation>die Bilddaten sind durch andere Chunks getrennt</translation>
     </message>
     <message>
         <source>the image data is not a valid compressed stream</source>
-        <translation>die Bilddaten kein gültiger komprimierter Datenstrom sind</translation>
+        <translation>die Bilddaten sind kein gültiger komprimierter Datenstrom</translation>
     </message>
     <message>
         <source>the end chunk has the wrong length</source>
-        <translation>der End-Chunk die falsche Länge hat</translation>
+        <translation>der End-Chunk hat die falsche Länge</translation>
     </message>
     <message>
         <source>there is no image data</source>
-        <translation>es keine Bilddaten gibt</translation>
+        <translation>es gibt keine Bilddaten</translation>
     </message>
     <message>
         <source>the palette is missing</source>
@@ -662,11 +662,11 @@ Ohne --output wird der Export neben den Anleitungsordner geschrieben.</translati
     </message>
     <message>
         <source>the image data is too short for the picture’s size</source>
-        <translation>die Bilddaten für die Bildgröße zu kurz sind</translation>
+        <translation>die Bilddaten sind für die Bildgröße zu kurz</translation>
     </message>
     <message>
         <source>the file has a critical chunk that cannot be read</source>
-        <translation>die Datei einen kritischen Chunk hat, der nicht gelesen werden kann</translation>
+        <translation>die Datei hat einen kritischen Chunk, der nicht gelesen werden kann</translation>
     </message>
 </context>
 <context>
