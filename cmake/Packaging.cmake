@@ -40,6 +40,6 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "qt6-qpa-plugins, qt6-wayland, libqt6svg6")
 # Opened at run time (screen-read click titles, accessibility bus, sound theme), so shlibdeps
 # cannot see them; Trovix works without each.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "at-spi2-core, libtesseract5, tesseract-ocr-eng, xdg-desktop-portal")
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "at-spi2-core, libtesseract5, tesseract-ocr-eng, xdg-desktop-portal, qt6-translations-l10n")
 set(CPACK_GENERATOR DEB)
 include(CPack)

@@ -1,5 +1,7 @@
 #include "app/CommandLine.h"
 
+#include <QCoreApplication>
+
 namespace trovix {
 
 namespace {
@@ -59,21 +61,27 @@ CommandLine CommandLine::parse(const QStringList& arguments) {
         const QString name = argument.mid(2);
         if (argument.startsWith(QLatin1String("--")) && commands.contains(name)) {
             if (!line.command.isEmpty() && line.command != name)
-                return CommandLine{
-                    Action::invalid,
-                    {},
-                    {},
-                    QStringLiteral("--%1 and --%2 cannot be used together").arg(line.command, name)};
+                return CommandLine{Action::invalid,
+                                   {},
+                                   {},
+                                   QCoreApplication::translate("trovix::CommandLine",
+                                                               "--%1 and --%2 cannot be used together")
+                                       .arg(line.command, name)};
             line.command = name;
             continue;
         }
-        return CommandLine{Action::invalid, {}, {}, QStringLiteral("unknown option %1").arg(argument)};
+        return CommandLine{
+            Action::invalid,
+            {},
+            {},
+            QCoreApplication::translate("trovix::CommandLine", "unknown option %1").arg(argument)};
     }
     return line;
 }
 
 QString CommandLine::usage() {
-    return QStringLiteral(
+    return QCoreApplication::translate(
+        "trovix::CommandLine",
         "Usage: trovix [OPTION] [GUIDE_FOLDER…]\n"
         "Turn screenshots into step-by-step illustrated guides.\n"
         "\n"

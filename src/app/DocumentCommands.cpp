@@ -74,7 +74,7 @@ void DocumentCommands::newGuide() {
 
 void DocumentCommands::openDocument() {
     Dialogs::OpenPanel panel;
-    panel.title = QStringLiteral("Choose a Trovix file");
+    panel.title = tr("Choose a Trovix file");
     panel.chooseDirectories = true;
     panel.directorySuffix = guideExtension;
     if (!m_guide.fileURL().isEmpty())
@@ -97,9 +97,9 @@ void DocumentCommands::openGuide(const QString& path) {
         loaded = GuideStore::read(path);
     } catch (const std::exception&) {
         Dialogs::Alert alert;
-        alert.message = QStringLiteral("Couldn’t open “%1”").arg(QFileInfo(standardized(path)).fileName());
-        alert.informativeText = QStringLiteral("It doesn’t look like a valid Trovix file.");
-        alert.buttons = {QStringLiteral("OK")};
+        alert.message = tr("Couldn’t open “%1”").arg(QFileInfo(standardized(path)).fileName());
+        alert.informativeText = tr("It doesn’t look like a valid Trovix file.");
+        alert.buttons = {tr("OK")};
         alert.style = Dialogs::Style::warning;
         alert.cancelButton = 0;
         Dialogs::current().alert(dialogParent(m_mainWindow), alert);
@@ -122,7 +122,7 @@ bool DocumentCommands::saveDocument() {
 
 bool DocumentCommands::saveDocumentAs() {
     Dialogs::SavePanel panel;
-    panel.title = QStringLiteral("Save this guide so you can reopen and edit it later.");
+    panel.title = tr("Save this guide so you can reopen and edit it later.");
     panel.proposedName = m_guide.title();
     panel.suffixes = {guideExtension};
     Library::ensureFolder();
@@ -140,16 +140,16 @@ bool DocumentCommands::write(const QString& path) {
     } catch (const Error& error) {
         Dialogs::Alert alert;
         alert.message = error.message();
-        alert.buttons = {QStringLiteral("OK")};
+        alert.buttons = {tr("OK")};
         alert.style = Dialogs::Style::critical;
         alert.cancelButton = 0;
         Dialogs::current().alert(dialogParent(m_mainWindow), alert);
         return false;
     } catch (const std::exception& error) {
         Dialogs::Alert alert;
-        alert.message = QStringLiteral("Couldn’t save “%1”").arg(QFileInfo(path).fileName());
+        alert.message = tr("Couldn’t save “%1”").arg(QFileInfo(path).fileName());
         alert.informativeText = QString::fromUtf8(error.what());
-        alert.buttons = {QStringLiteral("OK")};
+        alert.buttons = {tr("OK")};
         alert.style = Dialogs::Style::critical;
         alert.cancelButton = 0;
         Dialogs::current().alert(dialogParent(m_mainWindow), alert);
@@ -172,9 +172,9 @@ bool DocumentCommands::confirmDiscardIfNeeded() {
         return true; // an untitled empty guide is never worth a question
     bringMainWindowToFront();
     Dialogs::Alert alert;
-    alert.message = QStringLiteral("Save changes to “%1”?").arg(m_guide.title());
-    alert.informativeText = QStringLiteral("Your changes will be lost if you don’t save them.");
-    alert.buttons = {QStringLiteral("Save"), QStringLiteral("Don’t Save"), QStringLiteral("Cancel")};
+    alert.message = tr("Save changes to “%1”?").arg(m_guide.title());
+    alert.informativeText = tr("Your changes will be lost if you don’t save them.");
+    alert.buttons = {tr("Save"), tr("Don’t Save"), tr("Cancel")};
     alert.style = Dialogs::Style::warning;
     alert.cancelButton = 2;
     switch (Dialogs::current().alert(dialogParent(m_mainWindow), alert)) {

@@ -64,7 +64,7 @@ QString ExportCommand::startDirectory() const {
 void ExportCommand::showError(const QString& message, QWidget* window) {
     Dialogs::Alert alert;
     alert.message = message;
-    alert.buttons = {QStringLiteral("OK")};
+    alert.buttons = {tr("OK")};
     alert.style = Dialogs::Style::critical;
     alert.cancelButton = 0;
     Dialogs::current().alert(window, alert);
@@ -73,8 +73,8 @@ void ExportCommand::showError(const QString& message, QWidget* window) {
 ExportCommand::Outcome ExportCommand::run(const QString& name,
                                           const std::function<ExportResult(const ExportProgress&)>& work,
                                           QWidget* window) {
-    QProgressDialog progress(QStringLiteral("Exporting “%1”…").arg(name), QString(), 0, 0, window);
-    progress.setWindowTitle(QStringLiteral("Export"));
+    QProgressDialog progress(tr("Exporting “%1”…").arg(name), QString(), 0, 0, window);
+    progress.setWindowTitle(tr("Export"));
     progress.setWindowModality(Qt::ApplicationModal);
     progress.setMinimumDuration(std::numeric_limits<int>::max()); // shown by the timer below
     progress.setAutoClose(false);
@@ -128,11 +128,11 @@ void ExportCommand::exportGuide(const Guide& guide, ExportFormat format, QWidget
     const bool html = format == ExportFormat::html;
     const QString ext = html ? QStringLiteral("html") : QStringLiteral("pdf");
     Dialogs::SavePanel panel;
-    panel.title = html ? QStringLiteral("Export as HTML") : QStringLiteral("Export as PDF");
+    panel.title = html ? tr("Export as HTML") : tr("Export as PDF");
     panel.directory = startDirectory();
     panel.proposedName = guide.title() + u'.' + ext;
     panel.suffixes = {ext};
-    panel.prompt = QStringLiteral("Export");
+    panel.prompt = tr("Export");
     const QString file = Dialogs::current().save(window, panel);
     if (file.isEmpty())
         return;
@@ -157,9 +157,9 @@ void ExportCommand::exportGuide(const Guide& guide, ExportFormat format, QWidget
 
 void ExportCommand::exportMarkdown(const Guide& guide, ExportQuality quality, QWidget* window) {
     Dialogs::OpenPanel panel;
-    panel.title = QStringLiteral("Choose where to create the guide folder");
+    panel.title = tr("Choose where to create the guide folder");
     panel.directory = startDirectory();
-    panel.prompt = QStringLiteral("Export Here");
+    panel.prompt = tr("Export Here");
     panel.chooseDirectories = true;
     panel.canCreateDirectories = true;
     const QString parent = Dialogs::current().open(window, panel);
@@ -204,10 +204,9 @@ QString ExportCommand::sizeText(qint64 bytes) {
 void ExportCommand::reportExport(const QString& path, qint64 bytes, QWidget* window) {
     const qint64 total = bytes > 0 ? bytes : sizeOnDisk(path);
     Dialogs::Alert alert;
-    alert.message = QStringLiteral("Exported “%1”").arg(QFileInfo(path).fileName());
-    alert.informativeText = sizeText(total) + QStringLiteral(" · ") + title(currentExportQuality()) +
-                            QStringLiteral(" image quality");
-    alert.buttons = {QStringLiteral("Show in File Manager"), QStringLiteral("Done")};
+    alert.message = tr("Exported “%1”").arg(QFileInfo(path).fileName());
+    alert.informativeText = tr("%1 · %2 image quality").arg(sizeText(total), title(currentExportQuality()));
+    alert.buttons = {tr("Show in File Manager"), tr("Done")};
     alert.style = Dialogs::Style::informational;
     alert.cancelButton = 1;
     if (Dialogs::current().alert(window, alert) == 0 && m_reveal)

@@ -28,11 +28,18 @@ QLabel* headline(const QString& text) {
     return label;
 }
 
+// A wrapped label's height at the panel's fixed width: the layout alone gives it the lines of a
+// shorter text, which cuts off longer ones (as translations are).
+void fitHeight(QLabel* label) {
+    label->setMinimumHeight(label->heightForWidth(ExportPopover::width - 2 * padding));
+}
+
 QLabel* caption(const QString& text) {
     auto* label = new QLabel(text);
     label->setFont(Appearance::caption());
     label->setWordWrap(true);
     Appearance::makeSecondary(label);
+    fitHeight(label);
     return label;
 }
 
@@ -41,13 +48,13 @@ QLabel* caption(const QString& text) {
 ExportPopover::ExportPopover(QWidget* parent)
     : QFrame(parent, Qt::Popup) {
     setObjectName(QStringLiteral("exportPanel"));
-    setAccessibleName(QStringLiteral("Export"));
+    setAccessibleName(tr("Export"));
     setFixedWidth(width);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(padding, padding + arrowHeight, padding, padding);
     column->setSpacing(10);
 
-    column->addWidget(headline(QStringLiteral("Image quality")));
+    column->addWidget(headline(tr("Image quality")));
 
     // A segmented control: three joined buttons, one per preset, in the presets' order.
     auto* segments = new QHBoxLayout;
@@ -71,15 +78,15 @@ ExportPopover::ExportPopover(QWidget* parent)
 
     m_description = caption({});
     column->addWidget(m_description);
-    column->addWidget(caption(QStringLiteral(
-        "Applies to exported files only. Saved guides always keep full-resolution screenshots.")));
+    column->addWidget(
+        caption(tr("Applies to exported files only. Saved guides always keep full-resolution screenshots.")));
 
     auto* divider = new QFrame;
     divider->setFrameShape(QFrame::HLine);
     divider->setFrameShadow(QFrame::Sunken);
     column->addWidget(divider);
 
-    column->addWidget(headline(QStringLiteral("Export as")));
+    column->addWidget(headline(tr("Export as")));
     for (ExportFormat format : allExportFormats) {
         auto* button = new QPushButton(title(format));
         button->setStyleSheet(QStringLiteral("text-align: left; padding: 5px 10px;"));
@@ -106,6 +113,7 @@ void ExportPopover::refresh() {
     for (qsizetype i = 0; i < m_segments.size(); ++i)
         m_segments[i]->setChecked(current && *current == allExportQualities[i]);
     m_description->setText(current ? trovix::description(*current) : QString());
+    fitHeight(m_description);
     m_description->setVisible(current.has_value());
     if (layout())
         layout()->activate();

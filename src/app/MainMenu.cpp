@@ -41,57 +41,49 @@ MainMenu::MainMenu(QMenuBar* bar, AppDelegate& app, RecentDocuments& recents)
     AppDelegate* a = &app;
 
     QMenu* trovix = bar->addMenu(QStringLiteral("Trovix"));
-    add(trovix, QStringLiteral("Hide Trovix"), QKeySequence(QStringLiteral("Ctrl+H")), this,
-        &hideApplication);
+    add(trovix, tr("Hide Trovix"), QKeySequence(QStringLiteral("Ctrl+H")), this, &hideApplication);
     trovix->addSeparator();
-    QAction* quit = add(trovix, QStringLiteral("Quit Trovix"), QKeySequence(QStringLiteral("Ctrl+Q")), a,
-                        [a] { a->quitAction(); });
+    QAction* quit =
+        add(trovix, tr("Quit Trovix"), QKeySequence(QStringLiteral("Ctrl+Q")), a, [a] { a->quitAction(); });
     quit->setMenuRole(QAction::QuitRole);
 
-    QMenu* file = bar->addMenu(QStringLiteral("File"));
-    add(file, QStringLiteral("New Guide"), QKeySequence(QStringLiteral("Ctrl+N")), a,
-        [a] { a->newGuideAction(); });
-    add(file, QStringLiteral("Open…"), QKeySequence(QStringLiteral("Ctrl+O")), a, [a] { a->openAction(); });
-    m_recent = file->addMenu(QStringLiteral("Open Recent"));
+    QMenu* file = bar->addMenu(tr("File"));
+    add(file, tr("New Guide"), QKeySequence(QStringLiteral("Ctrl+N")), a, [a] { a->newGuideAction(); });
+    add(file, tr("Open…"), QKeySequence(QStringLiteral("Ctrl+O")), a, [a] { a->openAction(); });
+    m_recent = file->addMenu(tr("Open Recent"));
     connect(m_recent, &QMenu::aboutToShow, this, &MainMenu::fillRecent);
     fillRecent();
     connect(&m_recents, &RecentDocuments::changed, this, &MainMenu::fillRecent);
-    add(file, QStringLiteral("Capture Region"), QKeySequence(QStringLiteral("Ctrl+Alt+S")), a,
+    add(file, tr("Capture Region"), QKeySequence(QStringLiteral("Ctrl+Alt+S")), a,
         [a] { a->captureRegion(); });
-    m_record = add(file, QStringLiteral("Start/Stop Click Recording"),
-                   QKeySequence(QStringLiteral("Ctrl+Alt+R")), a, [a] { a->toggleRecording(); });
+    m_record = add(file, tr("Start/Stop Click Recording"), QKeySequence(QStringLiteral("Ctrl+Alt+R")), a,
+                   [a] { a->toggleRecording(); });
     file->addSeparator();
-    add(file, QStringLiteral("Save"), QKeySequence(QStringLiteral("Ctrl+S")), a, [a] { a->saveAction(); });
-    add(file, QStringLiteral("Save As…"), QKeySequence(QStringLiteral("Shift+Ctrl+S")), a,
-        [a] { a->saveAsAction(); });
+    add(file, tr("Save"), QKeySequence(QStringLiteral("Ctrl+S")), a, [a] { a->saveAction(); });
+    add(file, tr("Save As…"), QKeySequence(QStringLiteral("Shift+Ctrl+S")), a, [a] { a->saveAsAction(); });
     file->addSeparator();
-    add(file, QStringLiteral("Close Window"), QKeySequence(QStringLiteral("Ctrl+W")), this, [] {
+    add(file, tr("Close Window"), QKeySequence(QStringLiteral("Ctrl+W")), this, [] {
         if (QWidget* window = QApplication::activeWindow())
             window->close();
     });
 
-    QMenu* edit = bar->addMenu(QStringLiteral("Edit"));
-    add(edit, QStringLiteral("Undo"), QKeySequence(QStringLiteral("Ctrl+Z")), this,
-        [] { editFocused("undo"); });
-    add(edit, QStringLiteral("Redo"), QKeySequence(QStringLiteral("Shift+Ctrl+Z")), this,
-        [] { editFocused("redo"); });
+    QMenu* edit = bar->addMenu(tr("Edit"));
+    add(edit, tr("Undo"), QKeySequence(QStringLiteral("Ctrl+Z")), this, [] { editFocused("undo"); });
+    add(edit, tr("Redo"), QKeySequence(QStringLiteral("Shift+Ctrl+Z")), this, [] { editFocused("redo"); });
     edit->addSeparator();
-    add(edit, QStringLiteral("Cut"), QKeySequence(QStringLiteral("Ctrl+X")), this,
-        [] { editFocused("cut"); });
-    add(edit, QStringLiteral("Copy"), QKeySequence(QStringLiteral("Ctrl+C")), this,
-        [] { editFocused("copy"); });
-    add(edit, QStringLiteral("Paste"), QKeySequence(QStringLiteral("Ctrl+V")), this,
-        [] { editFocused("paste"); });
-    add(edit, QStringLiteral("Select All"), QKeySequence(QStringLiteral("Ctrl+A")), this,
+    add(edit, tr("Cut"), QKeySequence(QStringLiteral("Ctrl+X")), this, [] { editFocused("cut"); });
+    add(edit, tr("Copy"), QKeySequence(QStringLiteral("Ctrl+C")), this, [] { editFocused("copy"); });
+    add(edit, tr("Paste"), QKeySequence(QStringLiteral("Ctrl+V")), this, [] { editFocused("paste"); });
+    add(edit, tr("Select All"), QKeySequence(QStringLiteral("Ctrl+A")), this,
         [] { editFocused("selectAll"); });
 
-    m_window = bar->addMenu(QStringLiteral("Window"));
-    add(m_window, QStringLiteral("Minimize"), QKeySequence(QStringLiteral("Ctrl+M")), this, [] {
+    m_window = bar->addMenu(tr("Window"));
+    add(m_window, tr("Minimize"), QKeySequence(QStringLiteral("Ctrl+M")), this, [] {
         if (QWidget* window = QApplication::activeWindow())
             window->showMinimized();
     });
-    add(m_window, QStringLiteral("Show Trovix"), QKeySequence(), a, [a] { a->showAction(); });
-    add(m_window, QStringLiteral("Guides Library"), QKeySequence(QStringLiteral("Shift+Ctrl+L")), a,
+    add(m_window, tr("Show Trovix"), QKeySequence(), a, [a] { a->showAction(); });
+    add(m_window, tr("Guides Library"), QKeySequence(QStringLiteral("Shift+Ctrl+L")), a,
         [a] { a->libraryAction(); });
     connect(m_window, &QMenu::aboutToShow, this, &MainMenu::fillWindows);
 }
@@ -140,7 +132,7 @@ void MainMenu::fillRecent() {
     }
     if (!paths.isEmpty())
         m_recent->addSeparator();
-    QAction* clear = m_recent->addAction(QStringLiteral("Clear Menu"));
+    QAction* clear = m_recent->addAction(tr("Clear Menu"));
     clear->setEnabled(!paths.isEmpty());
     connect(clear, &QAction::triggered, &m_recents, &RecentDocuments::clear);
 }

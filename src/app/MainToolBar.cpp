@@ -15,7 +15,7 @@ MainToolBar::MainToolBar(const MainActions& actions, QWidget* parent)
     : QToolBar(parent)
     , m_actions(actions) {
     setObjectName(QStringLiteral("mainToolBar"));
-    setWindowTitle(QStringLiteral("Toolbar"));
+    setWindowTitle(tr("Toolbar"));
     setMovable(false);
     setFloatable(false);
     setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
@@ -29,30 +29,30 @@ MainToolBar::MainToolBar(const MainActions& actions, QWidget* parent)
         Appearance::red());
 
     m_capture =
-        addButton(QStringLiteral("Capture Region"),
+        addButton(tr("Capture Region"),
                   Icons::themed({QStringLiteral("applets-screenshooter"), QStringLiteral("camera-photo")},
                                 style->standardIcon(QStyle::SP_DesktopIcon)),
-                  QStringLiteral("Capture a region (Ctrl+Alt+S)"));
-    m_record = addButton(QStringLiteral("Record Clicks"), m_recordIcon,
-                         QStringLiteral("Record a screenshot on every click (Ctrl+Alt+R)"));
-    m_export = addButton(QStringLiteral("Export"),
+                  tr("Capture a region (Ctrl+Alt+S)"));
+    m_record =
+        addButton(tr("Record Clicks"), m_recordIcon, tr("Record a screenshot on every click (Ctrl+Alt+R)"));
+    m_export = addButton(tr("Export"),
                          Icons::themed({QStringLiteral("document-send"), QStringLiteral("document-export"),
                                         QStringLiteral("send-to")},
                                        style->standardIcon(QStyle::SP_ArrowUp)),
                          QString());
     m_export->setCheckable(true);
-    m_newGuide = addButton(QStringLiteral("New Guide"),
+    m_newGuide = addButton(tr("New Guide"),
                            Icons::themed({QStringLiteral("list-add"), QStringLiteral("document-new")},
                                          style->standardIcon(QStyle::SP_FileIcon)),
-                           QStringLiteral("Start a new guide (Ctrl+N)"));
-    m_library = addButton(QStringLiteral("Library"),
+                           tr("Start a new guide (Ctrl+N)"));
+    m_library = addButton(tr("Library"),
                           Icons::themed({QStringLiteral("view-grid"), QStringLiteral("view-app-grid")},
                                         style->standardIcon(QStyle::SP_FileDialogListView)),
-                          QStringLiteral("Browse saved guides (Shift+Ctrl+L)"));
+                          tr("Browse saved guides (Shift+Ctrl+L)"));
     m_save = addButton(
-        QStringLiteral("Save"),
+        tr("Save"),
         Icons::themed({QStringLiteral("document-save")}, style->standardIcon(QStyle::SP_DialogSaveButton)),
-        QStringLiteral("Save this guide (Ctrl+S)"));
+        tr("Save this guide (Ctrl+S)"));
 
     m_panel = new ExportPopover(this);
 
@@ -93,7 +93,7 @@ void MainToolBar::setRecordingUnavailable(const QString& reason) {
 }
 
 void MainToolBar::setRecording(bool recording) {
-    m_record->setText(recording ? QStringLiteral("Stop Recording") : QStringLiteral("Record Clicks"));
+    m_record->setText(recording ? tr("Stop Recording") : tr("Record Clicks"));
     m_record->setAccessibleName(m_record->text());
     m_record->setIcon(recording ? m_stopIcon : m_recordIcon);
     QPalette palette = this->palette();

@@ -33,10 +33,10 @@ MainView::MainView(Guide& guide, const MainActions& actions, QWidget* parent)
 
     m_title = new QLineEdit;
     m_title->setFrame(false);
-    m_title->setPlaceholderText(QStringLiteral("Guide title"));
+    m_title->setPlaceholderText(tr("Guide title"));
     m_title->setFont(Appearance::headline());
     m_title->setTextMargins(10, 10, 10, 10);
-    m_title->setAccessibleName(QStringLiteral("Guide title"));
+    m_title->setAccessibleName(tr("Guide title"));
     // The sidebar is a source list on the window colour; the detail column is a page.
     QPalette sidebarPalette = m_title->palette();
     sidebarPalette.setColor(QPalette::Base, Qt::transparent);
@@ -52,10 +52,10 @@ MainView::MainView(Guide& guide, const MainActions& actions, QWidget* parent)
     m_thumbnails = new ThumbnailCache({StepRowDelegate::thumbnailBox, 4, Appearance::faint(palette())}, this);
     m_list = new StepListView;
     m_list->setObjectName(QStringLiteral("stepList"));
-    m_list->setAccessibleName(QStringLiteral("Steps"));
+    m_list->setAccessibleName(tr("Steps"));
     m_list->setModel(m_model);
     m_list->setItemDelegate(new StepRowDelegate(m_model, m_thumbnails, m_list));
-    m_list->setEmptyText(emptyListText);
+    m_list->setEmptyText(tr("Take a screenshot\nCtrl+Alt+S"));
     QPalette listPalette = m_list->palette();
     listPalette.setColor(QPalette::Base, listPalette.color(QPalette::Window));
     m_list->setPalette(listPalette);

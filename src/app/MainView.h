@@ -27,7 +27,6 @@ public:
     static constexpr int sidebarWidth = 260;
     static constexpr int sidebarMinimum = 220;
     static constexpr int sidebarMaximum = 400;
-    static inline const QString emptyListText = QStringLiteral("Take a screenshot\nCtrl+Alt+S");
 
     MainView(Guide& guide, const MainActions& actions, QWidget* parent = nullptr);
     ~MainView() override;

@@ -5,6 +5,7 @@
 #include "document/Guide.h"
 
 #include <QCloseEvent>
+#include <QCoreApplication>
 #include <QGuiApplication>
 #include <QMenuBar>
 #include <QScreen>
@@ -35,7 +36,7 @@ void MainWindow::restoreFrame() {
     // are added later, so measure a menu bar of the same style.
     m_view->setMinimumSize(minimumContentSize);
     QMenuBar sample;
-    sample.addMenu(QStringLiteral("File"));
+    sample.addMenu(QCoreApplication::translate("trovix::MainMenu", "File"));
     const int chrome = sample.sizeHint().height() + m_toolBar->sizeHint().height();
     const QByteArray frame = QSettings().value(frameName).toByteArray();
     if (!frame.isEmpty() && restoreGeometry(frame))

@@ -107,8 +107,7 @@ void StatusItem::scheduleRefresh() {
 }
 
 QString StatusItem::recordLabel(bool recording) {
-    return recording ? QStringLiteral("Stop Recording Clicks  (Ctrl+Alt+R)")
-                     : QStringLiteral("Record Clicks  (Ctrl+Alt+R)");
+    return recording ? tr("Stop Recording Clicks  (Ctrl+Alt+R)") : tr("Record Clicks  (Ctrl+Alt+R)");
 }
 
 QIcon StatusItem::iconFor(bool recording, int steps) {
@@ -130,9 +129,9 @@ QIcon StatusItem::iconFor(bool recording, int steps) {
 QString StatusItem::toolTipFor(bool recording, int steps) {
     QString tip = QStringLiteral("Trovix");
     if (steps > 0)
-        tip += steps == 1 ? QStringLiteral(" — 1 step") : QStringLiteral(" — %1 steps").arg(steps);
+        tip += steps == 1 ? tr(" — 1 step") : tr(" — %1 steps").arg(steps);
     if (recording)
-        tip += QStringLiteral(" (recording clicks)");
+        tip += tr(" (recording clicks)");
     return tip;
 }
 
@@ -149,9 +148,9 @@ void StatusItem::refresh() {
                 action();
         });
     };
-    add(QStringLiteral("Show Trovix"), m_actions.show);
-    add(QStringLiteral("Guides Library"), m_actions.library);
-    add(QStringLiteral("Capture Region  (Ctrl+Alt+S)"), m_actions.capture);
+    add(tr("Show Trovix"), m_actions.show);
+    add(tr("Guides Library"), m_actions.library);
+    add(tr("Capture Region  (Ctrl+Alt+S)"), m_actions.capture);
     add(recordLabel(recording), m_actions.toggleRecording);
     if (!m_actions.recordingUnavailable.isEmpty()) {
         QAction* record = menu->actions().constLast();
@@ -160,7 +159,7 @@ void StatusItem::refresh() {
         menu->setToolTipsVisible(true);
     }
     menu->addSeparator();
-    add(QStringLiteral("Quit Trovix"), m_actions.quit);
+    add(tr("Quit Trovix"), m_actions.quit);
 
     m_tray->setContextMenu(menu);
     if (m_menu)

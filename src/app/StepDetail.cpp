@@ -41,14 +41,14 @@ StepDetail::StepDetail(QWidget* parent)
 
     m_title = new QLineEdit;
     m_title->setFrame(false);
-    m_title->setPlaceholderText(QStringLiteral("Step title"));
+    m_title->setPlaceholderText(tr("Step title"));
     m_title->setFont(Appearance::title2());
-    m_title->setAccessibleName(QStringLiteral("Step title"));
+    m_title->setAccessibleName(tr("Step title"));
     column->addWidget(m_title);
 
     m_note = new GrowingTextEdit;
-    m_note->setPlaceholderText(QStringLiteral("Add a note (optional)"));
-    m_note->setAccessibleName(QStringLiteral("Note"));
+    m_note->setPlaceholderText(tr("Add a note (optional)"));
+    m_note->setAccessibleName(tr("Note"));
     Appearance::makeSecondary(m_note);
     column->addWidget(m_note);
 
@@ -57,8 +57,8 @@ StepDetail::StepDetail(QWidget* parent)
 
     auto* buttons = new QHBoxLayout;
     buttons->setSpacing(8);
-    m_annotate = new QPushButton(QStringLiteral("Annotate…"));
-    m_delete = new QPushButton(QStringLiteral("Delete Step"));
+    m_annotate = new QPushButton(tr("Annotate…"));
+    m_delete = new QPushButton(tr("Delete Step"));
     // A destructive button: its label in red.
     QPalette red = m_delete->palette();
     red.setColor(QPalette::ButtonText, Appearance::red());
@@ -92,8 +92,8 @@ StepDetail::StepDetail(QWidget* parent)
 void StepDetail::show(const Step* step, bool guideHasSteps) {
     if (!step) {
         m_id = QUuid();
-        m_hint->setText(guideHasSteps ? QStringLiteral("Select a step.")
-                                      : QStringLiteral("Capture a region or record clicks to add steps."));
+        m_hint->setText(guideHasSteps ? tr("Select a step.")
+                                      : tr("Capture a region or record clicks to add steps."));
         setCurrentWidget(m_hint);
         m_picture->setImage(Image(), 1);
         return;

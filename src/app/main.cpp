@@ -2,6 +2,7 @@
 #include "app/CommandLine.h"
 #include "app/Icons.h"
 #include "app/SingleInstance.h"
+#include "i18n/Translations.h"
 
 #include <QApplication>
 #include <QDir>
@@ -53,13 +54,8 @@ void print(FILE* stream, const QString& text) {
     std::fputs(text.toLocal8Bit().constData(), stream);
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
-    QStringList arguments;
-    for (int i = 1; i < argc; ++i)
-        arguments.append(QString::fromLocal8Bit(argv[i]));
-    const trovix::CommandLine line = trovix::CommandLine::parse(arguments);
+// Help, version, a usage error or the lack of a display: what is printed, and the exit status.
+int answerWithoutWindows(const trovix::CommandLine& line) {
     switch (line.action) {
     case trovix::CommandLine::Action::help:
         print(stdout, trovix::CommandLine::usage());
@@ -73,16 +69,32 @@ int main(int argc, char** argv) {
     case trovix::CommandLine::Action::run:
         break;
     }
-    if (!hasDisplay()) {
-        print(stderr, QStringLiteral("trovix: cannot start: no display to show windows on "
-                                     "(neither DISPLAY nor WAYLAND_DISPLAY is set)\n"));
-        return 1;
+    print(stderr, QStringLiteral("trovix: %1\n")
+                      .arg(QCoreApplication::translate("trovix::CommandLine",
+                                                       "cannot start: no display to show windows on "
+                                                       "(neither DISPLAY nor WAYLAND_DISPLAY is set)")));
+    return 1;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i)
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+    const trovix::CommandLine line = trovix::CommandLine::parse(arguments);
+    if (line.action != trovix::CommandLine::Action::run || !hasDisplay()) {
+        // No window is needed, but the texts are in the user's language, so parsed again once it is loaded.
+        QCoreApplication core(argc, argv);
+        trovix::Translations::install();
+        return answerWithoutWindows(trovix::CommandLine::parse(arguments));
     }
 
     QApplication::setOrganizationName(QStringLiteral("Trovix"));
     QApplication::setApplicationName(QStringLiteral("Trovix"));
     QApplication::setDesktopFileName(QStringLiteral("io.github.trovix.Trovix"));
     QApplication application(argc, argv);
+    trovix::Translations::install();
     QApplication::setApplicationDisplayName(QStringLiteral("Trovix"));
     // Closing every window leaves Trovix running; it quits from its menus.
     QApplication::setQuitOnLastWindowClosed(false);

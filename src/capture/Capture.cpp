@@ -28,9 +28,9 @@ bool Capture::ensureAccess(QWidget* parent) {
         return false;
     case ScreenGrabber::Access::unavailable: {
         Dialogs::Alert alert;
-        alert.message = QStringLiteral("Screen capture isn’t available");
+        alert.message = QCoreApplication::translate("trovix::Capture", "Screen capture isn’t available");
         alert.informativeText = grabber.unavailableReason();
-        alert.buttons = {QStringLiteral("OK")};
+        alert.buttons = {QCoreApplication::translate("trovix::Capture", "OK")};
         Dialogs::current().alert(parent, alert);
         return false;
     }
@@ -75,8 +75,9 @@ QFuture<QList<QImage>> Capture::displays(const QList<QScreen*>& screens, Windows
     for (QScreen* screen : screens) {
         if (!screen || !QGuiApplication::screens().contains(screen)) {
             promise->setException(std::make_exception_ptr(Error(
-                Error::Code::noDisplay, QStringLiteral("Trovix couldn’t capture the screen: it is no longer "
-                                                       "connected."))));
+                Error::Code::noDisplay,
+                QCoreApplication::translate(
+                    "trovix::Capture", "Trovix couldn’t capture the screen: it is no longer connected."))));
             promise->finish();
             return future;
         }

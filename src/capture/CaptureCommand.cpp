@@ -72,9 +72,9 @@ void CaptureCommand::fail(const Error& error) {
         return;
     }
     Dialogs::Alert alert;
-    alert.message = QStringLiteral("Trovix couldn’t capture the screen.");
+    alert.message = tr("Trovix couldn’t capture the screen.");
     alert.informativeText = error.message();
-    alert.buttons = {QStringLiteral("OK")};
+    alert.buttons = {tr("OK")};
     alert.style = Dialogs::Style::critical;
     Dialogs::current().alert(m_mainWindow ? m_mainWindow() : nullptr, alert);
     Q_EMIT finished(false);
@@ -82,7 +82,7 @@ void CaptureCommand::fail(const Error& error) {
 
 void CaptureCommand::complete(std::optional<Shot> shot) {
     if (shot) {
-        const QString title = QStringLiteral("Step %1").arg(m_guide.steps().size() + 1);
+        const QString title = tr("Step %1").arg(m_guide.steps().size() + 1);
         m_guide.append(Step::make(shot->image, shot->scale, title));
         playShutter();
     }

@@ -18,7 +18,7 @@ OverlayWindow::OverlayWindow(QScreen* screen)
     setAttribute(Qt::WA_OpaquePaintEvent);
     setAttribute(Qt::WA_NoSystemBackground);
     setAttribute(Qt::WA_DeleteOnClose, false);
-    setWindowTitle(QStringLiteral("Trovix Capture"));
+    setWindowTitle(tr("Trovix Capture"));
     setCursor(Qt::CrossCursor);
     setPalette(SelectionView::sameWhenInactive(palette()));
     // The native window is made now, so showing it for a capture costs only the map and the paint.

@@ -5,8 +5,7 @@
 namespace trovix {
 
 Guide::Guide(QObject* parent)
-    : QObject(parent)
-{
+    : QObject(parent) {
     // The dirty observers: every later assignment to title or steps marks the document dirty.
     connect(this, &Guide::titleWillChange, this, &Guide::markDirty);
     connect(this, &Guide::stepsWillChange, this, &Guide::markDirty);
@@ -15,63 +14,58 @@ Guide::Guide(QObject* parent)
     m_autosave.setInterval(1000);
 }
 
-void Guide::markDirty()
-{
+void Guide::markDirty() {
     if (!m_suppressDirty)
         m_isDirty = true;
 }
 
-void Guide::setTitle(const QString& title)
-{
+QString Guide::untitledTitle() {
+    return tr("Untitled guide");
+}
+
+void Guide::setTitle(const QString& title) {
     Q_EMIT willChange();
     Q_EMIT titleWillChange(title);
     m_title = title;
 }
 
-void Guide::setSteps(const QList<Step>& steps)
-{
+void Guide::setSteps(const QList<Step>& steps) {
     Q_EMIT willChange();
     Q_EMIT stepsWillChange(steps);
     m_steps = steps;
 }
 
-void Guide::setSelection(const QUuid& id)
-{
+void Guide::setSelection(const QUuid& id) {
     Q_EMIT willChange();
     Q_EMIT selectionWillChange(id);
     m_selection = id;
 }
 
-void Guide::setRecording(bool on)
-{
+void Guide::setRecording(bool on) {
     Q_EMIT willChange();
     Q_EMIT recordingWillChange(on);
     m_isRecording = on;
 }
 
-void Guide::setFileURL(const QUrl& url)
-{
+void Guide::setFileURL(const QUrl& url) {
     Q_EMIT willChange();
     Q_EMIT fileURLWillChange(url);
     m_fileURL = url;
 }
 
-const Step* Guide::step(const QUuid& id) const
-{
+const Step* Guide::step(const QUuid& id) const {
     const int i = indexOf(id);
     return i < 0 ? nullptr : &m_steps[i];
 }
 
-int Guide::indexOf(const QUuid& id) const
-{
+int Guide::indexOf(const QUuid& id) const {
     for (int i = 0; i < m_steps.size(); ++i)
         if (m_steps[i].id == id)
             return i;
     return -1;
 }
 
-bool Guide::updateStep(const QUuid& id, const std::function<void(Step&)>& change)
-{
+bool Guide::updateStep(const QUuid& id, const std::function<void(Step&)>& change) {
     const int i = indexOf(id);
     if (i < 0)
         return false;
@@ -81,21 +75,18 @@ bool Guide::updateStep(const QUuid& id, const std::function<void(Step&)>& change
     return true;
 }
 
-bool Guide::replaceAnnotations(const QUuid& id, const QList<Annotation>& annotations)
-{
+bool Guide::replaceAnnotations(const QUuid& id, const QList<Annotation>& annotations) {
     return updateStep(id, [&](Step& step) { step.setAnnotations(annotations); });
 }
 
-void Guide::append(const Step& step)
-{
+void Guide::append(const Step& step) {
     QList<Step> steps = m_steps;
     steps.append(step);
     setSteps(steps);
     setSelection(step.id);
 }
 
-void Guide::replaceContents(const QString& title, const QList<Step>& steps, const QUrl& fileURL)
-{
+void Guide::replaceContents(const QString& title, const QList<Step>& steps, const QUrl& fileURL) {
     m_suppressDirty = true;
     setTitle(title);
     setSteps(steps);
@@ -104,15 +95,13 @@ void Guide::replaceContents(const QString& title, const QList<Step>& steps, cons
     m_suppressDirty = false;
 }
 
-void Guide::reset()
-{
-    replaceContents(untitled, {}, QUrl());
+void Guide::reset() {
+    replaceContents(untitledTitle(), {}, QUrl());
     m_isDirty = false;
     writeWorkingCopy();
 }
 
-void Guide::startAutosave()
-{
+void Guide::startAutosave() {
     // Each change restarts the one-second timer; the write runs once the changes pause. It runs on the
     // store's writer thread from a snapshot taken here, so neither typing nor a fresh capture whose PNG
     // is still being encoded ever waits for the disk.
@@ -123,8 +112,7 @@ void Guide::startAutosave()
     connect(this, &Guide::willChange, &m_autosave, qOverload<>(&QTimer::start), Qt::UniqueConnection);
 }
 
-void Guide::writeWorkingCopy()
-{
+void Guide::writeWorkingCopy() {
     try {
         GuideStore::write(*this, GuideStore::workingDir(), true);
     } catch (const std::exception&) {

@@ -23,7 +23,9 @@ namespace trovix {
 class Guide : public QObject {
     Q_OBJECT
 public:
+    // The title of a new guide: `untitled` as the sources say it, untitledTitle() in the user's language.
     static inline const QString untitled = QStringLiteral("Untitled guide");
+    static QString untitledTitle();
 
     explicit Guide(QObject* parent = nullptr);
 
@@ -70,8 +72,7 @@ public:
     // Calls fn with the field's current value now and with every newly assigned value later, for as
     // long as context lives. Usage: guide.subscribe(&Guide::titleWillChange, &Guide::title, this, fn).
     template <typename Signal, typename Getter, typename Fn>
-    QMetaObject::Connection subscribe(Signal signal, Getter getter, const QObject* context, Fn fn)
-    {
+    QMetaObject::Connection subscribe(Signal signal, Getter getter, const QObject* context, Fn fn) {
         fn((this->*getter)());
         return connect(this, signal, context, std::move(fn));
     }
@@ -88,7 +89,7 @@ Q_SIGNALS:
 private:
     void markDirty();
 
-    QString m_title = untitled;
+    QString m_title = untitledTitle();
     QList<Step> m_steps;
     QUuid m_selection;
     bool m_isRecording = false;

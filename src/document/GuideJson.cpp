@@ -4,6 +4,7 @@
 #include "document/Step.h"
 #include "document/StoreErrors.h"
 
+#include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -79,12 +80,13 @@ public:
     // fraction ("2").
     void number(double value, const QString& where) {
         if (!std::isfinite(value))
-            throw Error(
-                Error::Code::writeUnknown,
-                QStringLiteral("The file %1 couldn’t be saved because %2 holds a number that can’t be "
-                               "stored (it is not a number or infinite).")
-                    .arg(StoreErrors::fileInFolder(m_path), where),
-                m_path);
+            throw Error(Error::Code::writeUnknown,
+                        QCoreApplication::translate(
+                            "trovix::GuideJson",
+                            "The file %1 couldn’t be saved because %2 holds a number that can’t be "
+                            "stored (it is not a number or infinite).")
+                            .arg(StoreErrors::fileInFolder(m_path), where),
+                        m_path);
         char text[32];
         const auto result = std::to_chars(text, text + sizeof text, value);
         out.append(text, result.ptr - text);
@@ -120,44 +122,47 @@ public:
     QJsonValue required(const QJsonObject& object, const char* key, const QString& where) const {
         const auto it = object.constFind(QLatin1String(key));
         if (it == object.constEnd())
-            fail(QStringLiteral("%1 has no “%2”").arg(where, QLatin1String(key)));
+            fail(QCoreApplication::translate("trovix::GuideJson", "%1 has no “%2”")
+                     .arg(where, QLatin1String(key)));
         if (it->isNull())
-            fail(QStringLiteral("%1 has no value for “%2”").arg(where, QLatin1String(key)));
+            fail(QCoreApplication::translate("trovix::GuideJson", "%1 has no value for “%2”")
+                     .arg(where, QLatin1String(key)));
         return *it;
     }
 
     [[noreturn]] void wrongType(const char* key, const QString& where, const char* expected) const {
-        fail(QStringLiteral("“%1” of %2 isn’t %3").arg(QLatin1String(key), where, QLatin1String(expected)));
+        fail(QCoreApplication::translate("trovix::GuideJson", "“%1” of %2 isn’t %3")
+                 .arg(QLatin1String(key), where, QCoreApplication::translate("trovix::GuideJson", expected)));
     }
 
     QString string(const QJsonObject& object, const char* key, const QString& where) const {
         const QJsonValue value = required(object, key, where);
         if (!value.isString())
-            wrongType(key, where, "a string");
+            wrongType(key, where, QT_TRANSLATE_NOOP("trovix::GuideJson", "a string"));
         return value.toString();
     }
 
     double number(const QJsonObject& object, const char* key, const QString& where) const {
         const QJsonValue value = required(object, key, where);
         if (!value.isDouble())
-            wrongType(key, where, "a number");
+            wrongType(key, where, QT_TRANSLATE_NOOP("trovix::GuideJson", "a number"));
         return value.toDouble();
     }
 
     qint64 integer(const QJsonObject& object, const char* key, const QString& where) const {
         const QJsonValue value = required(object, key, where);
         if (!value.isDouble())
-            wrongType(key, where, "a whole number");
+            wrongType(key, where, QT_TRANSLATE_NOOP("trovix::GuideJson", "a whole number"));
         const qint64 whole = value.toInteger(0);
         if (double(whole) != value.toDouble())
-            wrongType(key, where, "a whole number");
+            wrongType(key, where, QT_TRANSLATE_NOOP("trovix::GuideJson", "a whole number"));
         return whole;
     }
 
     QJsonArray array(const QJsonObject& object, const char* key, const QString& where) const {
         const QJsonValue value = required(object, key, where);
         if (!value.isArray())
-            wrongType(key, where, "a list");
+            wrongType(key, where, QT_TRANSLATE_NOOP("trovix::GuideJson", "a list"));
         return value.toArray();
     }
 
@@ -165,14 +170,16 @@ public:
         const QJsonArray values = array(object, key, where);
         // Only the first two elements count; a longer array is accepted.
         if (values.size() < 2 || !values[0].isDouble() || !values[1].isDouble())
-            fail(QStringLiteral("“%1” of %2 isn’t a point of two numbers").arg(QLatin1String(key), where));
+            fail(QCoreApplication::translate("trovix::GuideJson", "“%1” of %2 isn’t a point of two numbers")
+                     .arg(QLatin1String(key), where));
         return QPointF(values[0].toDouble(), values[1].toDouble());
     }
 
     QUuid uuid(const QJsonObject& object, const char* key, const QString& where) const {
         const QString text = string(object, key, where);
         if (!isUuidString(text))
-            fail(QStringLiteral("“%1” of %2 isn’t a valid UUID").arg(QLatin1String(key), where));
+            fail(QCoreApplication::translate("trovix::GuideJson", "“%1” of %2 isn’t a valid UUID")
+                     .arg(QLatin1String(key), where));
         return QUuid::fromString(text);
     }
 
@@ -183,11 +190,11 @@ public:
             return std::nullopt;
         if constexpr (std::is_same_v<T, bool>) {
             if (!value.isBool())
-                wrongType(key, QStringLiteral("the guide"), expected);
+                wrongType(key, QCoreApplication::translate("trovix::GuideJson", "the guide"), expected);
             return value.toBool();
         } else {
             if (!value.isString())
-                wrongType(key, QStringLiteral("the guide"), expected);
+                wrongType(key, QCoreApplication::translate("trovix::GuideJson", "the guide"), expected);
             return value.toString();
         }
     }
@@ -213,11 +220,13 @@ private:
 };
 
 QString stepWhere(qsizetype index) {
-    return QStringLiteral("step %1").arg(index + 1);
+    return QCoreApplication::translate("trovix::GuideJson", "step %1").arg(index + 1);
 }
 
 QString annotationWhere(qsizetype step, qsizetype index) {
-    return QStringLiteral("annotation %1 of step %2").arg(index + 1).arg(step + 1);
+    return QCoreApplication::translate("trovix::GuideJson", "annotation %1 of step %2")
+        .arg(index + 1)
+        .arg(step + 1);
 }
 
 } // namespace
@@ -246,7 +255,8 @@ QByteArray encode(const GuideRecord& record, const QString& path) {
         w.string(step.note);
         w.out += ',';
         w.key("scale");
-        w.number(step.scale, QStringLiteral("the scale of step %1").arg(s + 1));
+        w.number(step.scale,
+                 QCoreApplication::translate("trovix::GuideJson", "the scale of step %1").arg(s + 1));
         w.out += ',';
         w.key("annotations");
         w.out += '[';
@@ -294,12 +304,12 @@ GuideRecord decode(const QByteArray& json, const QString& path) {
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(json, &error);
     if (error.error != QJsonParseError::NoError)
-        r.fail(QStringLiteral("it isn’t valid JSON (%1 at byte %2)")
+        r.fail(QCoreApplication::translate("trovix::GuideJson", "it isn’t valid JSON (%1 at byte %2)")
                    .arg(error.errorString(), QString::number(error.offset)));
     if (!document.isObject())
-        r.fail(QStringLiteral("it doesn’t hold a guide record"));
+        r.fail(QCoreApplication::translate("trovix::GuideJson", "it doesn’t hold a guide record"));
     const QJsonObject root = document.object();
-    const QString guide = QStringLiteral("the guide");
+    const QString guide = QCoreApplication::translate("trovix::GuideJson", "the guide");
 
     GuideRecord record;
     record.title = r.string(root, "title", guide);
@@ -308,7 +318,7 @@ GuideRecord decode(const QByteArray& json, const QString& path) {
     for (qsizetype s = 0; s < steps.size(); ++s) {
         const QString where = stepWhere(s);
         if (!steps[s].isObject())
-            r.fail(QStringLiteral("%1 isn’t an object").arg(where));
+            r.fail(QCoreApplication::translate("trovix::GuideJson", "%1 isn’t an object").arg(where));
         const QJsonObject object = steps[s].toObject();
         StepRecord step;
         step.id = r.uuid(object, "id", where);
@@ -320,13 +330,14 @@ GuideRecord decode(const QByteArray& json, const QString& path) {
         for (qsizetype a = 0; a < annotations.size(); ++a) {
             const QString at = annotationWhere(s, a);
             if (!annotations[a].isObject())
-                r.fail(QStringLiteral("%1 isn’t an object").arg(at));
+                r.fail(QCoreApplication::translate("trovix::GuideJson", "%1 isn’t an object").arg(at));
             const QJsonObject item = annotations[a].toObject();
             Annotation annotation;
             const qint64 raw = r.integer(item, "kind", at);
             const std::optional<Kind> kind = kindFromRaw(raw);
             if (!kind)
-                r.fail(QStringLiteral("“kind” of %1 is %2, not one of 0…7").arg(at, QString::number(raw)));
+                r.fail(QCoreApplication::translate("trovix::GuideJson", "“kind” of %1 is %2, not one of 0…7")
+                           .arg(at, QString::number(raw)));
             annotation.kind = *kind;
             annotation.p1 = r.point(item, "p1", at);
             annotation.p2 = r.point(item, "p2", at);
@@ -336,8 +347,9 @@ GuideRecord decode(const QByteArray& json, const QString& path) {
         }
         record.steps.append(step);
     }
-    record.sourcePath = r.optional<QString>(root, "sourcePath", "a string");
-    record.dirty = r.optional<bool>(root, "dirty", "true or false");
+    record.sourcePath =
+        r.optional<QString>(root, "sourcePath", QT_TRANSLATE_NOOP("trovix::GuideJson", "a string"));
+    record.dirty = r.optional<bool>(root, "dirty", QT_TRANSLATE_NOOP("trovix::GuideJson", "true or false"));
     return record;
 }
 

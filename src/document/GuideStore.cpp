@@ -8,6 +8,7 @@
 #include "render/ImageOps.h"
 
 #include <QBuffer>
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -124,7 +125,8 @@ void writeSnapshot(const Snapshot& s, const QString& folder) {
     if (const int error = makePath(folder)) {
         const QFileInfo info(QDir::cleanPath(folder));
         throw Error(Error::Code::io,
-                    QStringLiteral("The folder %1 couldn’t be created in %2 because %3.")
+                    QCoreApplication::translate("trovix::GuideStore",
+                                                "The folder %1 couldn’t be created in %2 because %3.")
                         .arg(StoreErrors::quoted(info.fileName()),
                              StoreErrors::quoted(QFileInfo(info.path()).fileName()),
                              StoreErrors::reason(error)),
@@ -149,20 +151,23 @@ void writeSnapshot(const Snapshot& s, const QString& folder) {
         const QByteArray png = step.base.png();
         if (png.isEmpty())
             throw Error(Error::Code::writeUnknown,
-                        QStringLiteral("The picture of step %1 couldn’t be encoded as PNG, so the guide "
-                                       "couldn’t be saved in %2.")
+                        QCoreApplication::translate(
+                            "trovix::GuideStore", "The picture of step %1 couldn’t be encoded as PNG, so the "
+                                                  "guide couldn’t be saved in %2.")
                             .arg(QString::number(i + 1), StoreErrors::quoted(folderName(folder))),
                         path);
         // The hidden temporary name ends in ".png", so one left behind by a crash goes with the stale
         // images at the next write.
         if (const int error = batch.add(path, png, inFolder(folder, QLatin1Char('.') + name)))
-            throw StoreErrors::ioError(path, QStringLiteral("saved"), error);
+            throw StoreErrors::ioError(path, QCoreApplication::translate("trovix::GuideStore", "saved"),
+                                       error);
         if (batch.size() == maxOpenFiles)
             if (const int error = batch.commit(&failed))
-                throw StoreErrors::ioError(failed, QStringLiteral("saved"), error);
+                throw StoreErrors::ioError(failed, QCoreApplication::translate("trovix::GuideStore", "saved"),
+                                           error);
     }
     if (const int error = batch.commit(&failed))
-        throw StoreErrors::ioError(failed, QStringLiteral("saved"), error);
+        throw StoreErrors::ioError(failed, QCoreApplication::translate("trovix::GuideStore", "saved"), error);
 
     // The record.
     GuideRecord record;
@@ -176,7 +181,8 @@ void writeSnapshot(const Snapshot& s, const QString& folder) {
     const QByteArray json = GuideJson::encode(record, jsonPath);
     if (const int error =
             SafeFile::replace(jsonPath, json, inFolder(folder, QStringLiteral(".guide.json.tmp"))))
-        throw StoreErrors::ioError(jsonPath, QStringLiteral("saved"), error);
+        throw StoreErrors::ioError(jsonPath, QCoreApplication::translate("trovix::GuideStore", "saved"),
+                                   error);
 
     // Stale images go only once the new "guide.json" no longer names them: removed any earlier, a crash
     // in between would leave the old record pointing at a missing picture, and the whole folder
@@ -301,19 +307,22 @@ struct StepFile {
 
 Error stepImageError(const StepFile& file, qsizetype index, const QString& folder) {
     const QString what =
-        QStringLiteral("the picture of step %1 (%2)")
+        QCoreApplication::translate("trovix::GuideStore", "the picture of step %1 (%2)")
             .arg(QString::number(index + 1), StoreErrors::quoted(QFileInfo(file.path).fileName()));
     QString why;
     if (file.error == ENOENT)
-        why = QStringLiteral("%1 is missing").arg(what);
+        why = QCoreApplication::translate("trovix::GuideStore", "%1 is missing").arg(what);
     else if (file.error)
-        why = QStringLiteral("%1 couldn’t be read because %2").arg(what, StoreErrors::reason(file.error));
+        why = QCoreApplication::translate("trovix::GuideStore", "%1 couldn’t be read because %2")
+                  .arg(what, StoreErrors::reason(file.error));
     else
-        why = QStringLiteral("%1 is damaged: %2").arg(what, file.check.problem);
-    return Error(Error::Code::corruptFile,
-                 QStringLiteral("The guide in %1 couldn’t be opened because %2.")
-                     .arg(StoreErrors::quoted(folderName(folder)), why),
-                 file.path);
+        why = QCoreApplication::translate("trovix::GuideStore", "%1 is damaged: %2")
+                  .arg(what, file.check.problem);
+    return Error(
+        Error::Code::corruptFile,
+        QCoreApplication::translate("trovix::GuideStore", "The guide in %1 couldn’t be opened because %2.")
+            .arg(StoreErrors::quoted(folderName(folder)), why),
+        file.path);
 }
 
 QImage thumbnailOf(const QImage& image) {
@@ -368,7 +377,8 @@ LoadedGuide GuideStore::read(const QString& folder) {
     const QString jsonPath = inFolder(folder, guideFile);
     QByteArray json;
     if (const int error = SafeFile::read(jsonPath, json))
-        throw StoreErrors::ioError(jsonPath, QStringLiteral("opened"), error);
+        throw StoreErrors::ioError(jsonPath, QCoreApplication::translate("trovix::GuideStore", "opened"),
+                                   error);
     const GuideRecord record = GuideJson::decode(json, jsonPath);
     json.clear();
 

@@ -82,21 +82,21 @@ const QList<Kind>& EditorController::toolKinds() {
 QString EditorController::label(Kind kind) {
     switch (kind) {
     case Kind::arrow:
-        return QStringLiteral("Arrow");
+        return tr("Arrow");
     case Kind::rect:
-        return QStringLiteral("Box");
+        return tr("Box");
     case Kind::highlight:
-        return QStringLiteral("Highlight");
+        return tr("Highlight");
     case Kind::blur:
-        return QStringLiteral("Pixelate");
+        return tr("Pixelate");
     case Kind::text:
-        return QStringLiteral("Text");
+        return tr("Text");
     case Kind::step:
-        return QStringLiteral("Step #");
+        return tr("Step #");
     case Kind::ring:
-        return QStringLiteral("Click");
+        return tr("Click");
     case Kind::target:
-        return QStringLiteral("Target");
+        return tr("Target");
     }
     return {};
 }
@@ -141,12 +141,12 @@ void EditorController::buildUI() {
     bar->setContentsMargins(10, 8, 10, 8);
     bar->setSpacing(8);
     bar->addWidget(segments);
-    bar->addWidget(button(QStringLiteral("Undo"), &EditorController::undo));
+    bar->addWidget(button(tr("Undo"), &EditorController::undo));
     bar->addStretch(1);
-    bar->addWidget(button(QStringLiteral("Copy"), &EditorController::copyImage));
-    bar->addWidget(button(QStringLiteral("Save…"), &EditorController::save));
+    bar->addWidget(button(tr("Copy"), &EditorController::copyImage));
+    bar->addWidget(button(tr("Save…"), &EditorController::save));
     if (m_onDone) {
-        QPushButton* doneButton = button(QStringLiteral("Done"), &EditorController::done);
+        QPushButton* doneButton = button(tr("Done"), &EditorController::done);
         doneButton->setObjectName(QStringLiteral("done"));
         doneButton->setDefault(true);
         for (int key : {Qt::Key_Return, Qt::Key_Enter}) {
@@ -218,7 +218,7 @@ void EditorController::save() {
         return;
 
     Dialogs::SavePanel panel;
-    panel.proposedName = QStringLiteral("Screenshot.png");
+    panel.proposedName = tr("Screenshot") + QStringLiteral(".png");
     panel.suffixes = {QStringLiteral("png")};
     QString path = Dialogs::current().save(m_window.get(), panel);
     if (path.isEmpty())

@@ -15,7 +15,7 @@ TextPrompt::TextPrompt(QWidget* parent)
     setWindowTitle(QGuiApplication::applicationDisplayName());
     setModal(true);
 
-    auto* message = new QLabel(QStringLiteral("Annotation text"), this);
+    auto* message = new QLabel(tr("Annotation text"), this);
     QFont bold = message->font();
     bold.setBold(true);
     message->setFont(bold);
@@ -23,8 +23,8 @@ TextPrompt::TextPrompt(QWidget* parent)
     m_field->setFixedSize(280, 24);
 
     auto* buttons = new QDialogButtonBox(this);
-    m_add = buttons->addButton(QStringLiteral("Add"), QDialogButtonBox::AcceptRole);
-    m_cancel = buttons->addButton(QStringLiteral("Cancel"), QDialogButtonBox::RejectRole);
+    m_add = buttons->addButton(tr("Add"), QDialogButtonBox::AcceptRole);
+    m_cancel = buttons->addButton(tr("Cancel"), QDialogButtonBox::RejectRole);
     m_add->setDefault(true);
     connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);

@@ -1,5 +1,6 @@
 #include "export/ExportQuality.h"
 
+#include <QCoreApplication>
 #include <QSettings>
 
 namespace trovix {
@@ -26,11 +27,11 @@ std::optional<ExportQuality> exportQualityFromStoredValue(const QString& value) 
 QString title(ExportQuality quality) {
     switch (quality) {
     case ExportQuality::small:
-        return QStringLiteral("Small file");
+        return QCoreApplication::translate("trovix::ExportQuality", "Small file");
     case ExportQuality::balanced:
-        return QStringLiteral("Balanced");
+        return QCoreApplication::translate("trovix::ExportQuality", "Balanced");
     case ExportQuality::full:
-        return QStringLiteral("Full quality");
+        return QCoreApplication::translate("trovix::ExportQuality", "Full quality");
     }
     return {};
 }
@@ -38,12 +39,15 @@ QString title(ExportQuality quality) {
 QString description(ExportQuality quality) {
     switch (quality) {
     case ExportQuality::small:
-        return QStringLiteral(
+        return QCoreApplication::translate(
+            "trovix::ExportQuality",
             "Smallest files (about 80% smaller). Fine on screen; text is slightly softer when printed.");
     case ExportQuality::balanced:
-        return QStringLiteral("Sharp text with roughly half the file size. Recommended.");
+        return QCoreApplication::translate("trovix::ExportQuality",
+                                           "Sharp text with roughly half the file size. Recommended.");
     case ExportQuality::full:
-        return QStringLiteral("Original PNG screenshots. Largest files.");
+        return QCoreApplication::translate("trovix::ExportQuality",
+                                           "Original PNG screenshots. Largest files.");
     }
     return {};
 }
@@ -87,11 +91,11 @@ void setCurrentExportQuality(ExportQuality quality) {
 QString title(ExportFormat format) {
     switch (format) {
     case ExportFormat::markdown:
-        return QStringLiteral("Markdown (folder with images)\u2026");
+        return QCoreApplication::translate("trovix::ExportQuality", "Markdown (folder with images)…");
     case ExportFormat::html:
-        return QStringLiteral("HTML (single file)\u2026");
+        return QCoreApplication::translate("trovix::ExportQuality", "HTML (single file)…");
     case ExportFormat::pdf:
-        return QStringLiteral("PDF\u2026");
+        return QCoreApplication::translate("trovix::ExportQuality", "PDF…");
     }
     return {};
 }

@@ -7,6 +7,7 @@
 #include "render/ImageCodec.h"
 #include "render/ImageOps.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QRegularExpression>
 
@@ -61,7 +62,7 @@ QString Exporter::safeName(const QString& title) {
     QString name = title;
     for (QChar c : {u'/', u':', u'\\'})
         name.replace(c, u'-');
-    return name.isEmpty() ? QStringLiteral("Guide") : name;
+    return name.isEmpty() ? QCoreApplication::translate("trovix::Exporter", "Guide") : name;
 }
 
 QString Exporter::markdownFolder(const QString& parentDir, const QString& title) {
@@ -75,8 +76,9 @@ QString Exporter::markdownText(const QString& title, const QList<Step>& steps, c
         text += QStringLiteral("## ") + n + QStringLiteral(". ") + steps[i].title + QStringLiteral("\n\n");
         if (!steps[i].note.isEmpty())
             text += steps[i].note + QStringLiteral("\n\n");
-        text += QStringLiteral("![Step ") + n + QStringLiteral("](images/step-") + n + QLatin1Char('.') +
-                exts.value(i) + QStringLiteral(")\n\n");
+        text += QStringLiteral("![") + QCoreApplication::translate("trovix::Exporter", "Step %1").arg(n) +
+                QStringLiteral("](images/step-") + n + QLatin1Char('.') + exts.value(i) +
+                QStringLiteral(")\n\n");
     }
     return text;
 }
@@ -101,10 +103,11 @@ ExportResult Exporter::writeMarkdown(const QString& title, const QList<Step>& st
         if (!picture.image) {
             const QString path = QDir(images).filePath(
                 QStringLiteral("step-%1.%2").arg(n, quality == ExportQuality::full ? "png" : "jpg"));
-            throw Error(
-                Error::Code::writeUnknown,
-                QStringLiteral("The picture of step %1 could not be encoded for %2.").arg(n, quoted(path)),
-                path);
+            throw Error(Error::Code::writeUnknown,
+                        QCoreApplication::translate("trovix::Exporter",
+                                                    "The picture of step %1 could not be encoded for %2.")
+                            .arg(n, quoted(path)),
+                        path);
         }
         const QString path =
             QDir(images).filePath(QStringLiteral("step-") + n + QLatin1Char('.') + picture.image->ext);

@@ -3,6 +3,7 @@
 #include "export/OutputFile.h"
 #include "export/PreparedPictures.h"
 
+#include <QCoreApplication>
 #include <QLocale>
 
 namespace trovix {
@@ -48,8 +49,10 @@ void HtmlWriter::write(const QString& title, const QList<Step>& steps, ExportQua
     sink(style);
     sink(escapedTitle);
     sink("</h1>\n<div class=\"meta\">");
-    sink(QByteArray::number(total) + " steps \xC2\xB7 " +
-         Exporter::longDate(date, QLocale::system()).toUtf8());
+    // English says "steps" for every count; other languages choose their plural form.
+    sink(QCoreApplication::translate("trovix::HtmlWriter", "%n steps · %1", nullptr, total)
+             .arg(Exporter::longDate(date, QLocale::system()))
+             .toUtf8());
     sink("</div></header>");
     if (progress)
         progress(0, total);
@@ -63,7 +66,11 @@ void HtmlWriter::write(const QString& title, const QList<Step>& steps, ExportQua
         if (!step.note.isEmpty())
             sink("<p class=\"note\">" + escaped(step.note).toUtf8() + "</p>");
         if (PreparedPictures::Picture picture = pictures.take(i); picture.image) {
-            sink("<img alt=\"Step " + n + "\" src=\"data:" + picture.image->mime.toUtf8() + ";base64,");
+            sink("<img alt=\"" +
+                 escaped(
+                     QCoreApplication::translate("trovix::HtmlWriter", "Step %1").arg(QString::fromLatin1(n)))
+                     .toUtf8() +
+                 "\" src=\"data:" + picture.image->mime.toUtf8() + ";base64,");
             sink(picture.image->data.toBase64());
             sink("\">");
         }

@@ -2,6 +2,7 @@
 
 #include "document/Error.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -12,7 +13,7 @@
 namespace trovix {
 
 QString quoted(const QString& path) {
-    return QStringLiteral("\u201C%1\u201D").arg(QDir::toNativeSeparators(path));
+    return QStringLiteral("“%1”").arg(QDir::toNativeSeparators(path));
 }
 
 namespace {
@@ -30,10 +31,11 @@ OutputFile::OutputFile(const QString& path)
     : m_path(path)
     , m_file(path) {
     if (QFileInfo(path).isDir())
-        fail(QStringLiteral("Could not write %1"), path,
-             QStringLiteral("a folder of that name is in the way"));
+        fail(QCoreApplication::translate("trovix::OutputFile", "Could not write %1"), path,
+             QCoreApplication::translate("trovix::OutputFile", "a folder of that name is in the way"));
     if (!m_file.open(QIODevice::WriteOnly))
-        fail(QStringLiteral("Could not create %1"), path, m_file.errorString());
+        fail(QCoreApplication::translate("trovix::OutputFile", "Could not create %1"), path,
+             m_file.errorString());
 }
 
 OutputFile::~OutputFile() {
@@ -43,13 +45,15 @@ OutputFile::~OutputFile() {
 
 void OutputFile::write(const char* data, qint64 size) {
     if (size > 0 && m_file.write(data, size) != size)
-        fail(QStringLiteral("Could not write %1"), m_path, m_file.errorString());
+        fail(QCoreApplication::translate("trovix::OutputFile", "Could not write %1"), m_path,
+             m_file.errorString());
 }
 
 qint64 OutputFile::commit() {
     const qint64 size = m_file.size();
     if (!m_file.commit())
-        fail(QStringLiteral("Could not save %1"), m_path, m_file.errorString());
+        fail(QCoreApplication::translate("trovix::OutputFile", "Could not save %1"), m_path,
+             m_file.errorString());
     m_committed = true;
     return size;
 }
@@ -57,15 +61,18 @@ qint64 OutputFile::commit() {
 qint64 OutputFile::writeWhole(const QString& path, const QByteArray& bytes) {
     QFile file(path);
     if (QFileInfo(path).isDir())
-        fail(QStringLiteral("Could not write %1"), path,
-             QStringLiteral("a folder of that name is in the way"));
+        fail(QCoreApplication::translate("trovix::OutputFile", "Could not write %1"), path,
+             QCoreApplication::translate("trovix::OutputFile", "a folder of that name is in the way"));
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        fail(QStringLiteral("Could not create %1"), path, file.errorString());
+        fail(QCoreApplication::translate("trovix::OutputFile", "Could not create %1"), path,
+             file.errorString());
     if (file.write(bytes) != bytes.size() || !file.flush())
-        fail(QStringLiteral("Could not write %1"), path, file.errorString());
+        fail(QCoreApplication::translate("trovix::OutputFile", "Could not write %1"), path,
+             file.errorString());
     file.close();
     if (file.error() != QFileDevice::NoError)
-        fail(QStringLiteral("Could not write %1"), path, file.errorString());
+        fail(QCoreApplication::translate("trovix::OutputFile", "Could not write %1"), path,
+             file.errorString());
     return bytes.size();
 }
 
@@ -79,12 +86,13 @@ void OutputFile::makeFolder(const QString& folder) {
         existing = parent;
     }
     if (QFileInfo::exists(existing) && !QFileInfo(existing).isDir())
-        fail(QStringLiteral("Could not create the folder %1"), folder,
-             QStringLiteral("%1 is a file, not a folder").arg(quoted(existing)));
+        fail(QCoreApplication::translate("trovix::OutputFile", "Could not create the folder %1"), folder,
+             QCoreApplication::translate("trovix::OutputFile", "%1 is a file, not a folder")
+                 .arg(quoted(existing)));
     errno = 0;
     if (!QDir().mkpath(folder)) {
         const int error = errno;
-        fail(QStringLiteral("Could not create the folder %1"), folder,
+        fail(QCoreApplication::translate("trovix::OutputFile", "Could not create the folder %1"), folder,
              error ? QString::fromLocal8Bit(std::strerror(error)) : QString());
     }
 }

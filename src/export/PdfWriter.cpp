@@ -4,6 +4,7 @@
 #include "export/OutputFile.h"
 #include "export/PreparedPictures.h"
 
+#include <QCoreApplication>
 #include <QLocale>
 
 #include <cairo-pdf.h>
@@ -139,7 +140,8 @@ void PdfWriter::drawFooter() {
     draw(m_title, footer, margin, footerY, 352.8);
     Style number = footer;
     number.centred = false;
-    PangoLayout* l = layout(QStringLiteral("Page ") + QString::number(m_page), number, 151.2);
+    PangoLayout* l =
+        layout(QCoreApplication::translate("trovix::PdfWriter", "Page %1").arg(m_page), number, 151.2);
     pango_layout_set_alignment(l, PANGO_ALIGN_RIGHT);
     cairo_set_source_rgb(m_cr, number.r, number.g, number.b);
     cairo_move_to(m_cr, 406.8, footerY);
@@ -202,9 +204,11 @@ void PdfWriter::write(const QList<Step>& steps, ExportQuality quality, QDate dat
     draw(m_title, guideTitle, margin, margin, contentWidth);
     double y = margin + h + 4;
     const int total = int(steps.size());
-    const QString metaLine = QString::number(total) +
-                             (total == 1 ? QStringLiteral(" step") : QStringLiteral(" steps")) +
-                             QStringLiteral("  \u00B7  ") + Exporter::longDate(date, QLocale::system());
+    const QString metaLine =
+        (total == 1 ? QCoreApplication::translate("trovix::PdfWriter", "%1 step  ·  %2")
+                    : QCoreApplication::translate("trovix::PdfWriter", "%1 steps  ·  %2"))
+            .arg(total)
+            .arg(Exporter::longDate(date, QLocale::system()));
     draw(metaLine, meta, margin, y, contentWidth);
     y += 26;
     cairo_set_source_rgb(m_cr, hairR, hairG, hairB);
@@ -302,7 +306,7 @@ ExportResult Exporter::writePdf(const QString& title, const QList<Step>& steps, 
     cairo_surface_destroy(surface);
     if (status != CAIRO_STATUS_SUCCESS)
         throw Error(Error::Code::io,
-                    QStringLiteral("Could not write %1: %2.")
+                    QCoreApplication::translate("trovix::PdfWriter", "Could not write %1: %2.")
                         .arg(quoted(file), QString::fromUtf8(cairo_status_to_string(status))),
                     file);
     ExportResult result;

@@ -73,7 +73,7 @@ CardGrid::CardGrid(QWidget* parent)
     m_photo = QIcon::fromTheme(QStringLiteral("image-x-generic-symbolic"),
                                QIcon::fromTheme(QStringLiteral("image-x-generic")));
     CardGridAccessible::install();
-    setAccessibleName(QStringLiteral("Guides"));
+    setAccessibleName(tr("Guides"));
 }
 
 QSize CardGrid::sizeHint() const {
@@ -206,10 +206,7 @@ QString CardGrid::abbreviatedDateFormat(const QLocale& locale) {
 
 QString CardGrid::captionLine(qint64 stepCount, const QDateTime& modified, const QLocale& locale) {
     const QString date = locale.toString(modified.toLocalTime().date(), abbreviatedDateFormat(locale));
-    return QStringLiteral("%1 step%2 \u00B7 %3")
-        .arg(stepCount)
-        .arg(stepCount == 1 ? QString() : QStringLiteral("s"))
-        .arg(date);
+    return (stepCount == 1 ? tr("%1 step · %2") : tr("%1 steps · %2")).arg(stepCount).arg(date);
 }
 
 void CardGrid::paintEvent(QPaintEvent* event) {
@@ -289,7 +286,7 @@ void CardGrid::paintCard(QPainter& painter, const QRect& rect, const GuideSummar
         QFont font = captionFont();
         font.setBold(true);
         const QFontMetrics metrics(font);
-        const QString text = QStringLiteral("Open");
+        const QString text = tr("Open");
         const QSizeF size(metrics.horizontalAdvance(text) + 14, metrics.height() + 4);
         const QRectF badge(box.right() - 6 - size.width(), box.top() + 6, size.width(), size.height());
         painter.setPen(Qt::NoPen);
@@ -323,13 +320,12 @@ QMenu* CardGrid::contextMenu(int index, QWidget* parent) {
         return nullptr;
     const GuideSummary card = m_cards[index];
     auto* menu = new QMenu(parent);
-    connect(menu->addAction(QStringLiteral("Open")), &QAction::triggered, this,
+    connect(menu->addAction(tr("Open")), &QAction::triggered, this,
             [this, url = card.url] { Q_EMIT openRequested(url); });
-    connect(menu->addAction(QStringLiteral("Show in File Manager")), &QAction::triggered, this,
+    connect(menu->addAction(tr("Show in File Manager")), &QAction::triggered, this,
             [this, url = card.url] { Q_EMIT revealRequested(url); });
     menu->addSeparator();
-    QAction* trash =
-        menu->addAction(QIcon::fromTheme(QStringLiteral("user-trash")), QStringLiteral("Move to Trash"));
+    QAction* trash = menu->addAction(QIcon::fromTheme(QStringLiteral("user-trash")), tr("Move to Trash"));
     trash->setEnabled(!isOpen(card.url));
     connect(trash, &QAction::triggered, this, [this, card] { Q_EMIT trashRequested(card); });
     return menu;

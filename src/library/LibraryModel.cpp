@@ -49,9 +49,9 @@ void LibraryModel::setItems(const QList<GuideSummary>& items) {
 
 Dialogs::OpenPanel LibraryModel::folderPanel(const QString& folder) {
     Dialogs::OpenPanel panel;
-    panel.title = QStringLiteral("Choose the folder Trovix should list and save guides in");
+    panel.title = tr("Choose the folder Trovix should list and save guides in");
     panel.directory = folder;
-    panel.prompt = QStringLiteral("Use This Folder");
+    panel.prompt = tr("Use This Folder");
     panel.chooseDirectories = true;
     panel.canCreateDirectories = true;
     return panel;

@@ -92,8 +92,8 @@ LibraryView::LibraryView(LibraryModel& model, Guide& guide, QWidget* parent)
 
     m_search = new QLineEdit(this);
     m_search->setFrame(false);
-    m_search->setPlaceholderText(QStringLiteral("Search guides"));
-    m_search->setAccessibleName(QStringLiteral("Search guides"));
+    m_search->setPlaceholderText(tr("Search guides"));
+    m_search->setAccessibleName(tr("Search guides"));
     m_search->setClearButtonEnabled(true);
     m_search->setMinimumWidth(200);
     m_search->setStyleSheet(QStringLiteral("QLineEdit { background: transparent; }"));
@@ -221,12 +221,11 @@ void LibraryView::refresh() {
         return;
     }
     if (m_model.items().isEmpty()) {
-        m_emptyHeadline->setText(QStringLiteral("No saved guides yet"));
-        m_emptyDetail->setText(QStringLiteral("Guides you save with Ctrl+S appear here."));
+        m_emptyHeadline->setText(tr("No saved guides yet"));
+        m_emptyDetail->setText(tr("Guides you save with Ctrl+S appear here."));
         m_emptyDetail->setVisible(true);
     } else {
-        m_emptyHeadline->setText(QStringLiteral("No guides match \u201C") + m_search->text() +
-                                 QStringLiteral("\u201D"));
+        m_emptyHeadline->setText(tr("No guides match “%1”").arg(m_search->text()));
         m_emptyDetail->setVisible(false);
     }
     m_stack->setCurrentWidget(m_empty);

@@ -34,7 +34,7 @@ QIcon themed(const QStringList& names, QStyle::StandardPixmap fallback, const QS
 
 LibraryWindow::LibraryWindow(QWidget* parent)
     : QMainWindow(parent) {
-    setWindowTitle(QStringLiteral("Guides Library"));
+    setWindowTitle(tr("Guides Library"));
 }
 
 void LibraryWindow::restoreFrame() {
@@ -85,7 +85,7 @@ LibraryWindowController::LibraryWindowController(Guide& guide, OpenCallback onOp
     m_view->setOpenHandler(std::move(onOpen));
     m_window->setCentralWidget(m_view);
 
-    auto* toolbar = new QToolBar(QStringLiteral("Library"), m_window);
+    auto* toolbar = new QToolBar(tr("Library"), m_window);
     toolbar->setObjectName(QStringLiteral("libraryToolbar"));
     toolbar->setMovable(false);
     toolbar->setFloatable(false);
@@ -97,13 +97,13 @@ LibraryWindowController::LibraryWindowController(Guide& guide, OpenCallback onOp
     const QStyle* style = m_window->style();
     m_chooseFolder = toolbar->addAction(
         themed({QStringLiteral("folder-open"), QStringLiteral("folder")}, QStyle::SP_DirOpenIcon, style),
-        QStringLiteral("Choose Folder\u2026"));
+        tr("Choose Folder…"));
     m_showFolder =
         toolbar->addAction(themed({QStringLiteral("system-file-manager"), QStringLiteral("folder")},
                                   QStyle::SP_DirLinkIcon, style),
-                           QStringLiteral("Show in File Manager"));
+                           tr("Show in File Manager"));
     m_refresh = toolbar->addAction(themed({QStringLiteral("view-refresh")}, QStyle::SP_BrowserReload, style),
-                                   QStringLiteral("Refresh"));
+                                   tr("Refresh"));
     m_refresh->setShortcut(QKeySequence::Refresh);
 
     connect(m_chooseFolder, &QAction::triggered, m_model, &LibraryModel::chooseFolder);

@@ -1,10 +1,17 @@
 #include "recorder/ClickDescriber.h"
 
+#include <QCoreApplication>
 #include <QTextBoundaryFinder>
 
 namespace trovix {
 
 namespace {
+
+// What a title ends with to name the clicked application (" in Editor"), or nothing without a name.
+QString inApplication(const QString& name) {
+    return name.isEmpty() ? QString()
+                          : QCoreApplication::translate("trovix::ClickDescriber", " in %1").arg(name);
+}
 
 // User-perceived characters (grapheme clusters), counted no further than limit.
 int graphemeCount(const QString& text, int limit) {
@@ -45,7 +52,7 @@ std::optional<QString> ClickDescriber::usableLabel(const QString& text) {
 }
 
 QString ClickDescriber::labelledTitle(const QString& label, const QString& suffix) {
-    return QStringLiteral("Click \u201C") + label + QStringLiteral("\u201D") + suffix;
+    return QCoreApplication::translate("trovix::ClickDescriber", "Click “%1”%2").arg(label, suffix);
 }
 
 std::optional<QRectF> ClickDescriber::frameOf(const AccessibleElement& element) {
@@ -59,18 +66,15 @@ std::optional<QRectF> ClickDescriber::frameOf(const AccessibleElement& element) 
 }
 
 QString ClickDescriber::fallbackTitle(const std::optional<QString>& applicationName) {
-    QString title = QStringLiteral("Click");
-    if (applicationName && !applicationName->isEmpty())
-        title += QStringLiteral(" in ") + *applicationName;
-    return title;
+    return QCoreApplication::translate("trovix::ClickDescriber", "Click%1")
+        .arg(applicationName ? inApplication(*applicationName) : QString());
 }
 
 ClickTarget ClickDescriber::describe(const AccessibleDesktop& desktop, QPointF location,
                                      const std::optional<QRectF>& primaryDisplay) {
     const std::optional<QString> application = desktop.frontmostApplicationName(location);
-    const QString suffix =
-        application && !application->isEmpty() ? QStringLiteral(" in ") + *application : QString();
-    const ClickTarget fallback{QStringLiteral("Click") + suffix, std::nullopt, suffix};
+    const QString suffix = application ? inApplication(*application) : QString();
+    const ClickTarget fallback{fallbackTitle(application), std::nullopt, suffix};
 
     if (!desktop.isTrusted() || !primaryDisplay)
         return fallback;
@@ -116,7 +120,8 @@ ClickTarget ClickDescriber::describe(const AccessibleDesktop& desktop, QPointF l
     if (label)
         return {labelledTitle(*label, suffix), frame, std::nullopt};
     if (const std::optional<QString> role = string(*chosen, ElementAttribute::roleDescription))
-        return {QStringLiteral("Click the ") + *role + suffix, frame, suffix};
+        return {QCoreApplication::translate("trovix::ClickDescriber", "Click the %1%2").arg(*role, suffix),
+                frame, suffix};
     return {fallback.title, frame, suffix};
 }
 

@@ -47,7 +47,7 @@ public:
         // The accessibility side gives up on its own at the budget; this only guards against a
         // service that cannot run at all.
         QTimer::singleShot(services.describeLimitMs + 1500, this, [this] {
-            described({QStringLiteral("Click"), std::nullopt});
+            described({ClickDescriber::fallbackTitle(std::nullopt), std::nullopt});
         });
 
         // A failed or empty grab ends the job without a step; it still ends, so later clicks go on.

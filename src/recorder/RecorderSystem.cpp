@@ -133,7 +133,7 @@ ClickTarget Recorder::describeElement(QPointF location) {
     // The service gives up on its own at the deadline; the margin covers a request still queued
     // behind an earlier one.
     if (future.wait_until(deadline + std::chrono::milliseconds(100)) != std::future_status::ready)
-        return {QStringLiteral("Click"), std::nullopt};
+        return {ClickDescriber::fallbackTitle(std::nullopt), std::nullopt};
     return future.get();
 }
 

@@ -1,6 +1,7 @@
 #include "render/ImageCodec.h"
 
 #include <QBuffer>
+#include <QCoreApplication>
 #include <QImageReader>
 #include <QtEndian>
 
@@ -311,11 +312,14 @@ QSize pngSize(const QByteArray& bytes) {
 }
 
 PngCheck checkPng(const QByteArray& bytes) {
-    auto fail = [](const char* problem) { return PngCheck{QSize(), QString::fromUtf8(problem)}; };
+    // The problem is shown to the user, in their language.
+    auto fail = [](const char* problem) {
+        return PngCheck{QSize(), QCoreApplication::translate("trovix::ImageCodec", problem)};
+    };
     if (bytes.isEmpty())
-        return fail("the file is empty");
+        return fail(QT_TRANSLATE_NOOP("trovix::ImageCodec", "the file is empty"));
     if (!startsWithSignature(bytes))
-        return fail("it is not a PNG file");
+        return fail(QT_TRANSLATE_NOOP("trovix::ImageCodec", "it is not a PNG file"));
 
     const auto* data = reinterpret_cast<const uchar*>(bytes.constData());
     const qsizetype size = bytes.size();
@@ -328,77 +332,88 @@ PngCheck checkPng(const QByteArray& bytes) {
 
     for (int index = 0;; ++index) {
         if (size - pos < 12)
-            return fail(pos == size ? "the file ends without an end chunk" : "the file is truncated");
+            return fail(pos == size
+                            ? QT_TRANSLATE_NOOP("trovix::ImageCodec", "the file ends without an end chunk")
+                            : QT_TRANSLATE_NOOP("trovix::ImageCodec", "the file is truncated"));
         const quint32 length = be32(data + pos);
         const uchar* type = data + pos + 4;
         if (length > 0x7fffffffu)
-            return fail("a chunk has an impossible length");
+            return fail(QT_TRANSLATE_NOOP("trovix::ImageCodec", "a chunk has an impossible length"));
         if (qint64(length) > qint64(size - pos - 12))
-            return fail("the file is truncated");
+            return fail(QT_TRANSLATE_NOOP("trovix::ImageCodec", "the file is truncated"));
         for (int i = 0; i < 4; ++i)
             if (!isLetter(type[i]))
-                return fail("a chunk has an invalid name");
+                return fail(QT_TRANSLATE_NOOP("trovix::ImageCodec", "a chunk has an invalid name"));
         const uchar* body = type + 4;
         const uLong crc = crc32(crc32(0L, Z_NULL, 0), type, uInt(length + 4));
         if (crc != be32(body + length))
-            return fail("a chunk’s checksum does not match (the file is damaged)");
+            return fail(QT_TRANSLATE_NOOP("trovix::ImageCodec",
+                                          "a chunk’s checksum does not match (the file is damaged)"));
 
         auto is = [type](const char* name) { return std::memcmp(type, name, 4) == 0; };
         if (index == 0 && !is("IHDR"))
-            return fail("the header chunk is missing");
+            return fail(QT_TRANSLATE_NOOP("trovix::ImageCodec", "the header chunk is missing"));
         if (is("IHDR")) {
             if (index != 0)
-                return fail("there is a second header chunk");
+                return fail(QT_TRANSLATE_NOOP("trovix::ImageCodec", "there is a second header chunk"));
             if (length != 13)
-                return fail("the header chunk has the wrong length");
+                return fail(QT_TRANSLATE_NOOP("trovix::ImageCodec", "the header chunk has the wrong length"));
             const qint64 w = be32(body), h = be32(body + 4);
             const int depth = body[8];
             colourType = body[9];
             if (w == 0 || h == 0)
-                return fail("the picture has no pixels");
+                return fail(QT_TRANSLATE_NOOP("trovix::ImageCodec", "the picture has no pixels"));
             if (w > maxSide || h > maxSide || w * h > maxPixels)
-                return fail("the picture is too large");
+                return fail(QT_TRANSLATE_NOOP("trovix::ImageCodec", "the picture is too large"));
             if (!validDepth(colourType, depth))
-                return fail("the header names an invalid colour type or bit depth");
+                return fail(QT_TRANSLATE_NOOP("trovix::ImageCodec",
+                                              "the header names an invalid colour type or bit depth"));
             if (body[10] != 0 || body[11] != 0 || body[12] > 1)
-                return fail("the header names an unknown compression, filter or interlace method");
+                return fail(
+                    QT_TRANSLATE_NOOP("trovix::ImageCodec",
+                                      "the header names an unknown compression, filter or interlace method"));
             dimensions = QSize(int(w), int(h));
             bitsPerPixel = channels(colourType) * depth;
             interlaced = body[12] == 1;
         } else if (is("PLTE")) {
             if (sawData)
-                return fail("the palette comes after the image data");
+                return fail(
+                    QT_TRANSLATE_NOOP("trovix::ImageCodec", "the palette comes after the image data"));
             if (length == 0 || length % 3 != 0 || length > 256 * 3)
-                return fail("the palette has an invalid length");
+                return fail(QT_TRANSLATE_NOOP("trovix::ImageCodec", "the palette has an invalid length"));
             sawPalette = true;
         } else if (is("IDAT")) {
             if (dataEnded)
-                return fail("the image data is split by other chunks");
+                return fail(
+                    QT_TRANSLATE_NOOP("trovix::ImageCodec", "the image data is split by other chunks"));
             if (firstData && length >= 2) {
                 // zlib stream header: deflate, window at most 32 KB, check bits, no preset dictionary.
                 const int cmf = body[0], flg = body[1];
                 if ((cmf & 0x0f) != 8 || (cmf >> 4) > 7 || ((cmf << 8) | flg) % 31 != 0 || (flg & 0x20))
-                    return fail("the image data is not a valid compressed stream");
+                    return fail(QT_TRANSLATE_NOOP("trovix::ImageCodec",
+                                                  "the image data is not a valid compressed stream"));
             }
             firstData = false;
             sawData = true;
             dataBytes += length;
         } else if (is("IEND")) {
             if (length != 0)
-                return fail("the end chunk has the wrong length");
+                return fail(QT_TRANSLATE_NOOP("trovix::ImageCodec", "the end chunk has the wrong length"));
             if (!sawData)
-                return fail("there is no image data");
+                return fail(QT_TRANSLATE_NOOP("trovix::ImageCodec", "there is no image data"));
             if (colourType == 3 && !sawPalette)
-                return fail("the palette is missing");
+                return fail(QT_TRANSLATE_NOOP("trovix::ImageCodec", "the palette is missing"));
             // A few bytes claiming a huge picture cannot inflate to it; refusing them here keeps a
             // decoder from allocating the whole picture before it finds out.
             if (dataBytes * maxInflation <
                 rawDataSize(dimensions.width(), dimensions.height(), bitsPerPixel, interlaced))
-                return fail("the image data is too short for the picture’s size");
+                return fail(QT_TRANSLATE_NOOP("trovix::ImageCodec",
+                                              "the image data is too short for the picture’s size"));
             // Anything after the end chunk is ignored, as decoders do.
             return PngCheck{dimensions, {}};
         } else if (!(type[0] & 0x20)) {
-            return fail("the file has a critical chunk that cannot be read");
+            return fail(
+                QT_TRANSLATE_NOOP("trovix::ImageCodec", "the file has a critical chunk that cannot be read"));
         }
         if (sawData && !is("IDAT"))
             dataEnded = true;

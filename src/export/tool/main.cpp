@@ -7,8 +7,10 @@
 #include "document/Error.h"
 #include "document/GuideStore.h"
 #include "export/Exporter.h"
+#include "i18n/Translations.h"
 
 #include <QCommandLineParser>
+#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QGuiApplication>
@@ -37,7 +39,9 @@ QTextStream& err() {
 
 int usageError(const QString& message) {
     err() << "trovix-export: " << message << "\n"
-          << "Try \u201Ctrovix-export --help\u201D for more information.\n";
+          << QCoreApplication::translate("trovix::ExportTool",
+                                         "Try “trovix-export --help” for more information.")
+          << "\n";
     return exitUsage;
 }
 
@@ -86,23 +90,31 @@ int main(int argc, char** argv) {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
     QGuiApplication::setApplicationName(QStringLiteral("trovix-export"));
+    Translations::install();
 
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral(
+    parser.setApplicationDescription(QCoreApplication::translate(
+        "trovix::ExportTool",
         "Exports a Trovix guide folder as Markdown (a folder with guide.md and images), HTML (one file) "
         "or PDF.\nWithout --output the export is written next to the guide folder."));
-    parser.addPositionalArgument(QStringLiteral("GUIDE_FOLDER"),
-                                 QStringLiteral("The saved guide folder (.trovix)."));
-    const QCommandLineOption format(QStringLiteral("format"), QStringLiteral("markdown, html or pdf."),
-                                    QStringLiteral("format"));
+    parser.addPositionalArgument(
+        QCoreApplication::translate("trovix::ExportTool", "GUIDE_FOLDER"),
+        QCoreApplication::translate("trovix::ExportTool", "The saved guide folder (.trovix)."));
+    const QCommandLineOption format(
+        QStringLiteral("format"), QCoreApplication::translate("trovix::ExportTool", "markdown, html or pdf."),
+        QCoreApplication::translate("trovix::ExportTool", "format"));
     const QCommandLineOption quality(
         QStringLiteral("quality"),
-        QStringLiteral("small, balanced or full (default: the quality chosen in Trovix, else balanced)."),
-        QStringLiteral("quality"));
+        QCoreApplication::translate(
+            "trovix::ExportTool",
+            "small, balanced or full (default: the quality chosen in Trovix, else balanced)."),
+        QCoreApplication::translate("trovix::ExportTool", "quality"));
     const QCommandLineOption output(
         QStringLiteral("output"),
-        QStringLiteral("The HTML or PDF file, or a folder to put it in; for Markdown, the folder to create."),
-        QStringLiteral("path"));
+        QCoreApplication::translate(
+            "trovix::ExportTool",
+            "The HTML or PDF file, or a folder to put it in; for Markdown, the folder to create."),
+        QCoreApplication::translate("trovix::ExportTool", "path"));
     parser.addOptions({format, quality, output});
     const QCommandLineOption help = parser.addHelpOption();
 
@@ -115,28 +127,33 @@ int main(int argc, char** argv) {
     const QStringList positional = parser.positionalArguments();
     if (positional.size() != 1)
         return usageError(positional.isEmpty()
-                              ? QStringLiteral("no guide folder given")
-                              : QStringLiteral("only one guide folder can be exported at a time"));
+                              ? QCoreApplication::translate("trovix::ExportTool", "no guide folder given")
+                              : QCoreApplication::translate(
+                                    "trovix::ExportTool", "only one guide folder can be exported at a time"));
     if (!parser.isSet(format))
-        return usageError(QStringLiteral("--format is required (markdown, html or pdf)"));
+        return usageError(QCoreApplication::translate("trovix::ExportTool",
+                                                      "--format is required (markdown, html or pdf)"));
     const std::optional<ExportFormat> chosenFormat = formatNamed(parser.value(format));
     if (!chosenFormat)
-        return usageError(QStringLiteral("unknown format \u201C%1\u201D (use markdown, html or pdf)")
+        return usageError(QCoreApplication::translate("trovix::ExportTool",
+                                                      "unknown format “%1” (use markdown, html or pdf)")
                               .arg(parser.value(format)));
     ExportQuality chosenQuality = currentExportQuality();
     if (parser.isSet(quality)) {
         const std::optional<ExportQuality> named = exportQualityFromStoredValue(parser.value(quality));
         if (!named)
-            return usageError(QStringLiteral("unknown quality \u201C%1\u201D (use small, balanced or full)")
+            return usageError(QCoreApplication::translate(
+                                  "trovix::ExportTool", "unknown quality “%1” (use small, balanced or full)")
                                   .arg(parser.value(quality)));
         chosenQuality = *named;
     }
     if (parser.isSet(output) && parser.value(output).isEmpty())
-        return usageError(QStringLiteral("--output needs a path"));
+        return usageError(QCoreApplication::translate("trovix::ExportTool", "--output needs a path"));
 
     const QString guideFolder = QDir(positional.first()).absolutePath();
     if (!QFileInfo(guideFolder).isDir())
-        return usageError(QStringLiteral("\u201C%1\u201D is not a folder").arg(positional.first()));
+        return usageError(QCoreApplication::translate("trovix::ExportTool", "“%1” is not a folder")
+                              .arg(positional.first()));
     LoadedGuide guide;
     try {
         guide = GuideStore::read(guideFolder);
@@ -148,15 +165,19 @@ int main(int argc, char** argv) {
     const QString target = destination(*chosenFormat, guideFolder, guide.title, parser.value(output));
     // A Markdown export must not fill the guide folder itself with its guide.md and images.
     if (QFileInfo(target).absoluteFilePath() == guideFolder)
-        return usageError(QStringLiteral("the export would be written into the guide folder \u201C%1\u201D; "
-                                         "choose another place with --output")
+        return usageError(QCoreApplication::translate(
+                              "trovix::ExportTool", "the export would be written into the guide folder “%1”; "
+                                                    "choose another place with --output")
                               .arg(guideFolder));
 
     const bool showProgress = isatty(STDERR_FILENO);
     const ExportProgress progress = [showProgress](int done, int total) {
         if (!showProgress || total == 0)
             return;
-        err() << "\rExporting step " << done << " of " << total << "\u2026";
+        err() << "\r"
+              << QCoreApplication::translate("trovix::ExportTool", "Exporting step %1 of %2…")
+                     .arg(done)
+                     .arg(total);
         if (done == total)
             err() << "\r\033[K";
         err().flush();
@@ -175,7 +196,8 @@ int main(int argc, char** argv) {
     if (*chosenFormat == ExportFormat::markdown)
         for (const QString& file : std::as_const(result.files))
             out() << file << "  " << size(QFileInfo(file).size()) << "\n";
-    out() << "Exported " << result.path << "  " << size(result.bytes) << " \u00B7 " << title(chosenQuality)
-          << " image quality\n";
+    out() << QCoreApplication::translate("trovix::ExportTool", "Exported %1  %2 · %3 image quality")
+                 .arg(result.path, size(result.bytes), title(chosenQuality))
+          << "\n";
     return 0;
 }

@@ -1,6 +1,7 @@
 #include "platform/dialogs/WidgetDialogs.h"
 
 #include <QAbstractButton>
+#include <QCoreApplication>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QGridLayout>
@@ -56,7 +57,9 @@ int WidgetDialogs::alert(QWidget* parent, const Alert& alert) {
     box.setInformativeText(alert.informativeText);
     box.setTextFormat(Qt::PlainText);
 
-    const QStringList titles = alert.buttons.isEmpty() ? QStringList{QStringLiteral("OK")} : alert.buttons;
+    const QStringList titles = alert.buttons.isEmpty()
+                                   ? QStringList{QCoreApplication::translate("trovix::WidgetDialogs", "OK")}
+                                   : alert.buttons;
     QList<QAbstractButton*> buttons;
     for (int i = 0; i < titles.size(); ++i) {
         // The roles only decide where the platform's button layout puts each button; the first is
@@ -118,12 +121,15 @@ public:
         const QString path = selectedFiles().value(0);
         const QFileInfo info(path);
         if (info.isDir() && m_suffixes.contains(info.suffix())) {
-            QMessageBox ask(
-                QMessageBox::Warning, windowTitle(),
-                QStringLiteral("“%1” already exists. Do you want to replace it?").arg(info.fileName()),
-                QMessageBox::NoButton, this);
-            QAbstractButton* replace = ask.addButton(QStringLiteral("Replace"), QMessageBox::AcceptRole);
-            ask.addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
+            QMessageBox ask(QMessageBox::Warning, windowTitle(),
+                            QCoreApplication::translate("trovix::WidgetDialogs",
+                                                        "“%1” already exists. Do you want to replace it?")
+                                .arg(info.fileName()),
+                            QMessageBox::NoButton, this);
+            QAbstractButton* replace = ask.addButton(
+                QCoreApplication::translate("trovix::WidgetDialogs", "Replace"), QMessageBox::AcceptRole);
+            ask.addButton(QCoreApplication::translate("trovix::WidgetDialogs", "Cancel"),
+                          QMessageBox::RejectRole);
             ask.setDefaultButton(qobject_cast<QPushButton*>(replace));
             ask.exec();
             if (ask.clickedButton() != replace)

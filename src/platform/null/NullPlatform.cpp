@@ -2,6 +2,7 @@
 
 #include "document/Error.h"
 
+#include <QCoreApplication>
 #include <QTimer>
 
 namespace trovix {
@@ -9,10 +10,11 @@ namespace trovix {
 class NullPlatform::Grabber : public ScreenGrabber {
 public:
     explicit Grabber(QString platformName)
-        : m_reason(
-              QStringLiteral("Trovix can’t capture the screen in this session: screen capture works "
-                             "in X11 and Wayland sessions, and this session uses the “%1” display platform.")
-                  .arg(platformName)) {}
+        : m_reason(QCoreApplication::translate(
+                       "trovix::NullPlatform",
+                       "Trovix can’t capture the screen in this session: screen capture works in X11 "
+                       "and Wayland sessions, and this session uses the “%1” display platform.")
+                       .arg(platformName)) {}
 
     Access access() const override { return Access::unavailable; }
     QString unavailableReason() const override { return m_reason; }
@@ -31,8 +33,9 @@ private:
 class NullPlatform::Keys : public GlobalKeys {
 public:
     explicit Keys(QString platformName)
-        : m_reason(QStringLiteral("Global hot keys work in X11 and Wayland sessions; this session uses the "
-                                  "“%1” display platform.")
+        : m_reason(QCoreApplication::translate("trovix::NullPlatform",
+                                               "Global hot keys work in X11 and Wayland sessions; this "
+                                               "session uses the “%1” display platform.")
                        .arg(platformName)) {}
 
     QString unavailableReason() const override { return m_reason; }
@@ -46,8 +49,10 @@ private:
 class NullPlatform::Clicks : public ClickMonitor {
 public:
     explicit Clicks(QString platformName)
-        : m_reason(QStringLiteral("Click recording works in X11 sessions; this session uses the “%1” display "
-                                  "platform. Capture each step with Capture Region instead.")
+        : m_reason(QCoreApplication::translate("trovix::NullPlatform",
+                                               "Click recording works in X11 sessions; this session uses "
+                                               "the “%1” display platform. Capture each step with Capture "
+                                               "Region instead.")
                        .arg(platformName)) {}
 
     QString unavailableReason() const override { return m_reason; }

@@ -4,6 +4,7 @@
 #include "platform/x11/X11Withdrawal.h"
 #include "platform/x11/XcbReply.h"
 
+#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QTimer>
 
@@ -32,13 +33,15 @@ constexpr int capMs = 600;
 constexpr int pollMs = 2;
 
 Error grabError(const QRect& rect, const QString& why) {
-    return Error(Error::Code::noDisplay, QStringLiteral("Trovix couldn’t capture the screen area %1 × %2 at "
-                                                        "(%3, %4): %5")
-                                             .arg(rect.width())
-                                             .arg(rect.height())
-                                             .arg(rect.x())
-                                             .arg(rect.y())
-                                             .arg(why));
+    return Error(Error::Code::noDisplay,
+                 QCoreApplication::translate("trovix::X11ScreenGrabber",
+                                             "Trovix couldn’t capture the screen area %1 × %2 "
+                                             "at (%3, %4): %5")
+                     .arg(rect.width())
+                     .arg(rect.height())
+                     .arg(rect.x())
+                     .arg(rect.y())
+                     .arg(why));
 }
 
 bool directFormat(const xcb_setup_t* setup, int depth) {
@@ -217,13 +220,16 @@ X11ScreenGrabber::~X11ScreenGrabber() {
 QImage X11ScreenGrabber::grab(const QRect& rect) {
     std::lock_guard lock(m_mutex);
     if (xcb_connection_has_error(m_conn))
-        throw grabError(rect, QStringLiteral("the connection to the X display was lost."));
+        throw grabError(rect, QCoreApplication::translate("trovix::X11ScreenGrabber",
+                                                          "the connection to the X display was lost."));
     Reply<xcb_get_geometry_reply_t> root(
         xcb_get_geometry_reply(m_conn, xcb_get_geometry(m_conn, m_root), nullptr));
     if (!root)
-        throw grabError(rect, QStringLiteral("the X display did not answer."));
+        throw grabError(
+            rect, QCoreApplication::translate("trovix::X11ScreenGrabber", "the X display did not answer."));
     if (rect.isEmpty() || !QRect(0, 0, root->width, root->height).contains(rect))
-        throw grabError(rect, QStringLiteral("that screen is no longer connected."));
+        throw grabError(rect, QCoreApplication::translate("trovix::X11ScreenGrabber",
+                                                          "that screen is no longer connected."));
     if (m_shm) {
         QImage image = grabShared(rect);
         if (!image.isNull())
@@ -250,8 +256,10 @@ QImage X11ScreenGrabber::grabShared(const QRect& rect) {
     Reply<xcb_generic_error_t> error(rawError);
     if (!reply || error) {
         m_pool->giveBack(*segment);
-        throw grabError(rect, QStringLiteral("the X server refused the image request (error %1).")
-                                  .arg(error ? error->error_code : 0));
+        throw grabError(rect,
+                        QCoreApplication::translate("trovix::X11ScreenGrabber",
+                                                    "the X server refused the image request (error %1).")
+                            .arg(error ? error->error_code : 0));
     }
     // The image uses the segment until its last copy goes; then the pool has it back.
     struct Lease {
@@ -279,8 +287,10 @@ QImage X11ScreenGrabber::grabCopied(const QRect& rect) {
         &rawError));
     Reply<xcb_generic_error_t> error(rawError);
     if (!reply || error)
-        throw grabError(rect, QStringLiteral("the X server refused the image request (error %1).")
-                                  .arg(error ? error->error_code : 0));
+        throw grabError(rect,
+                        QCoreApplication::translate("trovix::X11ScreenGrabber",
+                                                    "the X server refused the image request (error %1).")
+                            .arg(error ? error->error_code : 0));
     const uchar* data = xcb_get_image_data(reply.get());
     const qsizetype length = xcb_get_image_data_length(reply.get());
     const qsizetype sourceLine = length / rect.height();
@@ -294,11 +304,14 @@ QImage X11ScreenGrabber::grabCopied(const QRect& rect) {
         bytesPerPixel = 2;
     }
     if (format == QImage::Format_Invalid || sourceLine < qsizetype(rect.width()) * bytesPerPixel)
-        throw grabError(
-            rect, QStringLiteral("the screen’s pixel format (depth %1) is not supported.").arg(reply->depth));
+        throw grabError(rect,
+                        QCoreApplication::translate("trovix::X11ScreenGrabber",
+                                                    "the screen’s pixel format (depth %1) is not supported.")
+                            .arg(reply->depth));
     QImage image(rect.size(), format);
     if (image.isNull())
-        throw grabError(rect, QStringLiteral("there is not enough memory for the image."));
+        throw grabError(rect, QCoreApplication::translate("trovix::X11ScreenGrabber",
+                                                          "there is not enough memory for the image."));
     for (int y = 0; y < rect.height(); ++y)
         std::memcpy(image.scanLine(y), data + y * sourceLine, size_t(rect.width()) * bytesPerPixel);
     return format == QImage::Format_RGB32 ? image : image.convertToFormat(QImage::Format_RGB32);

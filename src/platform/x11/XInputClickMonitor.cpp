@@ -28,7 +28,7 @@ XInputClickMonitor::XInputClickMonitor(QObject* parent)
     xcb_connection_t* connection = xcb_connect(nullptr, &screenNumber);
     if (xcb_connection_has_error(connection)) {
         xcb_disconnect(connection);
-        m_error = QStringLiteral("The X display cannot be opened.");
+        m_error = tr("The X display cannot be opened.");
         return;
     }
     m_connection = connection;
@@ -36,14 +36,14 @@ XInputClickMonitor::XInputClickMonitor(QObject* parent)
     for (int i = 0; i < screenNumber && screens.rem; ++i)
         xcb_screen_next(&screens);
     if (!screens.rem) {
-        m_error = QStringLiteral("The X display has no screen %1.").arg(screenNumber);
+        m_error = tr("The X display has no screen %1.").arg(screenNumber);
         return;
     }
     m_root = screens.data->root;
 
     const xcb_query_extension_reply_t* extension = xcb_get_extension_data(connection, &xcb_input_id);
     if (!extension || !extension->present) {
-        m_error = QStringLiteral("The X server lacks the XInput extension.");
+        m_error = tr("The X server lacks the XInput extension.");
         return;
     }
     m_opcode = extension->major_opcode;
@@ -51,7 +51,7 @@ XInputClickMonitor::XInputClickMonitor(QObject* parent)
         xcb_input_xi_query_version_reply(connection, xcb_input_xi_query_version(connection, 2, 1), nullptr));
     if (!version || version->major_version < 2 ||
         (version->major_version == 2 && version->minor_version < 1)) {
-        m_error = QStringLiteral("The X server lacks XInput 2.1.");
+        m_error = tr("The X server lacks XInput 2.1.");
         return;
     }
 
@@ -72,7 +72,7 @@ XInputClickMonitor::XInputClickMonitor(QObject* parent)
 
     m_wakeFd = eventfd(0, EFD_CLOEXEC);
     if (m_wakeFd < 0) {
-        m_error = QStringLiteral("The click monitor cannot make its wake-up descriptor.");
+        m_error = tr("The click monitor cannot make its wake-up descriptor.");
         return;
     }
     m_thread = std::thread([this] { run(); });
