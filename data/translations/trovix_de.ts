@@ -2,6 +2,21 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="de_DE">
 <context>
+    <name>trovix::AppDelegate</name>
+    <message>
+        <source>Trovix could not start watching the clicks on this display. Capture each step with Capture Region (Ctrl+Alt+S) instead.</source>
+        <translation>Trovix kann die Klicks auf dieser Anzeige nicht verfolgen. Nehmen Sie jeden Schritt stattdessen mit „Bereich aufnehmen“ (Strg+Alt+S) auf.</translation>
+    </message>
+    <message>
+        <source>Click recording isn’t available</source>
+        <translation>Klickaufzeichnung ist nicht verfügbar</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+</context>
+<context>
     <name>trovix::Capture</name>
     <message>
         <source>Screen capture isn’t available</source>
@@ -902,6 +917,10 @@ Strg+Alt+S</translation>
         <source>Global hot keys work in X11 and Wayland sessions; this session uses the “%1” display platform.</source>
         <translation>Globale Tastenkürzel gehen in X11- und Wayland-Sitzungen; diese Sitzung verwendet die Anzeigeplattform „%1“.</translation>
     </message>
+    <message>
+        <source>Click recording works in X11 sessions; this session uses the “%1” display platform. Capture each step with Capture Region instead.</source>
+        <translation>Klicks lassen sich in X11-Sitzungen aufzeichnen; diese Sitzung verwendet die Anzeigeplattform „%1“. Nehmen Sie jeden Schritt stattdessen mit „Bereich aufnehmen“ auf.</translation>
+    </message>
 </context>
 <context>
     <name>trovix::OutputFile</name>
@@ -1164,6 +1183,13 @@ Strg+Alt+S</translation>
     <message>
         <source>Cancel</source>
         <translation>Abbrechen</translation>
+    </message>
+</context>
+<context>
+    <name>trovix::WaylandClickMonitor</name>
+    <message>
+        <source>Click recording needs an X11 session: Wayland lets no application see clicks in other applications’ windows. Choose an X11 (Xorg) session when you log in to record clicks, or capture each step with Capture Region (Ctrl+Alt+S).</source>
+        <translation>Die Klickaufzeichnung braucht eine X11-Sitzung: Unter Wayland sieht keine Anwendung die Klicks in den Fenstern anderer Anwendungen. Wählen Sie beim Anmelden eine X11-Sitzung (Xorg), um Klicks aufzuzeichnen, oder nehmen Sie jeden Schritt mit „Bereich aufnehmen“ (Strg+Alt+S) auf.</translation>
     </message>
 </context>
 <context>
