@@ -38,11 +38,4 @@ inline void fill(Guide& guide, int count, const QString& title = QStringLiteral(
     guide.setDirty(false);
 }
 
-inline QStringList titles(const Guide& guide) {
-    QStringList list;
-    for (const Step& step : guide.steps())
-        list.append(step.title);
-    return list;
-}
-
 } // namespace trovix::testing
