@@ -12,8 +12,6 @@
 #include <QTest>
 #include <QtEndian>
 
-#include <cmath>
-#include <limits>
 
 using namespace trovix;
 
@@ -87,94 +85,6 @@ private Q_SLOTS:
         }
         QCOMPARE(loaded.steps[0].rendered.pixels(),
                  Renderer::render(loaded.steps[0].base.pixels(), first, loaded.steps[0].scale));
-
-        // The working copy carries where the guide came from and whether it had unsaved changes.
-        guide.setFileURL(QUrl::fromLocalFile(QStringLiteral("/home/me/Guides/Mail/IMAP.trovix")));
-        guide.setDirty(true);
-        const QString working = folder("Working");
-        GuideStore::write(guide, working, true);
-        const LoadedGuide copy = GuideStore::read(working);
-        QCOMPARE(copy.sourcePath, std::optional<QString>(QStringLiteral("/home/me/Guides/Mail/IMAP.trovix")));
-        QCOMPARE(copy.dirty, std::optional<bool>(true));
-        QCOMPARE(copy.steps.size(), 3);
-        QVERIFY(!QFile::exists(working + "/thumbnail.jpg"));
-    }
-
-    void newStep_isEncodedOnceInTheBackgroundAndLetsItsPixelsGo() {
-        const QImage shot = pattern(640, 360, 9);
-        const Step step = Step::make(Image(shot), 2, QStringLiteral("Captured"));
-        QTRY_VERIFY(step.base.hasPng());
-        QTRY_VERIFY(!step.base.hasPixels()); // the bytes are enough; pixels come back on demand
-        const QByteArray png = step.base.png();
-        QCOMPARE(step.base.pixels(), shot);
-
-        // Saving writes those very bytes, into every folder.
-        Guide guide;
-        guide.append(step);
-        GuideStore::write(guide, folder("Encoded once.trovix"), false);
-        GuideStore::write(guide, folder("Encoded once copy.trovix"), false);
-        QCOMPARE(readFile(folder("Encoded once.trovix") + "/" + step.imageName()), png);
-        QCOMPARE(readFile(folder("Encoded once copy.trovix") + "/" + step.imageName()), png);
-    }
-
-    void json_isCompactOrderedAndEscaped() {
-        const QUuid id = QUuid::fromString(QStringLiteral("0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9"));
-        Guide guide;
-        guide.setTitle(QStringLiteral("A/B \"q\" \\ \x01 é"));
-        const QList<Annotation> marks{{Kind::rect, {10.5, 20}, {30, 40.25}, {}, 0},
-                                      {Kind::text, {0.1, 1e-7}, {-3, 1e21}, QStringLiteral("Hi/there"), 0},
-                                      {Kind::step, {2, 2}, {2, 2}, {}, 12}};
-        guide.append(Step::restore(id, QStringLiteral("Step 1"), QStringLiteral("line\nnext"),
-                                   Image(pattern(8, 8, 1)), 2, marks));
-        const QString saved = folder("Exact.trovix");
-        GuideStore::write(guide, saved, false);
-        const QByteArray steps =
-            R"([{"id":"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9","title":"Step 1","note":"line\nnext","scale":2,)"
-            R"("annotations":[{"kind":1,"p1":[10.5,20],"p2":[30,40.25],"text":"","number":0},)"
-            R"({"kind":4,"p1":[0.1,1e-07],"p2":[-3,1e+21],"text":"Hi\/there","number":0},)"
-            R"({"kind":5,"p1":[2,2],"p2":[2,2],"text":"","number":12}]}])";
-        const QByteArray title = "\"A\\/B \\\"q\\\" \\\\ \\u0001 \xc3\xa9\"";
-        QCOMPARE(readFile(saved + "/guide.json"), "{\"title\":" + title + ",\"steps\":" + steps + "}");
-
-        guide.setFileURL(QUrl::fromLocalFile(QStringLiteral("/tmp/x/A.trovix")));
-        guide.setDirty(true);
-        GuideStore::write(guide, folder("ExactWorking"), true);
-        QCOMPARE(readFile(folder("ExactWorking") + "/guide.json"),
-                 "{\"title\":" + title + ",\"steps\":" + steps +
-                     R"(,"sourcePath":"\/tmp\/x\/A.trovix","dirty":true})");
-
-        Guide empty;
-        GuideStore::write(empty, folder("ExactEmpty"), true);
-        QCOMPARE(readFile(folder("ExactEmpty") + "/guide.json"),
-                 QByteArray(R"({"title":"Untitled guide","steps":[],"dirty":false})"));
-        GuideStore::write(empty, folder("ExactEmpty.trovix"), false);
-        QCOMPARE(readFile(folder("ExactEmpty.trovix") + "/guide.json"),
-                 QByteArray(R"({"title":"Untitled guide","steps":[]})"));
-        QVERIFY(GuideStore::read(folder("ExactEmpty.trovix")).steps.isEmpty());
-    }
-
-    void write_refusesNumbersJsonCannotHold() {
-        for (const double bad :
-             {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity()}) {
-            Guide guide;
-            guide.append(makeStep(1, "ok"));
-            const QString target =
-                folder(std::isnan(bad) ? QStringLiteral("NonFinite-nan") : QStringLiteral("NonFinite-inf"));
-            GuideStore::write(guide, target, false);
-            const QByteArray before = readFile(target + "/guide.json");
-            guide.replaceAnnotations(guide.steps()[0].id, {{Kind::arrow, {1, bad}, {2, 2}, {}, 0}});
-            try {
-                GuideStore::write(guide, target, false);
-                QFAIL("a non-finite point was written");
-            } catch (const Error& error) {
-                QCOMPARE(error.code(), Error::Code::writeUnknown);
-                QVERIFY2(error.message().contains("“guide.json”"), qPrintable(error.message()));
-            }
-            QCOMPARE(readFile(target + "/guide.json"), before); // the old record is left whole
-        }
-        Guide scaled;
-        scaled.append(Step::make(Image(pattern(4, 4, 1)), std::numeric_limits<double>::infinity(), "s"));
-        QVERIFY_THROWS_EXCEPTION(Error, GuideStore::write(scaled, folder("InfiniteScale"), true));
     }
 
     void write_reportsWhatCouldNotBeWritten() {
@@ -207,32 +117,11 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("to");
         // An empty "from" stands for the whole file.
         QTest::newRow("not JSON") << QByteArray("{\"title\"") << QByteArray("{\"title\" oops");
-        QTest::newRow("not an object") << QByteArray() << QByteArray("[1,2]");
-        QTest::newRow("empty file") << QByteArray() << QByteArray();
-        QTest::newRow("no title") << QByteArray("\"title\":\"T\",") << QByteArray();
-        QTest::newRow("title not string") << QByteArray("\"title\":\"T\"") << QByteArray("\"title\":7");
-        QTest::newRow("title null") << QByteArray("\"title\":\"T\"") << QByteArray("\"title\":null");
         QTest::newRow("no steps") << QByteArray() << QByteArray("{\"title\":\"T\"}");
-        QTest::newRow("steps not array")
-            << QByteArray() << QByteArray("{\"title\":\"T\",\"steps\":{\"a\":[]}}");
-        QTest::newRow("step not object") << QByteArray() << QByteArray("{\"title\":\"T\",\"steps\":[1]}");
-        QTest::newRow("no note") << QByteArray("\"note\":\"N\",") << QByteArray();
-        QTest::newRow("no annotations") << QByteArray(",\"annotations\":[") << QByteArray(",\"x\":[");
-        QTest::newRow("scale as text") << QByteArray("\"scale\":2") << QByteArray("\"scale\":\"2\"");
         QTest::newRow("bad uuid") << QByteArray("\"id\":\"") << QByteArray("\"id\":\"x");
-        QTest::newRow("uuid in braces") << QByteArray("\"id\":\"%ID\"") << QByteArray("\"id\":\"{%ID}\"");
         QTest::newRow("kind 8") << QByteArray("\"kind\":1") << QByteArray("\"kind\":8");
-        QTest::newRow("kind -1") << QByteArray("\"kind\":1") << QByteArray("\"kind\":-1");
-        QTest::newRow("kind fraction") << QByteArray("\"kind\":1") << QByteArray("\"kind\":1.5");
-        QTest::newRow("short point") << QByteArray("\"p1\":[1,2]") << QByteArray("\"p1\":[1]");
         QTest::newRow("point of text") << QByteArray("\"p2\":[3,4]") << QByteArray("\"p2\":[\"3\",4]");
-        QTest::newRow("point not array")
-            << QByteArray("\"p2\":[3,4]") << QByteArray("\"p2\":{\"x\":3,\"y\":4}");
-        QTest::newRow("number fraction") << QByteArray("\"number\":0") << QByteArray("\"number\":0.5");
         QTest::newRow("number too large") << QByteArray("\"number\":0") << QByteArray("\"number\":1e30");
-        QTest::newRow("no text") << QByteArray("\"text\":\"\",") << QByteArray();
-        QTest::newRow("sourcePath number") << QByteArray("]}]}") << QByteArray("]}],\"sourcePath\":5}");
-        QTest::newRow("dirty text") << QByteArray("]}]}") << QByteArray("]}],\"dirty\":\"yes\"}");
     }
 
     void read_rejectsMalformedRecords() {
@@ -265,35 +154,9 @@ private Q_SLOTS:
         QVERIFY(!GuideStore::summary(target));
     }
 
-    void read_acceptsWhatAnyWriterMightProduce() {
-        const QString target = folder("Lenient.trovix");
-        Guide guide;
-        const Step step = Step::restore(QUuid::createUuid(), "S", "N", Image(pattern(8, 8, 1)), 2, {});
-        guide.append(step);
-        GuideStore::write(guide, target, false);
-        // Other key order, unknown keys, "/" unescaped, a lowercase id, fractional forms of whole
-        // numbers, a point with a third element, null for the optional keys.
-        const QByteArray json =
-            "{\"extra\":{\"a\":[1]},\"steps\":[{\"annotations\":[{\"number\":3.0,\"text\":\"a/b\","
-            "\"p2\":[3,4,5],\"p1\":[1.0,2],\"kind\":7.0}],\"scale\":2.0,\"note\":\"N\",\"title\":\"S\","
-            "\"id\":\"" +
-            uuidString(step.id).toLower().toLatin1() +
-            "\"}],\"title\":\"x/y\",\"sourcePath\":null,\"dirty\":null}";
-        writeFile(target + "/guide.json", json);
-        const LoadedGuide loaded = GuideStore::read(target);
-        QCOMPARE(loaded.title, QStringLiteral("x/y"));
-        QVERIFY(!loaded.sourcePath && !loaded.dirty);
-        QCOMPARE(loaded.steps.size(), 1);
-        QCOMPARE(loaded.steps[0].id, step.id);
-        QCOMPARE(loaded.steps[0].scale, 2.0);
-        const Annotation expected{Kind::target, {1, 2}, {3, 4}, QStringLiteral("a/b"), 3};
-        QCOMPARE(loaded.steps[0].annotations, QList<Annotation>{expected});
-    }
-
     void read_failsWhenAStepImageIsMissingOrDamaged_data() {
         QTest::addColumn<QString>("damage");
-        for (const char* damage : {"missing", "empty", "truncated", "flipped byte", "not a PNG",
-                                   "huge header", "no end chunk", "folder", "lowercase name only"})
+        for (const char* damage : {"missing", "truncated", "flipped byte", "huge header", "folder"})
             QTest::newRow(damage) << QString::fromLatin1(damage);
     }
 
@@ -311,28 +174,20 @@ private Q_SLOTS:
 
         if (damage == "missing") {
             QVERIFY(QFile::remove(path));
-        } else if (damage == "empty") {
-            writeFile(path, {});
         } else if (damage == "truncated") {
             writeFile(path, png.left(png.size() / 2));
         } else if (damage == "flipped byte") {
             QByteArray broken = png;
             broken[broken.size() / 2] = char(broken[broken.size() / 2] ^ 0x10);
             writeFile(path, broken);
-        } else if (damage == "not a PNG") {
-            writeFile(path, readFile(target + "/thumbnail.jpg"));
         } else if (damage == "huge header") {
             QByteArray header = png.mid(16, 13);
             qToBigEndian<quint32>(100000, header.data());
             qToBigEndian<quint32>(100000, header.data() + 4);
             writeFile(path, withChunk(png, "IHDR", header));
-        } else if (damage == "no end chunk") {
-            writeFile(path, png.left(png.size() - 12));
         } else if (damage == "folder") {
             QVERIFY(QFile::remove(path));
             QVERIFY(QDir().mkdir(path));
-        } else if (damage == "lowercase name only") {
-            QVERIFY(QFile::rename(path, target + "/" + name.toLower()));
         }
 
         QString message;
@@ -418,72 +273,6 @@ private Q_SLOTS:
         QCOMPARE(GuideStore::read(target).steps.size(), 2);
     }
 
-    void thumbnailAndSummary_showTheFirstRenderedStep_withFallbacks() {
-        const Annotation mark{Kind::rect, {20, 20}, {300, 180}, {}, 0};
-        Guide guide;
-        guide.setTitle(QStringLiteral("Listed"));
-        guide.append(Step::make(Image(flat(1280, 800)), 2, "first", {mark}));
-        guide.append(makeStep(5, "second"));
-        const QString target = folder("Thumb.trovix");
-        GuideStore::write(guide, target, false);
-        const QByteArray jpeg = readFile(target + "/thumbnail.jpg");
-        QVERIFY(jpeg.startsWith("\xff\xd8\xff"));
-        const QImage thumbnail = QImage::fromData(jpeg, "JPEG");
-        QCOMPARE(thumbnail.size(), QSize(640, 400));
-        // It shows the annotations: the frame's red (20 points = 40 pixels = 20 thumbnail pixels in).
-        const QColor edge = thumbnail.pixelColor(20, 100), inside = thumbnail.pixelColor(100, 100);
-        QVERIFY2(edge.red() > 180 && edge.green() < 140, qPrintable(edge.name()));
-        QVERIFY2(inside.red() > 200 && inside.green() > 200, qPrintable(inside.name()));
-
-        std::optional<GuideSummary> summary = GuideStore::summary(target);
-        QVERIFY(summary);
-        QCOMPARE(summary->url, QUrl::fromLocalFile(target));
-        QCOMPARE(summary->title, QStringLiteral("Listed"));
-        QCOMPARE(summary->stepCount, 2);
-        QCOMPARE(summary->modified, QFileInfo(target + "/guide.json").lastModified().toUTC());
-        QCOMPARE(summary->thumbnail.size(), QSize(640, 400));
-
-        // Without (or with a broken) thumbnail.jpg: the first screenshot, small and without annotations.
-        for (const bool broken : {false, true}) {
-            if (broken)
-                writeFile(target + "/thumbnail.jpg", "not a picture");
-            else
-                QVERIFY(QFile::remove(target + "/thumbnail.jpg"));
-            summary = GuideStore::summary(target);
-            QVERIFY(summary);
-            QCOMPARE(summary->thumbnail.size(), QSize(640, 400));
-            QCOMPARE(summary->thumbnail.pixelColor(20, 100), QColor(230, 230, 230)); // no red frame
-        }
-
-        // Small first steps are not enlarged.
-        Guide small;
-        small.append(makeStep(6, "small", {}, {300, 200}));
-        GuideStore::write(small, folder("Small.trovix"), false);
-        QCOMPARE(QImage(folder("Small.trovix") + "/thumbnail.jpg").size(), QSize(300, 200));
-
-        // A working copy never gets one and leaves an existing one alone.
-        const QString working = folder("ThumbWorking");
-        QVERIFY(QDir().mkpath(working));
-        writeFile(working + "/thumbnail.jpg", "someone else's");
-        GuideStore::write(guide, working, true);
-        QCOMPARE(readFile(working + "/thumbnail.jpg"), QByteArray("someone else's"));
-
-        // No thumbnail at all when the first picture is gone too; still listed.
-        QVERIFY(QFile::remove(target + "/" + guide.steps()[0].imageName()));
-        summary = GuideStore::summary(target);
-        QVERIFY(summary && summary->thumbnail.isNull());
-
-        // Without steps the saved folder's thumbnail goes.
-        guide.setSteps({});
-        GuideStore::write(guide, target, false);
-        QVERIFY(!QFile::exists(target + "/thumbnail.jpg"));
-        QVERIFY(QFile::exists(target + "/guide.json"));
-
-        // Unreadable or undecodable guide.json: not a guide.
-        QVERIFY(!GuideStore::summary(folder("Nowhere.trovix")));
-        writeFile(target + "/guide.json", "{\"title\":\"T\"}");
-        QVERIFY(!GuideStore::summary(target));
-    }
 };
 
 int main(int argc, char** argv) {
