@@ -90,15 +90,6 @@ private Q_SLOTS:
         QCOMPARE(m_r, 2);
     }
 
-    void registeringAnIdAgain_replacesItsHandler() {
-        int replacement = 0;
-        HotKey::registerHotKey(2, HotKey::keyR, HotKey::controlOption, [&] { ++replacement; });
-        xdotool({QStringLiteral("key"), QStringLiteral("ctrl+alt+r")});
-        QTRY_COMPARE(replacement, 1);
-        QCOMPARE(m_r, 2);
-        HotKey::registerHotKey(2, HotKey::keyR, HotKey::controlOption, [this] { ++m_r; });
-    }
-
     void lockKeys_doNotMatter() {
         const int before = m_r;
         xdotool({QStringLiteral("key"), QStringLiteral("Caps_Lock")});
