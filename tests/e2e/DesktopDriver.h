@@ -31,6 +31,10 @@ void type(const QString& text);
 QString waitForWindow(const QString& pattern, int timeoutMs = 15000);
 bool waitForWindowGone(const QString& pattern, int timeoutMs = 15000);
 QString windowTitle(const QString& window);
+// The visible window titled exactly `title` followed by the application's name (" — Trovix"),
+// waiting for it; empty when none appeared in time.
+QString waitForTitled(const QString& title, int timeoutMs = 15000);
+bool waitForTitledGone(const QString& title, int timeoutMs = 15000);
 QRect windowGeometry(const QString& window);
 bool isViewable(const QString& window);
 void activate(const QString& window);
@@ -67,7 +71,9 @@ void click(const QPoint& point, int button = 1);
 inline void click(const QRect& rect) {
     click(rect.center());
 }
-void drag(const QPoint& from, const QPoint& to);
+void moveTo(const QPoint& point);
+// A press, a slow movement and a release, as a hand makes it; `whileHeld` runs before the release.
+void drag(const QPoint& from, const QPoint& to, const std::function<void()>& whileHeld = {});
 
 QJsonObject readJson(const QString& path);
 
