@@ -270,19 +270,6 @@ private Q_SLOTS:
             QVERIFY2(error.message().contains(pdf), qPrintable(error.message()));
         }
         QVERIFY(!QFile::exists(pdf));
-
-        // An existing file is only replaced by a complete document.
-        const QString existing = dir.filePath("kept.pdf");
-        QFile file(existing);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("old");
-        file.close();
-        QVERIFY(QDir().mkpath(dir.filePath("folder.pdf")));
-        QVERIFY_THROWS_EXCEPTION(
-            Error, Exporter::writePdf("x", {}, ExportQuality::small, dir.filePath("folder.pdf")));
-        Exporter::writePdf("x", {}, ExportQuality::small, existing);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        QVERIFY(file.readAll().startsWith("%PDF-"));
     }
 };
 
