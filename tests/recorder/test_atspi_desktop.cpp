@@ -109,15 +109,6 @@ private Q_SLOTS:
         QCOMPARE(at(QStringLiteral("table cell"), QStringLiteral("Cimi")).first, QStringLiteral("AXCell"));
     }
 
-    void emptyDesktop_givesTheFallback() {
-        // Beside the window, where only the root window is.
-        const QPoint beside = m_factory.pointBesideWindow(QSize(1920, 1080));
-        QVERIFY(!beside.isNull());
-        const ClickTarget target = Recorder::describeElement(beside);
-        QCOMPARE(target.title, QStringLiteral("Click") + app);
-        QCOMPARE(target.frame, std::nullopt);
-    }
-
     void windowOnTop_isTheOneDescribed() {
         const auto toggle = m_factory.find(QStringLiteral("toggle button"), QStringLiteral("togglebutton"));
         QVERIFY(toggle);

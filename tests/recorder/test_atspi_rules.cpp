@@ -1,6 +1,5 @@
-// The accessibility backend's rules that need no bus: which role name a control gets from its
-// context, and which installed application a window belongs to.
-#include "platform/atspi/AtspiRoles.h"
+// Which installed application a window belongs to, from the desktop entries: the name that ends a
+// recorded click's title.
 #include "platform/atspi/DesktopEntries.h"
 
 #include <QDir>
@@ -9,21 +8,10 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <atspi/atspi-constants.h>
 
 using namespace trovix;
 
 namespace {
-
-AtspiRoles::Facts facts(quint64 states = 0, std::optional<uint> parent = std::nullopt,
-                        bool editableChild = false) {
-    return {[states] { return states; }, [parent] { return parent; },
-            [editableChild] { return editableChild; }};
-}
-
-quint64 bit(AtspiStateType state) {
-    return quint64(1) << state;
-}
 
 void write(const QDir& dir, const QString& name, const QByteArray& text) {
     QDir().mkpath(QFileInfo(dir.filePath(name)).absolutePath());
@@ -37,22 +25,6 @@ void write(const QDir& dir, const QString& name, const QByteArray& text) {
 class AtspiRulesTest : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void roles_dependOnTheirContext() {
-        QCOMPARE(AtspiRoles::name(ATSPI_ROLE_TOGGLE_BUTTON, facts(bit(ATSPI_STATE_HAS_POPUP))),
-                 QStringLiteral("AXPopUpButton"));
-        QCOMPARE(AtspiRoles::name(ATSPI_ROLE_MENU, facts(0, ATSPI_ROLE_MENU_BAR)),
-                 QStringLiteral("AXMenuBarItem"));
-        QCOMPARE(AtspiRoles::name(ATSPI_ROLE_MENU, facts(0, ATSPI_ROLE_WINDOW)), QStringLiteral("AXMenu"));
-        QCOMPARE(AtspiRoles::name(ATSPI_ROLE_COMBO_BOX, facts(0, std::nullopt, true)),
-                 QStringLiteral("AXComboBox"));
-        QCOMPARE(AtspiRoles::name(ATSPI_ROLE_COMBO_BOX, facts()), QStringLiteral("AXPopUpButton"));
-        QCOMPARE(
-            AtspiRoles::name(ATSPI_ROLE_TEXT, facts(bit(ATSPI_STATE_EDITABLE) | bit(ATSPI_STATE_MULTI_LINE))),
-            QStringLiteral("AXTextArea"));
-        QCOMPARE(AtspiRoles::name(ATSPI_ROLE_TEXT, facts(bit(ATSPI_STATE_MULTI_LINE))),
-                 QStringLiteral("AXStaticText"));
-    }
-
     void windows_findTheirApplicationsName() {
         QTemporaryDir home, system;
         const QDir user(home.path() + QStringLiteral("/applications"));
