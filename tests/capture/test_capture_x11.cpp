@@ -1,7 +1,6 @@
 // Region capture end to end in a real X server with a window manager: the hot key, the grab, the
 // overlay and the drag are all real; the picture under them comes from another process.
 #include "app/HotKey.h"
-#include "app/StatusItem.h"
 #include "capture/Capture.h"
 #include "capture/CaptureCommand.h"
 #include "capture/OverlayWindow.h"
@@ -14,11 +13,9 @@
 
 #include <QApplication>
 #include <QFutureWatcher>
-#include <QMenu>
 #include <QProcess>
 #include <QScreen>
 #include <QSignalSpy>
-#include <QSystemTrayIcon>
 #include <QTest>
 
 using namespace trovix;
@@ -219,19 +216,6 @@ private Q_SLOTS:
         QTRY_COMPARE(QGuiApplication::applicationState(), Qt::ApplicationActive);
     }
 
-    void statusMenu_withoutATray_stillOpens() {
-        // The window manager here has no tray; the item exists all the same and its menu works.
-        QVERIFY(!QSystemTrayIcon::isSystemTrayAvailable());
-        int captures = 0;
-        StatusItem item(*m_guide, {{}, {}, [&] { ++captures; }, {}, {}});
-        QTRY_VERIFY(item.trayIcon().toolTip().endsWith(QStringLiteral("1 step")));
-        item.menu()->popup(QPoint(640, 360));
-        QVERIFY(QTest::qWaitForWindowExposed(item.menu()));
-        item.menu()->actions().at(2)->trigger();
-        QCOMPARE(captures, 1);
-        item.menu()->close();
-    }
-
     void display_leavesOwnWindowsOut_andPutsThemBack() {
         QTRY_COMPARE(screenNow().pixel(300, 300), qRgb(255, 0, 255));
         QFutureWatcher<QImage> watcher;
@@ -243,13 +227,6 @@ private Q_SLOTS:
         QTRY_VERIFY(!(m_main->windowState() & Qt::WindowMinimized) && m_main->windowHandle()->isExposed());
         QTRY_COMPARE(screenNow().pixel(300, 300), qRgb(255, 0, 255));
 
-        // A rectangle beyond the desktop is a screen that is gone.
-        try {
-            Capture::grabNow(QRect(m_screen.right() - 50, 0, 100, 100));
-            QFAIL("a rectangle off the desktop was grabbed");
-        } catch (const Error& error) {
-            QCOMPARE(error.code(), Error::Code::noDisplay);
-        }
     }
 };
 

@@ -56,42 +56,38 @@ void enterPrivateMountNamespace() {
 // A mount made for one test; undone when this goes away.
 class Mount {
 public:
-    ~Mount() { ::umount2(QFile::encodeName(m_path).constData(), MNT_DETACH); }
-
     // A tmpfs of `kilobytes` at `path`.
     static std::unique_ptr<Mount> tmpfs(const QString& path, int kilobytes, QString* error) {
         QDir().mkpath(path);
+        auto mount = std::unique_ptr<Mount>(new Mount(path));
         const QByteArray options = "size=" + QByteArray::number(kilobytes) + "k";
-        if (::mount("tmpfs", QFile::encodeName(path).constData(), "tmpfs", 0, options.constData()) != 0) {
-            *error = QStringLiteral("mounting a %1 KB tmpfs on %2 failed: %3")
-                         .arg(kilobytes)
-                         .arg(path, QString::fromLocal8Bit(std::strerror(errno)));
-            return nullptr;
-        }
-        return std::unique_ptr<Mount>(new Mount(path));
+        return mount->mount("tmpfs", "tmpfs", 0, options.constData(), error) ? std::move(mount) : nullptr;
     }
 
     // `path` (an existing folder) made read-only in place, with everything it holds.
     static std::unique_ptr<Mount> readOnly(const QString& path, QString* error) {
-        const QByteArray p = QFile::encodeName(path);
-        if (::mount(p.constData(), p.constData(), nullptr, MS_BIND | MS_REC, nullptr) != 0) {
-            *error = QStringLiteral("bind-mounting %1 failed: %2")
-                         .arg(path, QString::fromLocal8Bit(std::strerror(errno)));
-            return nullptr;
-        }
         auto mount = std::unique_ptr<Mount>(new Mount(path));
-        if (::mount(nullptr, p.constData(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr) != 0) {
-            *error = QStringLiteral("remounting %1 read-only failed: %2")
-                         .arg(path, QString::fromLocal8Bit(std::strerror(errno)));
+        if (!mount->mount(mount->m_path.constData(), nullptr, MS_BIND | MS_REC, nullptr, error) ||
+            !mount->mount(nullptr, nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr, error))
             return nullptr;
-        }
         return mount;
     }
 
+    ~Mount() { ::umount2(m_path.constData(), MNT_DETACH); }
+
 private:
-    explicit Mount(QString path)
-        : m_path(std::move(path)) {}
-    QString m_path;
+    explicit Mount(const QString& path)
+        : m_path(QFile::encodeName(path)) {}
+
+    bool mount(const char* source, const char* type, unsigned long flags, const char* options, QString* error) {
+        if (::mount(source, m_path.constData(), type, flags, options) == 0)
+            return true;
+        *error = QStringLiteral("mounting on %1 failed: %2")
+                     .arg(QString::fromLocal8Bit(m_path), QString::fromLocal8Bit(std::strerror(errno)));
+        return false;
+    }
+
+    QByteArray m_path;
 };
 
 // A step picture with some structure and a few marks of every sort of data an annotation holds.

@@ -43,15 +43,6 @@ QString clickTitle(const QString& control) {
     return QStringLiteral("Click “%1”").arg(control) + inFactory;
 }
 
-// The titles of the visible windows, for messages when one is missing.
-QString visibleWindows() {
-    QStringList titles;
-    for (const QString& id : xdotool({"search", "--onlyvisible", "--name", "."}).split(u'\n'))
-        if (!id.isEmpty())
-            titles.append(windowTitle(id));
-    return titles.join(QStringLiteral(" | "));
-}
-
 int shotNumber = 0;
 
 // The next screenshot of the journey, numbered so that the folder lists them in order.
@@ -182,12 +173,11 @@ private Q_SLOTS:
     void firstLaunch_showsAnEmptyGuide() {
         m_app = std::make_unique<Running>();
         m_window = waitForTitled(QStringLiteral("Untitled guide"));
-        QVERIFY2(!m_window.isEmpty(), qPrintable("no main window; windows: " + visibleWindows()));
+        QVERIFY2(!m_window.isEmpty(), "no main window");
         activate(m_window);
         QVERIFY(!findOnScreen(m_app->pid(), QStringLiteral("Capture a region or record clicks to add steps."))
                      .isEmpty());
         QCOMPARE(isEnabled(m_app->pid(), QStringLiteral("Export")), std::optional<bool>(false));
-        QCOMPARE(isEnabled(m_app->pid(), QStringLiteral("Capture Region")), std::optional<bool>(true));
         shot(QStringLiteral("main-window-empty"));
     }
 

@@ -87,33 +87,6 @@ private Q_SLOTS:
         QVERIFY(Library::scan(QDir(m_root).filePath(QStringLiteral("does-not-exist"))).isEmpty());
     }
 
-    void scan_isNewestFirstWithTiesInListingOrder() {
-        const QString dir = freshFolder();
-        const QDateTime day(QDate(2026, 11, 16), QTime(0, 0), Qt::UTC);
-        writeGuideFolder(dir, QStringLiteral("Ten.trovix"), QStringLiteral("Ten"), 1, day.addSecs(10 * 3600));
-        writeGuideFolder(dir, QStringLiteral("Twelve.trovix"), QStringLiteral("Twelve"), 2,
-                         day.addSecs(12 * 3600));
-        writeGuideFolder(dir, QStringLiteral("Eleven.trovix"), QStringLiteral("Eleven"), 0,
-                         day.addSecs(11 * 3600));
-        const QStringList tied{QStringLiteral("TieA"), QStringLiteral("TieB"), QStringLiteral("TieC"),
-                               QStringLiteral("TieD")};
-        for (const QString& title : tied)
-            writeGuideFolder(dir, title + QStringLiteral(".trovix"), title, 1, day.addSecs(9 * 3600));
-
-        const QStringList list = titles(Library::scan(dir));
-        QCOMPARE(list.mid(0, 3),
-                 (QStringList{QStringLiteral("Twelve"), QStringLiteral("Eleven"), QStringLiteral("Ten")}));
-        // Equal dates: the order the file system lists the folders in.
-        QStringList listing;
-        for (const QString& name :
-             QDir(dir).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Unsorted)) {
-            const QString title = name.section(u'.', 0, 0);
-            if (tied.contains(title))
-                listing.append(title);
-        }
-        QCOMPARE(list.mid(3), listing);
-    }
-
     void model_keepsTheListOfTheScanThatEndsLast() {
         QSemaphore release;
         QSemaphore started;
@@ -165,13 +138,6 @@ private Q_SLOTS:
         const QString trash = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
                               QStringLiteral("/Trash/files/Gone.trovix/guide.json");
         QVERIFY2(QFileInfo::exists(trash), qPrintable(trash));
-
-        // A guide that cannot be moved (already gone): no message, but the list is refreshed anyway.
-        GuideSummary vanished = model.items().first();
-        vanished.url = QUrl::fromLocalFile(dir + QStringLiteral("/Vanished.trovix"));
-        model.trash(vanished);
-        QVERIFY(finished.wait());
-        QCOMPARE(titles(model.items()), QStringList{QStringLiteral("Stays")});
     }
 
 };
