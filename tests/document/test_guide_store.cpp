@@ -110,18 +110,6 @@ private Q_SLOTS:
             QCOMPARE(error.code(), Error::Code::io);
             QVERIFY2(error.message().contains("“Guide.trovix”"), qPrintable(error.message()));
         }
-        // "guide.json" that cannot be replaced (a folder is in the way).
-        const QString blocked = folder("Blocked.trovix");
-        QVERIFY(QDir().mkpath(blocked + "/guide.json/inside"));
-        try {
-            GuideStore::write(guide, blocked, false);
-            QFAIL("replaced a folder");
-        } catch (const Error& error) {
-            QCOMPARE(error.code(), Error::Code::io);
-            QVERIFY2(error.message().contains("“guide.json” in “Blocked.trovix”"),
-                     qPrintable(error.message()));
-        }
-        QVERIFY(QFile::exists(blocked + "/" + guide.steps()[0].imageName())); // written before the failure
     }
 
     void read_rejectsMalformedRecords_data() {

@@ -155,8 +155,7 @@ private Q_SLOTS:
         for (Kind kind : {Kind::rect, Kind::highlight, Kind::blur, Kind::target}) {
             const QImage reference = Renderer::render(base, {mark(kind, a, b)}, 1.5);
             QVERIFY(maxDiff(reference, base) > 0);
-            for (auto [p1, p2] : {std::pair{b, a}, std::pair{QPointF(a.x(), b.y()), QPointF(b.x(), a.y())},
-                                  std::pair{QPointF(b.x(), a.y()), QPointF(a.x(), b.y())}})
+            for (auto [p1, p2] : {std::pair{b, a}, std::pair{QPointF(a.x(), b.y()), QPointF(b.x(), a.y())}})
                 QCOMPARE(maxDiff(Renderer::render(base, {mark(kind, p1, p2)}, 1.5), reference), 0);
         }
     }
