@@ -1,10 +1,9 @@
-#include "AppTestSupport.h"
-
 #include "app/AppDelegate.h"
 #include "app/MainWindowController.h"
 #include "app/SingleInstance.h"
 #include "document/GuideStore.h"
 #include "support/FakeDialogs.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -32,8 +31,8 @@ struct Fixture {
     // Two unsaved steps under the title "Demo": dirty, worth a question.
     void makeUnsavedWork() {
         guide().setTitle(QStringLiteral("Demo"));
-        guide().append(colouredStep(QStringLiteral("One")));
-        guide().append(colouredStep(QStringLiteral("Two")));
+        guide().append(Step::make(Image(flat(320, 200)), 1, QStringLiteral("One")));
+        guide().append(Step::make(Image(flat(320, 200)), 1, QStringLiteral("Two")));
     }
 };
 

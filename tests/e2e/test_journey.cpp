@@ -9,7 +9,7 @@
 
 #include "../recorder/WidgetFactory.h"
 #include "DesktopDriver.h"
-#include "app/AppTestSupport.h"
+#include "support/TestFiles.h"
 
 #include "document/Error.h"
 #include "document/GuideStore.h"
@@ -340,7 +340,10 @@ private Q_SLOTS:
         const QString other = m_out + "/Other.trovix";
         {
             Guide guide;
-            fill(guide, 2, QStringLiteral("Other"));
+            guide.replaceContents(QStringLiteral("Other"),
+                                  {Step::make(Image(flat(320, 200, Qt::darkCyan)), 1, QStringLiteral("One")),
+                                   Step::make(Image(flat(320, 200, Qt::darkRed)), 1, QStringLiteral("Two"))},
+                                  {});
             GuideStore::write(guide, other, false);
         }
         // Written with a "." component, which names the same folder.

@@ -1,16 +1,49 @@
-#include "RenderTestSupport.h"
 #include "render/ImageOps.h"
 #include "render/Renderer.h"
+#include "support/TestFiles.h"
 
 #include <QPainter>
+#include <QRandomGenerator>
 #include <QtTest>
 
 #include <cmath>
 
 using namespace trovix;
-using namespace trovix::test;
 
 namespace {
+
+// Uncorrelated pixels, so a block's average says something about every pixel in it.
+QImage noise(int w, int h, quint32 seed = 7, QImage::Format format = QImage::Format_RGB32) {
+    QImage image(w, h, QImage::Format_RGB32);
+    QRandomGenerator random(seed);
+    for (int y = 0; y < h; ++y) {
+        auto* line = reinterpret_cast<quint32*>(image.scanLine(y));
+        for (int x = 0; x < w; ++x)
+            line[x] = 0xff000000u | (random.generate() & 0xffffffu);
+    }
+    return image.convertToFormat(format);
+}
+
+// How much of a pixel is covered by opaque red (255, 59, 48) over a white background, 0 … 1.
+double redCover(QRgb p) {
+    return std::clamp((255 - qGreen(p)) / (255.0 - 59.0), 0.0, 1.0);
+}
+
+// Bounding box of the pixels covered more than half by red over white.
+QRect redBounds(const QImage& image, QRect area = {}) {
+    if (area.isNull())
+        area = image.rect();
+    QRect bounds;
+    for (int y = area.top(); y <= area.bottom(); ++y)
+        for (int x = area.left(); x <= area.right(); ++x)
+            if (redCover(image.pixel(x, y)) > 0.5)
+                bounds |= QRect(x, y, 1, 1);
+    return bounds;
+}
+
+int maxDiff(const QImage& a, const QImage& b, QRect area = {}) {
+    return testing::maxDifference(a, b, area);
+}
 
 Annotation mark(Kind kind, QPointF p1, QPointF p2 = {}, QString text = {}, std::int64_t number = 0) {
     return Annotation{kind, p1, p2, std::move(text), number};
@@ -80,7 +113,7 @@ class TestRenderer : public QObject {
 private Q_SLOTS:
     void render_keepsTheBaseDevicePixelRatioOutOfTheDrawing() {
         // A base marked as a 2x image must not make the painter scale twice.
-        QImage base = filled(200, 200, Qt::white);
+        QImage base = testing::flat(200, 200, Qt::white);
         base.setDevicePixelRatio(2);
         const QImage out = Renderer::render(base, {mark(Kind::rect, {10, 10}, {40, 40})}, 2);
         QCOMPARE(redBounds(out), QRect(17, 17, 66, 66)); // (10 - 1.5)·2 … (40 + 1.5)·2
@@ -90,7 +123,7 @@ private Q_SLOTS:
         // At scale 4: the tail's round cap, the 4-point shaft, and a head 18 points long reaching π/7
         // either side of the shaft, its tip exactly at p2.
         const QImage out =
-            Renderer::render(filled(1200, 800, Qt::white), {mark(Kind::arrow, {100, 100}, {200, 100})}, 4);
+            Renderer::render(testing::flat(1200, 800, Qt::white), {mark(Kind::arrow, {100, 100}, {200, 100})}, 4);
         const QRect bounds = redBounds(out);
         QCOMPARE(bounds.left(), 392);                  // 98 points: 2 points of round cap
         QVERIFY(std::abs(bounds.right() - 799) <= 1);  // the tip at 200
@@ -103,7 +136,7 @@ private Q_SLOTS:
     }
 
     void arrow_shortArrowsDrawNothingUpToTwoPoints() {
-        const QImage base = filled(100, 100, Qt::white);
+        const QImage base = testing::flat(100, 100, Qt::white);
         for (QPointF tip : {QPointF(50, 50), QPointF(48.59, 51.41)})
             QCOMPARE(maxDiff(Renderer::render(base, {mark(Kind::arrow, {50, 50}, tip)}, 1), base), 0);
     }
@@ -161,7 +194,7 @@ private Q_SLOTS:
     }
 
     void shapes_colourAndPlacement() {
-        const QImage white = filled(300, 200, Qt::white);
+        const QImage white = testing::flat(300, 200, Qt::white);
         const auto at = [](const QImage& image, int x, int y) { return image.pixelColor(x, y); };
 
         // rect: a 3-point outline centred on the edges, nothing inside.
@@ -173,7 +206,7 @@ private Q_SLOTS:
 
         // target: the frame grown by 3 on every side, rounded, filled at 0.12, a 4-point outline.
         for (double scale : {1.0, 2.0}) {
-            QImage base = filled(int(300 * scale), int(200 * scale), Qt::white);
+            QImage base = testing::flat(int(300 * scale), int(200 * scale), Qt::white);
             const QImage target = Renderer::render(base, {mark(Kind::target, {120, 90}, {20, 30})}, scale);
             const int s = int(scale);
             QCOMPARE(redBounds(target, QRect(0, 60 * s, 300 * s, 1)), QRect(15 * s, 60 * s, 110 * s, 1));
@@ -191,7 +224,7 @@ private Q_SLOTS:
     }
 
     void badge_centredLabelOnAFixedDisc() {
-        const QImage black = filled(200, 100, Qt::black);
+        const QImage black = testing::flat(200, 100, Qt::black);
         for (auto [number, overhangs] : {std::pair<std::int64_t, bool>{0, false}, {-123456, true}}) {
             const QImage out = Renderer::render(black, {mark(Kind::step, {100, 50}, {}, {}, number)}, 1);
             QRect disc, label;
