@@ -52,7 +52,6 @@ bool near(QRgb a, QRgb b) {
            std::abs(qBlue(a) - qBlue(b)) <= 1;
 }
 
-
 QImage gradient(QSize size) {
     QImage image(size, QImage::Format_RGB32);
     for (int y = 0; y < size.height(); ++y)
@@ -239,7 +238,6 @@ private Q_SLOTS:
                  QString());
         QTRY_VERIFY(!(m_main->windowState() & Qt::WindowMinimized) && m_main->windowHandle()->isExposed());
         QTRY_COMPARE(screenNow().pixel(300, 300), qRgb(255, 0, 255));
-
     }
 
     // The selector's geometry: points to whole pixels at the picture's own scale.

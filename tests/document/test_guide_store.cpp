@@ -12,7 +12,6 @@
 #include <QTest>
 #include <QtEndian>
 
-
 using namespace trovix;
 
 using namespace trovix::testing;
@@ -34,7 +33,6 @@ Error::Code readError(const QString& folder, QString* message = nullptr) {
     }
     return Error::Code::noDisplay; // stands for "no error" here: read never reports it
 }
-
 
 Step workingStep(int seed, QSize size = {64, 48}) {
     return Step::make(Image(pattern(size.width(), size.height(), seed)), 2,
@@ -276,8 +274,8 @@ private Q_SLOTS:
             int steps;
             bool expectDirty;
         };
-        for (const Case& c : {Case{true, false, 2, false}, Case{true, true, 2, true}, Case{false, false, 1, true},
-                              Case{false, false, 0, false}}) {
+        for (const Case& c : {Case{true, false, 2, false}, Case{true, true, 2, true},
+                              Case{false, false, 1, true}, Case{false, false, 0, false}}) {
             Guide original;
             original.setTitle(QStringLiteral("Before the crash"));
             for (int i = 0; i < c.steps; ++i)

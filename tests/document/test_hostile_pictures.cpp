@@ -78,7 +78,6 @@ QString guideWith(const QString& folder, const QByteArray& picture) {
     return id + ".png";
 }
 
-
 QImage detailed(int w, int h, QImage::Format format = QImage::Format_ARGB32_Premultiplied) {
     QImage image(w, h, QImage::Format_ARGB32);
     for (int y = 0; y < h; ++y)

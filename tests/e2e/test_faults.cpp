@@ -79,7 +79,8 @@ private:
     explicit Mount(const QString& path)
         : m_path(QFile::encodeName(path)) {}
 
-    bool mount(const char* source, const char* type, unsigned long flags, const char* options, QString* error) {
+    bool mount(const char* source, const char* type, unsigned long flags, const char* options,
+               QString* error) {
         if (::mount(source, m_path.constData(), type, flags, options) == 0)
             return true;
         *error = QStringLiteral("mounting on %1 failed: %2")

@@ -27,7 +27,6 @@ QStringList entries(const QString& dir) {
     return QDir(dir).entryList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
 }
 
-
 struct Outcome {
     int code = -1;
     QString out;
@@ -184,7 +183,6 @@ private Q_SLOTS:
                      "&lt;now&gt;</h2><p class=\"note\">a &amp; b\n&quot;c&quot;</p><img alt=\"Step 1\" "
                      "src=\"data:image/jpeg;base64," +
                      jpeg->data.toBase64() + "\"></div></section></body></html>");
-
     }
 
     void html_fileMatchesDocumentAndManyStepsKeepTheirOrder() {

@@ -139,7 +139,6 @@ private Q_SLOTS:
                               QStringLiteral("/Trash/files/Gone.trovix/guide.json");
         QVERIFY2(QFileInfo::exists(trash), qPrintable(trash));
     }
-
 };
 
 QTEST_GUILESS_MAIN(LibraryTest)

@@ -122,8 +122,8 @@ private Q_SLOTS:
     void arrow_shaftAndHeadGeometry() {
         // At scale 4: the tail's round cap, the 4-point shaft, and a head 18 points long reaching π/7
         // either side of the shaft, its tip exactly at p2.
-        const QImage out =
-            Renderer::render(testing::flat(1200, 800, Qt::white), {mark(Kind::arrow, {100, 100}, {200, 100})}, 4);
+        const QImage out = Renderer::render(testing::flat(1200, 800, Qt::white),
+                                            {mark(Kind::arrow, {100, 100}, {200, 100})}, 4);
         const QRect bounds = redBounds(out);
         QCOMPARE(bounds.left(), 392);                  // 98 points: 2 points of round cap
         QVERIFY(std::abs(bounds.right() - 799) <= 1);  // the tip at 200

@@ -10,7 +10,6 @@
 #include <QString>
 #include <QStringList>
 
-
 namespace trovix {
 
 class FakeDialogs : public Dialogs {
@@ -72,9 +71,7 @@ private:
         QString path;
     };
 
-    void record(const Asked& a) {
-        asked.append(a);
-    }
+    void record(const Asked& a) { asked.append(a); }
 
     const Answer* next(Kind kind, const QString& what) {
         if (m_answers.isEmpty() || m_answers.first().kind != kind) {

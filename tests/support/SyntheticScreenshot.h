@@ -20,8 +20,9 @@ inline QImage syntheticScreenshot(int width, int height, quint32 seed) {
     QRandomGenerator random(seed);
     const auto pick = [&](int lo, int hi) { return lo + int(random.bounded(hi - lo + 1)); };
     const bool canDrawText = qobject_cast<QGuiApplication*>(QCoreApplication::instance()) != nullptr;
-    static const char* const words[] = {"File", "Edit", "View", "Save", "Open", "Export", "Settings",
-                                        "Network", "Print", "Account", "Search", "Cancel", "Apply", "OK"};
+    static const char* const words[] = {"File",   "Edit",     "View",    "Save",  "Open",
+                                        "Export", "Settings", "Network", "Print", "Account",
+                                        "Search", "Cancel",   "Apply",   "OK"};
     QImage image(width, height, QImage::Format_ARGB32_Premultiplied);
     QPainter p(&image);
     QLinearGradient wallpaper(0, 0, width * 0.3, height);
@@ -37,7 +38,8 @@ inline QImage syntheticScreenshot(int width, int height, quint32 seed) {
                            pick(height / 2, height * 9 / 10));
         p.fillRect(window, QColor(246, 245, 244));
         p.fillRect(window.x(), window.y(), window.width(), 2 * row, QColor(220, 220, 219));
-        p.fillRect(window.x(), window.y() + 2 * row, window.width() / 5, window.height(), QColor(235, 234, 233));
+        p.fillRect(window.x(), window.y() + 2 * row, window.width() / 5, window.height(),
+                   QColor(235, 234, 233));
         for (int y = window.y() + 3 * row; y < window.bottom() - row; y += row) {
             QString text;
             for (int n = pick(1, 12); n > 0; --n)
