@@ -110,45 +110,31 @@ private Q_SLOTS:
         }
     }
 
-    void read_rejectsMalformedRecords_data() {
-        QTest::addColumn<QByteArray>("from");
-        QTest::addColumn<QByteArray>("to");
-        // An empty "from" stands for the whole file.
-        QTest::newRow("not JSON") << QByteArray("{\"title\"") << QByteArray("{\"title\" oops");
-        QTest::newRow("no steps") << QByteArray() << QByteArray("{\"title\":\"T\"}");
-        QTest::newRow("bad uuid") << QByteArray("\"id\":\"") << QByteArray("\"id\":\"x");
-        QTest::newRow("kind 8") << QByteArray("\"kind\":1") << QByteArray("\"kind\":8");
-        QTest::newRow("number too large") << QByteArray("\"number\":0") << QByteArray("\"number\":1e30");
-    }
-
     void read_rejectsMalformedRecords() {
-        QFETCH(QByteArray, from);
-        QFETCH(QByteArray, to);
         const QString target = folder("Malformed.trovix");
         Guide guide;
         const Step step = Step::restore(QUuid::createUuid(), "S", "N", Image(pattern(8, 8, 1)), 2, {});
         guide.append(step);
         GuideStore::write(guide, target, false);
-        const QByteArray id = uuidString(step.id).toLatin1();
-        QByteArray json =
-            "{\"title\":\"T\",\"steps\":[{\"id\":\"%ID\",\"title\":\"S\",\"note\":\"N\",\"scale\":2,"
+        const QByteArray valid =
+            "{\"title\":\"T\",\"steps\":[{\"id\":\"" + uuidString(step.id).toLatin1() +
+            "\",\"title\":\"S\",\"note\":\"N\",\"scale\":2,"
             "\"annotations\":[{\"kind\":1,\"p1\":[1,2],\"p2\":[3,4],\"text\":\"\",\"number\":0}]}]}";
-        const QByteArray valid = QByteArray(json).replace("%ID", id);
         writeFile(target + "/guide.json", valid);
         QCOMPARE(GuideStore::read(target).steps.size(), 1); // the template itself is fine
 
-        if (from.isEmpty()) {
-            json = to;
-        } else {
-            QVERIFY2(json.contains(from), from.constData());
-            json.replace(from, to);
+        // Each fault replaces one part of the valid record; an empty part stands for the whole file.
+        for (const auto& [from, to] : {std::pair<QByteArray, QByteArray>{"{\"title\"", "{\"title\" oops"},
+                                       {{}, "{\"title\":\"T\"}"},
+                                       {"\"id\":\"", "\"id\":\"x"},
+                                       {"\"kind\":1", "\"kind\":8"},
+                                       {"\"number\":0", "\"number\":1e30"}}) {
+            writeFile(target + "/guide.json", from.isEmpty() ? to : QByteArray(valid).replace(from, to));
+            QString message;
+            QCOMPARE(readError(target, &message), Error::Code::decoding);
+            QVERIFY2(message.contains("“guide.json” in “Malformed.trovix”"), qPrintable(message));
+            QVERIFY(!GuideStore::summary(target));
         }
-        json.replace("%ID", id);
-        writeFile(target + "/guide.json", json);
-        QString message;
-        QCOMPARE(readError(target, &message), Error::Code::decoding);
-        QVERIFY2(message.contains("“guide.json” in “Malformed.trovix”"), qPrintable(message));
-        QVERIFY(!GuideStore::summary(target));
     }
 
     void read_failsWhenAStepImageIsMissingOrDamaged_data() {

@@ -286,6 +286,16 @@ QList<AccessibleNode> accessibleNodes(qint64 pid) {
     return nodes;
 }
 
+bool retype(qint64 pid, const QString& field, const QString& text) {
+    const QRect rect = findOnScreen(pid, field);
+    if (rect.isEmpty())
+        return false;
+    click(rect);
+    key(QStringLiteral("ctrl+a"));
+    type(text);
+    return true;
+}
+
 void click(const QPoint& point, int button) {
     xdotool({"mousemove", "--sync", QString::number(point.x()), QString::number(point.y())});
     QTest::qWait(100);

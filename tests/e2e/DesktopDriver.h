@@ -67,6 +67,9 @@ std::optional<AccessibleNode> findAccessible(qint64 pid, const std::function<boo
 // Whether one of that application's windows is the active one, as the application itself sees it.
 bool hasActiveWindow(qint64 pid);
 
+// Types a new text into the line edit with this accessible name; false when it is not on screen.
+bool retype(qint64 pid, const QString& field, const QString& text);
+
 void click(const QPoint& point, int button = 1);
 inline void click(const QRect& rect) {
     click(rect.center());

@@ -196,17 +196,6 @@ QRect libraryCard(qint64 pid, const QString& title) {
     return {};
 }
 
-// Types a new text into the line edit with this accessible name; false when it is not on screen.
-bool retype(qint64 pid, const QString& field, const QString& text) {
-    const QRect rect = findOnScreen(pid, field);
-    if (rect.isEmpty())
-        return false;
-    click(rect);
-    key(QStringLiteral("ctrl+a"));
-    type(text);
-    return true;
-}
-
 } // namespace
 
 #define QVERIFY_ALIVE()                                                                                      \

@@ -261,11 +261,7 @@ private Q_SLOTS:
         QVERIFY(!row(3, clickTitle(QStringLiteral("togglebutton"))).isEmpty());
 
         // Name the guide in the sidebar's title field.
-        const QRect titleField = findOnScreen(m_app->pid(), QStringLiteral("Guide title"));
-        QVERIFY(!titleField.isEmpty());
-        click(titleField);
-        key(QStringLiteral("ctrl+a"));
-        type(QStringLiteral("Journey"));
+        QVERIFY(retype(m_app->pid(), QStringLiteral("Guide title"), QStringLiteral("Journey")));
         QVERIFY(mainWindowShows(QStringLiteral("Journey"), true));
     }
 
