@@ -12,7 +12,7 @@
 #include "app/StepListView.h"
 #include "app/ThumbnailCache.h"
 #include "document/Guide.h"
-#include "support/ScreenshotLike.h"
+#include "support/SyntheticScreenshot.h"
 
 #include <QApplication>
 #include <QBuffer>
@@ -34,7 +34,7 @@ QList<Step> makeSteps() {
         QByteArray png;
         QBuffer buffer(&png);
         buffer.open(QIODevice::WriteOnly);
-        testing::screenshotLike(2560, 1600, seed).save(&buffer, "PNG");
+        testing::syntheticScreenshot(2560, 1600, seed).save(&buffer, "PNG");
         pngs.append(png);
     }
     QList<Step> steps;

@@ -7,7 +7,7 @@
 #include "export/Exporter.h"
 #include "render/ImageCodec.h"
 
-#include "support/ScreenshotLike.h"
+#include "support/SyntheticScreenshot.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -36,7 +36,7 @@ const QList<QByteArray>& pngs() {
     static const QList<QByteArray> list = [] {
         QList<QByteArray> out;
         for (int i = 0; i < distinctPictures; ++i)
-            out << ImageCodec::encodePng(testing::screenshotLike(3840, 2160, quint32(i)));
+            out << ImageCodec::encodePng(testing::syntheticScreenshot(3840, 2160, quint32(i)));
         return out;
     }();
     return list;

@@ -14,7 +14,7 @@
 #include "library/LibraryModel.h"
 #include "library/LibraryView.h"
 #include "library/LibraryWindowController.h"
-#include "support/ScreenshotLike.h"
+#include "support/SyntheticScreenshot.h"
 
 #include <QApplication>
 #include <QEventLoop>
@@ -45,7 +45,7 @@ QString libraryFolder() {
                 testing::writeGuideFolder(dir, QStringLiteral("Guide %1.trovix").arg(i),
                                           QStringLiteral("How to do task number %1").arg(i), 1 + i % 40,
                                           start.addSecs(-i * 600),
-                                          testing::screenshotLike(640, 360, quint32(i)));
+                                          testing::syntheticScreenshot(640, 360, quint32(i)));
             }
             QFile(done).open(QIODevice::WriteOnly);
         }

@@ -1,7 +1,6 @@
 // Region capture end to end in a real X server with a window manager: the hot key, the grab, the
 // overlay and the drag are all real; the picture under them comes from another process.
 #include "app/HotKey.h"
-#include "app/StatusItem.h"
 #include "capture/Capture.h"
 #include "capture/CaptureCommand.h"
 #include "capture/OverlayWindow.h"
@@ -14,11 +13,9 @@
 
 #include <QApplication>
 #include <QFutureWatcher>
-#include <QMenu>
 #include <QProcess>
 #include <QScreen>
 #include <QSignalSpy>
-#include <QSystemTrayIcon>
 #include <QTest>
 
 using namespace trovix;
@@ -53,6 +50,18 @@ QRgb dimmed(QRgb c) {
 bool near(QRgb a, QRgb b) {
     return std::abs(qRed(a) - qRed(b)) <= 1 && std::abs(qGreen(a) - qGreen(b)) <= 1 &&
            std::abs(qBlue(a) - qBlue(b)) <= 1;
+}
+
+QImage gradient(QSize size) {
+    QImage image(size, QImage::Format_RGB32);
+    for (int y = 0; y < size.height(); ++y)
+        for (int x = 0; x < size.width(); ++x)
+            image.setPixel(x, y, qRgb(x & 0xff, y & 0xff, (x >> 8) * 16 + (y >> 8)));
+    return image;
+}
+
+QImage rgb(const Image& image) {
+    return image.pixels().convertToFormat(QImage::Format_RGB32);
 }
 
 } // namespace
@@ -219,19 +228,6 @@ private Q_SLOTS:
         QTRY_COMPARE(QGuiApplication::applicationState(), Qt::ApplicationActive);
     }
 
-    void statusMenu_withoutATray_stillOpens() {
-        // The window manager here has no tray; the item exists all the same and its menu works.
-        QVERIFY(!QSystemTrayIcon::isSystemTrayAvailable());
-        int captures = 0;
-        StatusItem item(*m_guide, {{}, {}, [&] { ++captures; }, {}, {}});
-        QTRY_VERIFY(item.trayIcon().toolTip().endsWith(QStringLiteral("1 step")));
-        item.menu()->popup(QPoint(640, 360));
-        QVERIFY(QTest::qWaitForWindowExposed(item.menu()));
-        item.menu()->actions().at(2)->trigger();
-        QCOMPARE(captures, 1);
-        item.menu()->close();
-    }
-
     void display_leavesOwnWindowsOut_andPutsThemBack() {
         QTRY_COMPARE(screenNow().pixel(300, 300), qRgb(255, 0, 255));
         QFutureWatcher<QImage> watcher;
@@ -242,14 +238,41 @@ private Q_SLOTS:
                  QString());
         QTRY_VERIFY(!(m_main->windowState() & Qt::WindowMinimized) && m_main->windowHandle()->isExposed());
         QTRY_COMPARE(screenNow().pixel(300, 300), qRgb(255, 0, 255));
+    }
 
-        // A rectangle beyond the desktop is a screen that is gone.
-        try {
-            Capture::grabNow(QRect(m_screen.right() - 50, 0, 100, 100));
-            QFAIL("a rectangle off the desktop was grabbed");
-        } catch (const Error& error) {
-            QCOMPARE(error.code(), Error::Code::noDisplay);
-        }
+    // The selector's geometry: points to whole pixels at the picture's own scale.
+    void rectangle_spansEitherDragDirection_andCountsAboveThreePoints() {
+        QCOMPARE(SelectionView::rectBetween({110, 60}, {10, 10}), QRectF(10, 10, 100, 50));
+        QCOMPARE(SelectionView::rectBetween({-5, 20}, {5, 10}), QRectF(-5, 10, 10, 10));
+        QVERIFY(SelectionView::isLargeEnough(QRectF(0, 0, 4, 4)));
+        QVERIFY(!SelectionView::isLargeEnough(QRectF(0, 0, 3, 100)));
+        QVERIFY(!SelectionView::isLargeEnough(QRectF(0, 0, 100, 3)));
+        QVERIFY(SelectionView::isLargeEnough(QRectF(0, 0, 3.01, 3.01)));
+    }
+
+    void crop_takesItsScaleFromTheImage_andWidensToWholePixels() {
+        // 2880 pixels over a 1440-point frame is 2, whatever ratio the screen claims.
+        const QImage image = gradient(QSize(2880, 1800));
+        const QRect frame(0, 0, 1440, 900);
+        QCOMPARE(RegionSelector::scaleOf(image, frame), 2.0);
+        QCOMPARE(RegionSelector::pixelRect(QRectF(10, 10, 100, 50), 2), QRect(20, 20, 200, 100));
+        QCOMPARE(RegionSelector::pixelRect(QRectF(10.3, 10, 100, 50), 2),
+                 QRect(20, 20, 201, 100)); // 20.6 → 20, 220.6 → 221
+        QCOMPARE(RegionSelector::pixelRect(QRectF(10.3, 10.7, 1.1, 1.1), 1.5), QRect(15, 16, 3, 2));
+
+        const std::optional<Shot> shot = RegionSelector::crop(image, frame, QRectF(10, 10, 100, 50));
+        QVERIFY(shot);
+        QCOMPARE(shot->scale, 2.0);
+        QCOMPARE(shot->image.size(), QSize(200, 100));
+        QCOMPARE(rgb(shot->image), image.copy(20, 20, 200, 100));
+
+        // Only what lies on the image is kept; nothing at all is a failure.
+        const std::optional<Shot> edge =
+            RegionSelector::crop(image, frame, QRectF(-10, 1400 / 2.0 - 10, 30, 500));
+        QVERIFY(edge);
+        QCOMPARE(edge->image.size(), QSize(40, 420)); // pixels (0, 1380) to (40, 1800)
+        QVERIFY(!RegionSelector::crop(image, frame, QRectF(2000, 10, 50, 50)));
+        QVERIFY(!RegionSelector::crop(QImage(), frame, QRectF(0, 0, 50, 50)));
     }
 };
 

@@ -1,14 +1,19 @@
-// Pictures whose headers promise more than their bytes hold: the store and the decoders refuse them
-// without allocating what they claim, and a guide folder holding one says which file is at fault.
+// The PNG codec: exact round trips, the kinds of file other programs write, damage it must catch.
+// And hostile pictures, whose headers promise more than their bytes hold: the store and the decoders
+// refuse them without allocating what they claim, and a guide folder holding one says which file is
+// at fault.
 #include "document/Error.h"
 #include "document/GuideStore.h"
 #include "render/ImageCodec.h"
 
 #include "support/TestFiles.h"
 
+#include <QBuffer>
 #include <QDir>
 #include <QFile>
 #include <QImageReader>
+#include <QImageWriter>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QtEndian>
@@ -71,6 +76,26 @@ QString guideWith(const QString& folder, const QByteArray& picture) {
     writeFile(folder + "/guide.json", json);
     writeFile(folder + "/" + id + ".png", picture);
     return id + ".png";
+}
+
+QImage detailed(int w, int h, QImage::Format format = QImage::Format_ARGB32_Premultiplied) {
+    QImage image(w, h, QImage::Format_ARGB32);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x)
+            image.setPixel(x, y, qRgba((x * 9) & 0xff, (y * 13) & 0xff, (x * y) & 0xff, 255));
+    return image.convertToFormat(format);
+}
+
+QByteArray qtPng(const QImage& image) {
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    QImageWriter(&buffer, "png").write(image);
+    return bytes;
+}
+
+int colourType(const QByteArray& png) {
+    return png.size() > 25 ? uchar(png[25]) : -1;
 }
 
 } // namespace
@@ -199,6 +224,71 @@ private Q_SLOTS:
             QCOMPARE(decoded.size(), QSize(4000, 3000));
             QCOMPARE(decoded.pixel(3999, 2999), qRgb(0, 0, 0));
         }
+    }
+
+    void encode_roundTripsExactlyAndOthersCanRead() {
+        const QImage opaque = detailed(300, 170);
+        QByteArray png = ImageCodec::encodePng(opaque);
+        QCOMPARE(colourType(png), 2); // opaque pictures are stored without alpha
+        QCOMPARE(ImageCodec::checkPng(png).size, QSize(300, 170));
+        QCOMPARE(ImageCodec::decode(png), opaque);
+        QCOMPARE(QImage::fromData(png).convertToFormat(QImage::Format_ARGB32_Premultiplied), opaque);
+
+        // The pixel density travels with the picture (the editor's clipboard copy relies on it).
+        QImage dense = detailed(8, 8);
+        dense.setDotsPerMeterX(5669);
+        dense.setDotsPerMeterY(5669);
+        QCOMPARE(ImageCodec::decode(ImageCodec::encodePng(dense)).dotsPerMeterX(), 5669);
+    }
+
+    void decode_readsEveryKindOfPng() {
+        QImage source = detailed(57, 33, QImage::Format_ARGB32);
+        QImage translucent = source;
+        for (int x = 0; x < 57; ++x)
+            translucent.setPixel(x, 5, qRgba(x * 4, 0, 0, x * 4));
+        const QList<QPair<const char*, QImage>> kinds{
+            {"palette", source.convertToFormat(QImage::Format_Indexed8)},
+            {"grey 16-bit", source.convertToFormat(QImage::Format_Grayscale16)},
+            {"16-bit with alpha", translucent.convertToFormat(QImage::Format_RGBA64)},
+        };
+        for (const auto& [name, image] : kinds) {
+            const QByteArray png = qtPng(image);
+            QVERIFY2(ImageCodec::checkPng(png).ok(), name);
+            const QImage decoded = ImageCodec::decode(png);
+            QCOMPARE(decoded.format(), QImage::Format_ARGB32_Premultiplied);
+            // 16-bit channels are rounded to 8 bits before premultiplying here and after it in Qt.
+            QVERIFY2(testing::maxDifference(decoded, QImage::fromData(png)) <= 1, name);
+        }
+
+        // Interlaced files, as other programs write them.
+        QTemporaryDir dir;
+        const QString plain = dir.filePath("plain.png"), interlaced = dir.filePath("interlaced.png");
+        QVERIFY(source.save(plain));
+        if (QProcess::execute("convert", {plain, "-interlace", "PNG", interlaced}) != 0)
+            QSKIP("ImageMagick's convert is not available");
+        QFile file(interlaced);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray bytes = file.readAll();
+        QCOMPARE(uchar(bytes[28]), uchar(1)); // really interlaced
+        QVERIFY(ImageCodec::checkPng(bytes).ok());
+        QCOMPARE(testing::maxDifference(ImageCodec::decode(bytes), source), 0);
+    }
+
+    void check_catchesEveryTruncationAndEveryFlippedBit() {
+        const QByteArray png = ImageCodec::encodePng(detailed(20, 10));
+        QVERIFY(ImageCodec::checkPng(png).ok());
+        for (qsizetype length = 0; length < png.size(); ++length)
+            QVERIFY2(!ImageCodec::checkPng(png.left(length)).ok(), qPrintable(QString::number(length)));
+        for (qsizetype at = 0; at < png.size(); ++at)
+            for (const int bit : {0x01, 0x80}) {
+                QByteArray damaged = png;
+                damaged[at] = char(damaged[at] ^ bit);
+                QVERIFY2(!ImageCodec::checkPng(damaged).ok(), qPrintable(QString::number(at)));
+            }
+        QVERIFY(ImageCodec::checkPng(png + "trailing bytes after the end").ok()); // decoders ignore them
+
+        QVERIFY(!ImageCodec::checkPng(QByteArray()).ok());
+        QVERIFY(!ImageCodec::checkPng("GIF89a not a png at all").ok());
     }
 };
 

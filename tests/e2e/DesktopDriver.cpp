@@ -64,6 +64,32 @@ QString windowTitle(const QString& window) {
     return xdotool({"getwindowname", window});
 }
 
+// xdotool's patterns see the title's bytes, not its characters, so they only narrow the search.
+QString waitForTitled(const QString& title, int timeoutMs) {
+    QElapsedTimer timer;
+    timer.start();
+    for (;;) {
+        for (const QString& id :
+             xdotool({"search", "--onlyvisible", "--name", QStringLiteral("^") + title}).split(u'\n'))
+            if (!id.isEmpty() && windowTitle(id) == title + QStringLiteral(" — Trovix"))
+                return id;
+        if (timer.elapsed() >= timeoutMs)
+            return {};
+        QTest::qWait(100);
+    }
+}
+
+bool waitForTitledGone(const QString& title, int timeoutMs) {
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < timeoutMs) {
+        if (waitForTitled(title, 0).isEmpty())
+            return true;
+        QTest::qWait(100);
+    }
+    return false;
+}
+
 QRect windowGeometry(const QString& window) {
     const QString text = xdotool({"getwindowgeometry", "--shell", window});
     QRect rect;
@@ -260,22 +286,39 @@ QList<AccessibleNode> accessibleNodes(qint64 pid) {
     return nodes;
 }
 
+bool retype(qint64 pid, const QString& field, const QString& text) {
+    const QRect rect = findOnScreen(pid, field);
+    if (rect.isEmpty())
+        return false;
+    click(rect);
+    key(QStringLiteral("ctrl+a"));
+    type(text);
+    return true;
+}
+
 void click(const QPoint& point, int button) {
     xdotool({"mousemove", "--sync", QString::number(point.x()), QString::number(point.y())});
     QTest::qWait(100);
     xdotool({"click", QString::number(button)});
 }
 
-void drag(const QPoint& from, const QPoint& to) {
-    xdotool({"mousemove", "--sync", QString::number(from.x()), QString::number(from.y())});
+void moveTo(const QPoint& point) {
+    xdotool({"mousemove", "--sync", QString::number(point.x()), QString::number(point.y())});
+}
+
+void drag(const QPoint& from, const QPoint& to, const std::function<void()>& whileHeld) {
+    moveTo(from);
+    QTest::qWait(150);
     xdotool({"mousedown", "1"});
-    QTest::qWait(50);
-    // In a few steps, so the application sees a movement and not a jump.
-    for (int i = 1; i <= 8; ++i) {
-        const QPoint p = from + (to - from) * i / 8;
-        xdotool({"mousemove", "--sync", QString::number(p.x()), QString::number(p.y())});
-        QTest::qWait(20);
+    QTest::qWait(150);
+    // In many steps, so the application sees a movement and not a jump.
+    for (int i = 1; i <= 20; ++i) {
+        moveTo(from + (to - from) * i / 20);
+        QTest::qWait(30);
     }
+    QTest::qWait(300);
+    if (whileHeld)
+        whileHeld();
     xdotool({"mouseup", "1"});
 }
 

@@ -31,6 +31,10 @@ void type(const QString& text);
 QString waitForWindow(const QString& pattern, int timeoutMs = 15000);
 bool waitForWindowGone(const QString& pattern, int timeoutMs = 15000);
 QString windowTitle(const QString& window);
+// The visible window titled exactly `title` followed by the application's name (" — Trovix"),
+// waiting for it; empty when none appeared in time.
+QString waitForTitled(const QString& title, int timeoutMs = 15000);
+bool waitForTitledGone(const QString& title, int timeoutMs = 15000);
 QRect windowGeometry(const QString& window);
 bool isViewable(const QString& window);
 void activate(const QString& window);
@@ -63,11 +67,16 @@ std::optional<AccessibleNode> findAccessible(qint64 pid, const std::function<boo
 // Whether one of that application's windows is the active one, as the application itself sees it.
 bool hasActiveWindow(qint64 pid);
 
+// Types a new text into the line edit with this accessible name; false when it is not on screen.
+bool retype(qint64 pid, const QString& field, const QString& text);
+
 void click(const QPoint& point, int button = 1);
 inline void click(const QRect& rect) {
     click(rect.center());
 }
-void drag(const QPoint& from, const QPoint& to);
+void moveTo(const QPoint& point);
+// A press, a slow movement and a release, as a hand makes it; `whileHeld` runs before the release.
+void drag(const QPoint& from, const QPoint& to, const std::function<void()>& whileHeld = {});
 
 QJsonObject readJson(const QString& path);
 

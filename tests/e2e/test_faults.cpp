@@ -56,42 +56,39 @@ void enterPrivateMountNamespace() {
 // A mount made for one test; undone when this goes away.
 class Mount {
 public:
-    ~Mount() { ::umount2(QFile::encodeName(m_path).constData(), MNT_DETACH); }
-
     // A tmpfs of `kilobytes` at `path`.
     static std::unique_ptr<Mount> tmpfs(const QString& path, int kilobytes, QString* error) {
         QDir().mkpath(path);
+        auto mount = std::unique_ptr<Mount>(new Mount(path));
         const QByteArray options = "size=" + QByteArray::number(kilobytes) + "k";
-        if (::mount("tmpfs", QFile::encodeName(path).constData(), "tmpfs", 0, options.constData()) != 0) {
-            *error = QStringLiteral("mounting a %1 KB tmpfs on %2 failed: %3")
-                         .arg(kilobytes)
-                         .arg(path, QString::fromLocal8Bit(std::strerror(errno)));
-            return nullptr;
-        }
-        return std::unique_ptr<Mount>(new Mount(path));
+        return mount->mount("tmpfs", "tmpfs", 0, options.constData(), error) ? std::move(mount) : nullptr;
     }
 
     // `path` (an existing folder) made read-only in place, with everything it holds.
     static std::unique_ptr<Mount> readOnly(const QString& path, QString* error) {
-        const QByteArray p = QFile::encodeName(path);
-        if (::mount(p.constData(), p.constData(), nullptr, MS_BIND | MS_REC, nullptr) != 0) {
-            *error = QStringLiteral("bind-mounting %1 failed: %2")
-                         .arg(path, QString::fromLocal8Bit(std::strerror(errno)));
-            return nullptr;
-        }
         auto mount = std::unique_ptr<Mount>(new Mount(path));
-        if (::mount(nullptr, p.constData(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr) != 0) {
-            *error = QStringLiteral("remounting %1 read-only failed: %2")
-                         .arg(path, QString::fromLocal8Bit(std::strerror(errno)));
+        if (!mount->mount(mount->m_path.constData(), nullptr, MS_BIND | MS_REC, nullptr, error) ||
+            !mount->mount(nullptr, nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr, error))
             return nullptr;
-        }
         return mount;
     }
 
+    ~Mount() { ::umount2(m_path.constData(), MNT_DETACH); }
+
 private:
-    explicit Mount(QString path)
-        : m_path(std::move(path)) {}
-    QString m_path;
+    explicit Mount(const QString& path)
+        : m_path(QFile::encodeName(path)) {}
+
+    bool mount(const char* source, const char* type, unsigned long flags, const char* options,
+               QString* error) {
+        if (::mount(source, m_path.constData(), type, flags, options) == 0)
+            return true;
+        *error = QStringLiteral("mounting on %1 failed: %2")
+                     .arg(QString::fromLocal8Bit(m_path), QString::fromLocal8Bit(std::strerror(errno)));
+        return false;
+    }
+
+    QByteArray m_path;
 };
 
 // A step picture with some structure and a few marks of every sort of data an annotation holds.
@@ -156,16 +153,8 @@ QString compareGuide(const QString& folder, const QString& title, const QList<St
             return QStringLiteral("step %1 is “%2” (%3), expected “%4” (%5)")
                 .arg(i + 1)
                 .arg(a.title, a.id.toString(), b.title, b.id.toString());
-        if (a.annotations.size() != b.annotations.size())
-            return QStringLiteral("step %1 has %2 marks, expected %3")
-                .arg(i + 1)
-                .arg(a.annotations.size())
-                .arg(b.annotations.size());
-        for (qsizetype k = 0; k < a.annotations.size(); ++k) {
-            const Annotation &x = a.annotations[k], &y = b.annotations[k];
-            if (x.kind != y.kind || x.p1 != y.p1 || x.p2 != y.p2 || x.text != y.text || x.number != y.number)
-                return QStringLiteral("step %1, mark %2 differs").arg(i + 1).arg(k + 1);
-        }
+        if (a.annotations != b.annotations)
+            return QStringLiteral("step %1's marks differ").arg(i + 1);
         if (a.base.pixels().size() != b.base.pixels().size())
             return QStringLiteral("step %1's picture changed size").arg(i + 1);
     }
@@ -199,24 +188,12 @@ QString answerAlert(qint64 pid, const QString& message, const QString& informati
     return {};
 }
 
-// The library's card grid on screen: the scrolled area beside its scroll bar.
 // The library card of the guide with this title, where it shows on screen; empty when none does.
 QRect libraryCard(qint64 pid, const QString& title) {
     for (const AccessibleNode& node : accessibleNodes(pid))
         if (node.role == QLatin1String("list item") && node.name == title && node.showing)
             return node.rect;
     return {};
-}
-
-// Types a new text into the line edit with this accessible name; false when it is not on screen.
-bool retype(qint64 pid, const QString& field, const QString& text) {
-    const QRect rect = findOnScreen(pid, field);
-    if (rect.isEmpty())
-        return false;
-    click(rect);
-    key(QStringLiteral("ctrl+a"));
-    type(text);
-    return true;
 }
 
 } // namespace
@@ -271,14 +248,9 @@ class FaultsTest : public QObject {
         timer.start();
         while (!isViewable(m_window) && timer.elapsed() < 5000)
             QTest::qWait(100);
-        if (!isViewable(m_window)) {
-            QProcess xprop;
-            xprop.start(QStringLiteral("xprop"), {QStringLiteral("-id"), m_window});
-            xprop.waitForFinished(5000);
-            return QStringLiteral("the main window is no longer on screen; visible windows: %1; %2")
-                .arg(xdotool({"search", "--onlyvisible", "--name", "."}).replace(u'\n', u' '),
-                     QString::fromUtf8(xprop.readAllStandardOutput()));
-        }
+        if (!isViewable(m_window))
+            return QStringLiteral("the main window is no longer on screen; visible windows: %1")
+                .arg(xdotool({"search", "--onlyvisible", "--name", "."}).replace(u'\n', u' '));
         return {};
     }
 

@@ -9,7 +9,7 @@
 
 #include "../recorder/WidgetFactory.h"
 #include "DesktopDriver.h"
-#include "app/AppTestSupport.h"
+#include "support/TestFiles.h"
 
 #include "document/Error.h"
 #include "document/GuideStore.h"
@@ -27,7 +27,6 @@
 #include <QRegularExpression>
 #include <QTest>
 
-#include <functional>
 #include <memory>
 
 using namespace trovix;
@@ -42,43 +41,6 @@ const QString suffix = QStringLiteral(" — Trovix");
 
 QString clickTitle(const QString& control) {
     return QStringLiteral("Click “%1”").arg(control) + inFactory;
-}
-
-// The visible window whose title is exactly this title and the application's name, waiting for it;
-// empty when none appeared in time. xdotool's own patterns see the title's bytes, not its characters,
-// so they only narrow the search.
-QString waitForTitled(const QString& title, int timeoutMs = 15000) {
-    QElapsedTimer timer;
-    timer.start();
-    for (;;) {
-        for (const QString& id :
-             xdotool({"search", "--onlyvisible", "--name", QStringLiteral("^") + title}).split(u'\n'))
-            if (!id.isEmpty() && windowTitle(id) == title + suffix)
-                return id;
-        if (timer.elapsed() >= timeoutMs)
-            return {};
-        QTest::qWait(100);
-    }
-}
-
-bool waitForTitledGone(const QString& title, int timeoutMs = 15000) {
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < timeoutMs) {
-        if (waitForTitled(title, 0).isEmpty())
-            return true;
-        QTest::qWait(100);
-    }
-    return false;
-}
-
-// The titles of the visible windows, for messages when one is missing.
-QString visibleWindows() {
-    QStringList titles;
-    for (const QString& id : xdotool({"search", "--onlyvisible", "--name", "."}).split(u'\n'))
-        if (!id.isEmpty())
-            titles.append(windowTitle(id));
-    return titles.join(QStringLiteral(" | "));
 }
 
 int shotNumber = 0;
@@ -101,27 +63,6 @@ QStringList workingTitles() {
 std::optional<bool> isEnabled(qint64 pid, const QString& name) {
     const auto found = findAccessible(pid, [&](const QString& n) { return n == name; });
     return found ? std::optional<bool>(found->enabled) : std::nullopt;
-}
-
-void moveTo(const QPoint& p) {
-    xdotool({"mousemove", "--sync", QString::number(p.x()), QString::number(p.y())});
-}
-
-// A press, a slow movement and a release, as a hand makes it; `whileHeld` runs before the release.
-void dragSlowly(const QPoint& from, const QPoint& to, const std::function<void()>& whileHeld = {}) {
-    moveTo(from);
-    QTest::qWait(150);
-    xdotool({"mousedown", "1"});
-    QTest::qWait(150);
-    constexpr int steps = 20;
-    for (int i = 1; i <= steps; ++i) {
-        moveTo(from + (to - from) * i / steps);
-        QTest::qWait(30);
-    }
-    QTest::qWait(300);
-    if (whileHeld)
-        whileHeld();
-    xdotool({"mouseup", "1"});
 }
 
 QString run(const QString& program, const QStringList& arguments) {
@@ -198,7 +139,7 @@ class JourneyTest : public QObject {
         if (waitForTitled(QStringLiteral("Trovix Capture")).isEmpty())
             return false;
         QTest::qWait(300);
-        dragSlowly(region.topLeft(), region.bottomRight(), [&] {
+        drag(region.topLeft(), region.bottomRight(), [&] {
             if (withShot)
                 shot(QStringLiteral("overlay-selecting"));
         });
@@ -232,12 +173,11 @@ private Q_SLOTS:
     void firstLaunch_showsAnEmptyGuide() {
         m_app = std::make_unique<Running>();
         m_window = waitForTitled(QStringLiteral("Untitled guide"));
-        QVERIFY2(!m_window.isEmpty(), qPrintable("no main window; windows: " + visibleWindows()));
+        QVERIFY2(!m_window.isEmpty(), "no main window");
         activate(m_window);
         QVERIFY(!findOnScreen(m_app->pid(), QStringLiteral("Capture a region or record clicks to add steps."))
                      .isEmpty());
         QCOMPARE(isEnabled(m_app->pid(), QStringLiteral("Export")), std::optional<bool>(false));
-        QCOMPARE(isEnabled(m_app->pid(), QStringLiteral("Capture Region")), std::optional<bool>(true));
         shot(QStringLiteral("main-window-empty"));
     }
 
@@ -304,7 +244,7 @@ private Q_SLOTS:
         const QRect last = row(5, clickTitle(QStringLiteral("entry")));
         const QRect first = row(1, QStringLiteral("Step 1"));
         QVERIFY(!last.isEmpty() && !first.isEmpty());
-        dragSlowly(last.center(), QPoint(first.center().x(), first.top() + 4));
+        drag(last.center(), QPoint(first.center().x(), first.top() + 4));
         QVERIFY(workingCopyLists({clickTitle(QStringLiteral("entry")), QStringLiteral("Step 1"),
                                   QStringLiteral("Step 2"), clickTitle(QStringLiteral("togglebutton")),
                                   clickTitle(QStringLiteral("checkbutton"))}));
@@ -321,11 +261,7 @@ private Q_SLOTS:
         QVERIFY(!row(3, clickTitle(QStringLiteral("togglebutton"))).isEmpty());
 
         // Name the guide in the sidebar's title field.
-        const QRect titleField = findOnScreen(m_app->pid(), QStringLiteral("Guide title"));
-        QVERIFY(!titleField.isEmpty());
-        click(titleField);
-        key(QStringLiteral("ctrl+a"));
-        type(QStringLiteral("Journey"));
+        QVERIFY(retype(m_app->pid(), QStringLiteral("Guide title"), QStringLiteral("Journey")));
         QVERIFY(mainWindowShows(QStringLiteral("Journey"), true));
     }
 
@@ -345,9 +281,9 @@ private Q_SLOTS:
         QVERIFY(!arrow.isEmpty() && !pixelate.isEmpty());
         const QPoint canvas(arrow.left(), arrow.bottom() + 20);
         click(arrow);
-        dragSlowly(canvas + QPoint(60, 60), canvas + QPoint(260, 200));
+        drag(canvas + QPoint(60, 60), canvas + QPoint(260, 200));
         click(pixelate);
-        dragSlowly(canvas + QPoint(320, 40), canvas + QPoint(560, 180));
+        drag(canvas + QPoint(320, 40), canvas + QPoint(560, 180));
         QTest::qWait(300);
         shot(QStringLiteral("editor-arrow-pixelation"));
         activate(editor);
@@ -400,7 +336,10 @@ private Q_SLOTS:
         const QString other = m_out + "/Other.trovix";
         {
             Guide guide;
-            fill(guide, 2, QStringLiteral("Other"));
+            guide.replaceContents(QStringLiteral("Other"),
+                                  {Step::make(Image(flat(320, 200, Qt::darkCyan)), 1, QStringLiteral("One")),
+                                   Step::make(Image(flat(320, 200, Qt::darkRed)), 1, QStringLiteral("Two"))},
+                                  {});
             GuideStore::write(guide, other, false);
         }
         // Written with a "." component, which names the same folder.
@@ -494,20 +433,9 @@ private Q_SLOTS:
         for (const Step& step : saved.steps)
             savedTitles.append(step.title);
         QCOMPARE(savedTitles, titles);
-        const auto kinds = [](const Step& step) {
-            QList<Kind> out;
-            for (const Annotation& a : step.annotations)
-                out.append(a.kind);
-            return out;
-        };
-        QCOMPARE(kinds(saved.steps[0]), QList<Kind>{Kind::target});
-        QCOMPARE(kinds(saved.steps[1]), (QList<Kind>{Kind::arrow, Kind::blur}));
-        QCOMPARE(kinds(saved.steps[2]), QList<Kind>{Kind::target});
-        QCOMPARE(kinds(saved.steps[3]), QList<Kind>{Kind::target});
-        // The file itself, read without the application's reader: the kinds' numbers, 7 target, 0 arrow,
-        // 3 pixelation; the step pictures named in it.
+        // The marks, read without the application's reader: the kinds' numbers, 7 target, 0 arrow,
+        // 3 pixelation.
         const QJsonObject json = readJson(m_saved + "/guide.json");
-        QCOMPARE(json.value("title").toString(), QStringLiteral("Journey"));
         const QJsonArray jsonSteps = json.value("steps").toArray();
         QCOMPARE(jsonSteps.size(), 4);
         QList<QList<int>> jsonKinds;
@@ -535,36 +463,14 @@ private Q_SLOTS:
         const QImage thumbnail(m_saved + "/thumbnail.jpg");
         QCOMPARE(thumbnail.size(), QSize(640, 360)); // the first step, a whole screen, scaled down
 
-        // Markdown: a heading per step in order, each with its picture beside the file.
+        // Markdown and HTML (their exact text is checked elsewhere): every step with its picture.
         QFile markdown(m_out + "/md/Journey/guide.md");
         QVERIFY(markdown.open(QIODevice::ReadOnly));
-        const QString md = QString::fromUtf8(markdown.readAll());
-        QVERIFY2(md.startsWith(QStringLiteral("# Journey\n\n")), qPrintable(md.left(200)));
-        qsizetype at = 0;
-        for (int i = 0; i < titles.size(); ++i) {
-            const QString heading =
-                QStringLiteral("## %1. %2\n\n![Step %1](images/step-%1.jpg)").arg(i + 1).arg(titles[i]);
-            const qsizetype found = md.indexOf(heading, at);
-            QVERIFY2(found >= at, qPrintable(heading));
-            at = found;
-            QVERIFY(!QImage(m_out + QStringLiteral("/md/Journey/images/step-%1.jpg").arg(i + 1)).isNull());
-        }
-        QCOMPARE(md.count(QStringLiteral("\n## ")), 4);
-
-        // HTML: one file, the titles in order, every picture inside it.
+        QCOMPARE(QString::fromUtf8(markdown.readAll()).count(QStringLiteral("\n## ")), 4);
+        QVERIFY(!QImage(m_out + "/md/Journey/images/step-4.jpg").isNull());
         QFile html(m_out + "/Journey.html");
         QVERIFY(html.open(QIODevice::ReadOnly));
-        const QString page = QString::fromUtf8(html.readAll());
-        at = 0;
-        for (const QString& title : titles) {
-            const qsizetype found =
-                page.indexOf(QStringLiteral("<h2>") + title + QStringLiteral("</h2>"), at);
-            QVERIFY2(found >= at, qPrintable(title));
-            at = found;
-        }
-        QCOMPARE(page.count(QStringLiteral("data:image/jpeg;base64,")), 4);
-        QVERIFY(!page.contains(QStringLiteral("src=\"http")) &&
-                !page.contains(QStringLiteral("src=\"images")));
+        QCOMPARE(QString::fromUtf8(html.readAll()).count(QStringLiteral("data:image/jpeg;base64,")), 4);
 
         // PDF, read back with poppler: the titles in order, a numbered footer on every page.
         const QString info = run(QStringLiteral("pdfinfo"), {m_out + "/Journey.pdf"});
@@ -578,7 +484,7 @@ private Q_SLOTS:
         QVERIFY2(info.contains(QRegularExpression(QStringLiteral("Title:\\s+Journey\\n"))), qPrintable(info));
         const QString text = run(QStringLiteral("pdftotext"), {m_out + "/Journey.pdf", QStringLiteral("-")});
         QVERIFY(text.startsWith(QStringLiteral("Journey")));
-        at = 0;
+        qsizetype at = 0;
         for (const QString& title : titles) {
             const qsizetype found = text.indexOf(title, at);
             QVERIFY2(found >= at, qPrintable(title + "\n---\n" + text));

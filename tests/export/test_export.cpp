@@ -1,12 +1,15 @@
 #include "document/Error.h"
+#include "document/Guide.h"
+#include "document/GuideStore.h"
 #include "export/Exporter.h"
 #include "render/ImageCodec.h"
 
-#include "support/ScreenshotLike.h"
+#include "support/SyntheticScreenshot.h"
 #include "support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
+#include <QProcess>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
@@ -24,34 +27,44 @@ QStringList entries(const QString& dir) {
     return QDir(dir).entryList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
 }
 
+struct Outcome {
+    int code = -1;
+    QString out;
+    QString err;
+};
+
+Outcome exportTool(const QStringList& arguments) {
+    QProcess process;
+    process.start(QStringLiteral(TROVIX_EXPORT_TOOL), arguments);
+    process.waitForFinished(120000);
+    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+            QString::fromUtf8(process.readAllStandardOutput()),
+            QString::fromUtf8(process.readAllStandardError())};
+}
+
+// A saved guide folder in `parent`.
+QString savedGuide(const QString& parent, const QString& title, const QList<QImage>& pictures) {
+    Guide guide;
+    QList<Step> steps;
+    for (int i = 0; i < pictures.size(); ++i)
+        steps << Step::make(Image(pictures[i]), 1, QStringLiteral("Step %1").arg(i + 1), {},
+                            i == 0 ? QStringLiteral("A note") : QString());
+    guide.replaceContents(title, steps, {});
+    const QString folder = QDir(parent).filePath(QStringLiteral("Saved.trovix"));
+    GuideStore::write(guide, folder, false);
+    return folder;
+}
+
 } // namespace
 
 class TestExport : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void qualitySetting_unknownOrMissingIsBalanced() {
-        QSettings settings(QStringLiteral("Trovix"), QStringLiteral("Trovix"));
-        settings.remove(QStringLiteral("exportQuality"));
-        settings.sync();
-        QCOMPARE(currentExportQuality(), ExportQuality::balanced);
-        for (const char* stored : {"Balanced", "SMALL", "Full quality", "", "large"}) {
-            settings.setValue(QStringLiteral("exportQuality"), QString::fromLatin1(stored));
-            settings.sync();
-            QCOMPARE(currentExportQuality(), ExportQuality::balanced);
-        }
-        setCurrentExportQuality(ExportQuality::small);
-        QCOMPARE(currentExportQuality(), ExportQuality::small);
-        // The application and the command-line tool share this file.
-        QVERIFY(readFile(QDir::homePath() + "/.config/Trovix/Trovix.conf").contains("exportQuality=small"));
-    }
-
     void prepare_fitsPresetsAndNeverEnlarges() {
-        const QImage big = screenshotLike(3456, 2234, 7);
+        const QImage big = syntheticScreenshot(3456, 2234, 7).convertToFormat(QImage::Format_RGB32);
 
         const auto small = Exporter::prepare(big, ExportQuality::small);
         QVERIFY(small);
-        QCOMPARE(small->ext, QStringLiteral("jpg"));
-        QCOMPARE(small->mime, QStringLiteral("image/jpeg"));
         QCOMPARE(small->cg.size(), QSize(1280, 827));
         // The picture shown is the JPEG decoded back, not the scaled original.
         QCOMPARE(small->cg.pixels(),
@@ -64,8 +77,6 @@ private Q_SLOTS:
 
         const auto full = Exporter::prepare(big, ExportQuality::full);
         QVERIFY(full);
-        QCOMPARE(full->ext, QStringLiteral("png"));
-        QCOMPARE(full->mime, QStringLiteral("image/png"));
         QCOMPARE(ImageCodec::pngSize(full->data), QSize(3456, 2234));
         QCOMPARE(ImageCodec::decode(full->data).convertToFormat(QImage::Format_RGB32), big);
 
@@ -76,42 +87,7 @@ private Q_SLOTS:
         QVERIFY(fromFolder && fromFolder->cg.sameAs(stored));
         QCOMPARE(fromFolder->data, png);
 
-        for (ExportQuality quality : {ExportQuality::small, ExportQuality::balanced}) {
-            const auto modest = Exporter::prepare(flat(1000, 600), quality);
-            QVERIFY(modest);
-            QCOMPARE(modest->cg.size(), QSize(1000, 600));
-            QCOMPARE(ImageCodec::decode(modest->data).size(), QSize(1000, 600));
-        }
-
-        for (ExportQuality quality : allExportQualities) {
-            QVERIFY(!Exporter::prepare(Image(), quality));
-            QVERIFY(!Exporter::prepare(QImage(), quality));
-        }
-    }
-
-    void safeName_replacesPathCharactersOnly() {
-        QCOMPARE(Exporter::safeName(QStringLiteral("Setup: Wi/Fi\\Step")),
-                 QStringLiteral("Setup- Wi-Fi-Step"));
-        QCOMPARE(Exporter::safeName(QString()), QStringLiteral("Guide"));
-        QCOMPARE(Exporter::safeName(QStringLiteral("///")), QStringLiteral("---"));
-        QCOMPARE(Exporter::safeName(QStringLiteral(" .. Release 1.0. ")),
-                 QStringLiteral(" .. Release 1.0. "));
-        QCOMPARE(Exporter::safeName(QStringLiteral("Release: 1/2")), QStringLiteral("Release- 1-2"));
-        QCOMPARE(Exporter::markdownFolder(QStringLiteral("/tmp/out"), QStringLiteral("a/b")),
-                 QStringLiteral("/tmp/out/a-b"));
-    }
-
-    void longDate_hasNoWeekdayAndNoTime() {
-        const QDate date(2025, 3, 6);
-        QCOMPARE(Exporter::longDate(date, QLocale(QLocale::English, QLocale::UnitedStates)),
-                 QStringLiteral("March 6, 2025"));
-        QCOMPARE(Exporter::longDate(date, QLocale(QLocale::German, QLocale::Germany)),
-                 QStringLiteral("6. März 2025"));
-        QCOMPARE(Exporter::longDate(date, QLocale(QLocale::French, QLocale::France)),
-                 QStringLiteral("6 mars 2025"));
-        QCOMPARE(Exporter::longDate(date, QLocale(QLocale::Japanese, QLocale::Japan)),
-                 QStringLiteral("2025年3月6日"));
-        QCOMPARE(Exporter::longDate(date, QLocale::c()), QStringLiteral("6 March 2025"));
+        QCOMPARE(Exporter::prepare(flat(1000, 600), ExportQuality::small)->cg.size(), QSize(1000, 600));
     }
 
     void markdown_writesDocumentAndPictures() {
@@ -148,21 +124,6 @@ private Q_SLOTS:
             sum += QFileInfo(file).size();
         QCOMPARE(result.bytes, sum);
         QCOMPARE(progress, (QList<QPair<int, int>>{{0, 2}, {1, 2}, {2, 2}}));
-
-        // Exporting again into the same folder replaces what has the same name and leaves the rest.
-        Exporter::writeMarkdown(QStringLiteral("Release: 1/2"), {steps[1]}, ExportQuality::full, folder);
-        QCOMPARE(entries(folder + "/images"), (QStringList{"step-1.jpg", "step-1.png", "step-2.jpg"}));
-        QCOMPARE(readFile(folder + "/guide.md"),
-                 QByteArray("# Release: 1/2\n\n## 1. # *Not* a heading\n\n![Step 1](images/step-1.png)\n\n"));
-        QCOMPARE(readFile(folder + "/images/step-1.png"),
-                 Exporter::prepare(steps[1].rendered, ExportQuality::full)->data);
-
-        // No steps: the header alone and an empty images folder.
-        const QString empty = Exporter::markdownFolder(parent.path(), QString());
-        Exporter::writeMarkdown(QString(), {}, ExportQuality::small, empty);
-        QCOMPARE(readFile(empty + "/guide.md"), QByteArray("# \n\n"));
-        QVERIFY(QFileInfo(empty + "/images").isDir());
-        QVERIFY(entries(empty + "/images").isEmpty());
     }
 
     void markdown_failuresNameTheFileAndKeepWhatWasWritten() {
@@ -193,15 +154,6 @@ private Q_SLOTS:
         }
         QCOMPARE(entries(folder + "/images"), QStringList{"step-1.jpg"});
         QVERIFY(!QFile::exists(folder + "/guide.md"));
-
-        // guide.md cannot replace a folder of that name: the error names guide.md.
-        QVERIFY(QDir().mkpath(folder + "/guide.md"));
-        try {
-            Exporter::writeMarkdown(QStringLiteral("Broken"), {steps[0]}, ExportQuality::small, folder);
-            QFAIL("no error");
-        } catch (const Error& error) {
-            QVERIFY2(error.message().contains(folder + "/guide.md"), qPrintable(error.message()));
-        }
     }
 
     void html_isTheExactDocument() {
@@ -231,21 +183,6 @@ private Q_SLOTS:
                      "&lt;now&gt;</h2><p class=\"note\">a &amp; b\n&quot;c&quot;</p><img alt=\"Step 1\" "
                      "src=\"data:image/jpeg;base64," +
                      jpeg->data.toBase64() + "\"></div></section></body></html>");
-
-        // Empty note: no paragraph. A picture that cannot be prepared: no image, badge and title kept.
-        // Full quality: PNG data URIs.
-        Step broken = step(QStringLiteral("Broken"), QString(), flat(8, 8));
-        broken.rendered = Image();
-        const Step plain = step(QStringLiteral("Plain"), QString(), flat(20, 10, Qt::blue));
-        const auto png = Exporter::prepare(plain.rendered, ExportQuality::full);
-        QCOMPARE(Exporter::html(QString(), {broken, plain}, ExportQuality::full, date),
-                 "<!doctype html><html><head><meta charset=\"utf-8\"><title>" + style +
-                     "</h1>\n<div class=\"meta\">2 steps \xC2\xB7 6 March 2025</div></header>"
-                     "<section class=\"step\"><div class=\"badge\">1</div><div class=\"body\"><h2>Broken</h2>"
-                     "</div></section>"
-                     "<section class=\"step\"><div class=\"badge\">2</div><div class=\"body\"><h2>Plain</h2>"
-                     "<img alt=\"Step 2\" src=\"data:image/png;base64," +
-                     png->data.toBase64() + "\"></div></section></body></html>");
     }
 
     void html_fileMatchesDocumentAndManyStepsKeepTheirOrder() {
@@ -253,7 +190,7 @@ private Q_SLOTS:
         QList<Step> steps;
         for (int i = 0; i < 12; ++i)
             steps << step(QStringLiteral("Step %1").arg(i + 1), QString(),
-                          screenshotLike(400 + 37 * i, 300, quint32(i)));
+                          syntheticScreenshot(400 + 37 * i, 300, quint32(i)));
         QTemporaryDir dir;
         const QString file = dir.filePath("guide.html");
         const QDate date(2024, 12, 31);
@@ -273,31 +210,91 @@ private Q_SLOTS:
         }
 
         // A failed write leaves the existing file as it was.
-        QVERIFY(QDir().mkpath(dir.filePath("taken.html")));
         QVERIFY_THROWS_EXCEPTION(Error, Exporter::writeHtml("x", steps.mid(0, 1), ExportQuality::small,
                                                             dir.filePath("missing/guide.html")));
         QCOMPARE(readFile(file), written);
-        try {
-            Exporter::writeHtml("x", {}, ExportQuality::small, dir.filePath("taken.html"));
-            QFAIL("no error");
-        } catch (const Error& error) {
-            QVERIFY2(error.message().contains(dir.filePath("taken.html")), qPrintable(error.message()));
-        }
     }
 
-    void export_releasesPicturesItDecoded() {
-        // Steps read from a guide folder hold PNG bytes only; an export decodes them one at a time and
-        // must not leave the pixels cached in the guide.
-        QList<Step> steps;
-        for (int i = 0; i < 6; ++i) {
-            const QImage picture = screenshotLike(640, 400, quint32(100 + i));
-            steps << Step::make(Image::fromPng(ImageCodec::encodePng(picture), picture.size()), 1, "s");
-        }
+    // The command-line tool, run as scripts run it.
+    void badArgumentsAndUnreadableGuides_exitWithTwo() {
         QTemporaryDir dir;
-        Exporter::writeMarkdown("m", steps, ExportQuality::balanced, dir.filePath("m"));
-        Exporter::writePdf("p", steps, ExportQuality::full, dir.filePath("p.pdf"));
-        for (const Step& s : steps)
-            QVERIFY(!s.rendered.hasPixels());
+        const QString guide = savedGuide(dir.path(), "G", {flat(40, 30, Qt::red)});
+        const QList<QStringList> bad = {
+            {},
+            {guide, "--format", "docx"},
+            {guide, "--format", "pdf", "--colour", "red"},
+            {dir.filePath("nowhere.trovix"), "--format", "pdf"},
+        };
+        for (const QStringList& arguments : bad) {
+            const Outcome outcome = exportTool(arguments);
+            QVERIFY2(outcome.code == 2,
+                     qPrintable(arguments.join(' ') + " → " + QString::number(outcome.code)));
+            QVERIFY(outcome.err.startsWith("trovix-export: "));
+            QVERIFY(outcome.out.isEmpty());
+        }
+        QVERIFY(
+            exportTool({dir.filePath("nowhere.trovix"), "--format", "pdf"}).err.contains("nowhere.trovix"));
+
+        QFile json(guide + "/guide.json");
+        QVERIFY(json.open(QIODevice::WriteOnly));
+        json.write("{\"title\":");
+        json.close();
+        // The message names the file that is damaged.
+        const Outcome outcome = exportTool({guide, "--format", "markdown"});
+        QCOMPARE(outcome.code, 2);
+        QVERIFY2(outcome.err.contains("guide.json"), qPrintable(outcome.err));
+        QCOMPARE(QDir(dir.path()).entryList(QDir::NoDotAndDotDot | QDir::AllEntries),
+                 QStringList{"Saved.trovix"});
+    }
+
+    void exports_nextToTheGuideWithTheSavedQuality() {
+        QTemporaryDir dir;
+        const QString guide =
+            savedGuide(dir.path(), "Release: 1/2", {flat(3000, 1500, Qt::red), flat(64, 48, Qt::blue)});
+
+        // No setting: balanced. The Markdown folder and file names are made safe from the title.
+        Outcome outcome = exportTool({guide, "--format", "markdown"});
+        QCOMPARE(outcome.code, 0);
+        QVERIFY(outcome.err.isEmpty()); // no progress when stderr is not a terminal
+        const QString folder = dir.filePath("Release- 1-2");
+        QCOMPARE(QDir(folder + "/images").entryList(QDir::Files), (QStringList{"step-1.jpg", "step-2.jpg"}));
+        QFile picture(folder + "/images/step-1.jpg");
+        QVERIFY(picture.open(QIODevice::ReadOnly));
+        QCOMPARE(ImageCodec::decode(picture.readAll()).size(), QSize(1800, 900));
+        QVERIFY(outcome.out.contains(folder + "/guide.md"));
+        QVERIFY2(outcome.out.contains("Balanced image quality"), qPrintable(outcome.out));
+        QFile markdown(folder + "/guide.md");
+        QVERIFY(markdown.open(QIODevice::ReadOnly));
+        QVERIFY(markdown.readAll().startsWith(
+            "# Release: 1/2\n\n## 1. Step 1\n\nA note\n\n![Step 1](images/step-1.jpg)"));
+
+        // The user's saved choice applies; --quality overrides it.
+        {
+            QSettings settings(QStringLiteral("Trovix"), QStringLiteral("Trovix"));
+            settings.setValue("exportQuality", "small");
+        }
+        outcome = exportTool({guide, "--format", "html"});
+        QCOMPARE(outcome.code, 0);
+        QVERIFY2(outcome.out.contains(dir.filePath("Release- 1-2.html")) &&
+                     outcome.out.contains("Small file image quality"),
+                 qPrintable(outcome.out));
+        // --output names the file itself.
+        outcome = exportTool({guide, "--format", "pdf", "--output", dir.filePath("named.pdf")});
+        QCOMPARE(outcome.code, 0);
+        QVERIFY(QFileInfo(dir.filePath("named.pdf")).size() > 0);
+    }
+
+    void failedExport_exitsWithOne() {
+        QTemporaryDir dir;
+        const QString guide = savedGuide(dir.path(), "Guide", {flat(40, 30, Qt::red)});
+        QFile blocker(dir.filePath("file"));
+        QVERIFY(blocker.open(QIODevice::WriteOnly));
+        blocker.close();
+        const QString target = dir.filePath("file/Guide.pdf");
+        const Outcome outcome = exportTool({guide, "--format", "pdf", "--output", target});
+        QCOMPARE(outcome.code, 1);
+        QVERIFY2(outcome.err.contains(target), qPrintable(outcome.err));
+        QVERIFY(outcome.out.isEmpty());
     }
 };
 

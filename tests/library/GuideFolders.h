@@ -4,7 +4,6 @@
 // depend on the writer: "guide.json" with the given title and number of steps, an optional
 // "thumbnail.jpg", and the modification date the listing sorts by.
 
-#include <QColor>
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -12,7 +11,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QPainter>
 #include <QUuid>
 
 #include "library/Library.h"
@@ -34,19 +32,14 @@ inline bool setModified(const QString& path, const QDateTime& when) {
 }
 
 // Writes folder/name with a guide titled `title`; returns the folder's path, empty on failure.
-// `firstStep` becomes the first step's PNG (the summary's picture when there is no thumbnail).
 inline QString writeGuideFolder(const QString& folder, const QString& name, const QString& title, int steps,
-                                const QDateTime& modified, const QImage& thumbnail = {},
-                                const QImage& firstStep = {}) {
+                                const QDateTime& modified, const QImage& thumbnail = {}) {
     const QString path = QDir(folder).filePath(name);
     if (!QDir().mkpath(path))
         return {};
     QJsonArray records;
     for (int i = 0; i < steps; ++i) {
         const QString id = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
-        if (i == 0 && !firstStep.isNull() &&
-            !firstStep.save(QDir(path).filePath(id + QStringLiteral(".png")), "PNG"))
-            return {};
         records.append(QJsonObject{
             {QStringLiteral("id"), id},
             {QStringLiteral("title"), QStringLiteral("Step %1").arg(i + 1)},
@@ -67,15 +60,6 @@ inline QString writeGuideFolder(const QString& folder, const QString& name, cons
     if (modified.isValid() && !setModified(json.fileName(), modified))
         return {};
     return path;
-}
-
-// A 640 × 360 thumbnail of one colour with a lighter band, like a saved guide's.
-inline QImage thumbnailOf(QColor colour, QSize size = QSize(640, 360)) {
-    QImage image(size, QImage::Format_RGB32);
-    image.fill(colour);
-    QPainter painter(&image);
-    painter.fillRect(QRect(0, size.height() / 3, size.width(), size.height() / 6), colour.lighter(150));
-    return image;
 }
 
 } // namespace trovix::testing

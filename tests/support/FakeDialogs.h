@@ -1,28 +1,14 @@
 #pragma once
 
-// A scripted Dialogs for tests: installs itself while it lives, answers every alert and panel from
-// a queue of prepared answers, and records what was asked.
-//
-//     #include "support/FakeDialogs.h"
-//     FakeDialogs dialogs;
-//     dialogs.answerAlert(1);                        // "Don’t Save"
-//     dialogs.answerSave(dir + "/Demo");             // the save panel's chosen path
-//     … run the command …
-//     QCOMPARE(dialogs.asked.size(), 2);
-//     QCOMPARE(dialogs.asked[0].alert.message, …);
-//     QVERIFY(dialogs.unexpected.isEmpty());
-//
-// A question without a matching answer (none queued, or the next answer is for another kind of
-// dialog) is recorded in `unexpected` and answered as a cancel: -1 (or the alert's cancel button)
-// for an alert, an empty path for a panel.
+// A scripted Dialogs for tests: installs itself while it lives, answers each question from a queue
+// of prepared answers and records what was asked. A question without a matching answer is recorded in
+// `unexpected` and answered as a cancel.
 
 #include "platform/Dialogs.h"
 
 #include <QList>
 #include <QString>
 #include <QStringList>
-
-#include <functional>
 
 namespace trovix {
 
@@ -40,8 +26,6 @@ public:
 
     QList<Asked> asked;
     QStringList unexpected;
-    // Called with each question before it is answered, e.g. to look at the windows at that moment.
-    std::function<void(const Asked&)> onAsk;
 
     FakeDialogs() { Dialogs::setCurrent(this); }
     ~FakeDialogs() override { Dialogs::setCurrent(nullptr); }
@@ -51,22 +35,11 @@ public:
     void answerAlert(int button) { m_answers.append(Answer{Kind::alert, button, {}}); }
     // An empty path answers as a cancelled panel.
     void answerSave(const QString& path) { m_answers.append(Answer{Kind::save, 0, path}); }
-    void answerOpen(const QString& path) { m_answers.append(Answer{Kind::open, 0, path}); }
-
-    bool allAnswered() const { return m_answers.isEmpty(); }
     int count(Kind kind) const {
         int n = 0;
         for (const Asked& a : asked)
             n += a.kind == kind;
         return n;
-    }
-    // The messages of the alerts asked, in order.
-    QStringList alertMessages() const {
-        QStringList list;
-        for (const Asked& a : asked)
-            if (a.kind == Kind::alert)
-                list.append(a.alert.message);
-        return list;
     }
 
     int alert(QWidget* parent, const Alert& alert) override {
@@ -98,11 +71,7 @@ private:
         QString path;
     };
 
-    void record(const Asked& a) {
-        asked.append(a);
-        if (onAsk)
-            onAsk(a);
-    }
+    void record(const Asked& a) { asked.append(a); }
 
     const Answer* next(Kind kind, const QString& what) {
         if (m_answers.isEmpty() || m_answers.first().kind != kind) {

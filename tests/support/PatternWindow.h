@@ -1,13 +1,9 @@
 #pragma once
 
 // A window of a known picture, for screen-capture tests: every pixel is FakePlatform::patternColor
-// of its desktop position, so any part of a capture can be checked against it. Run it in a separate
-// process (a window of the process under test would be one of its own windows):
-//
-//     if (argc > 1 && argv[1] == QByteArray("--pattern"))
-//         return PatternWindow::run(argc, argv);   // prints "ready <window id>" once painted
-//
-// and start it with startPatternProcess().
+// of its desktop position. It runs in a separate process (a window of the process under test would
+// be one of its own windows): the test's main() hands "--pattern" to run(), startPatternProcess()
+// starts it.
 
 #include "support/FakePlatform.h"
 
