@@ -93,7 +93,7 @@ ExportResult Exporter::writeMarkdown(const QString& title, const QList<Step>& st
     if (progress)
         progress(0, total);
 
-    PreparedPictures pictures(steps, quality, false);
+    PreparedPictures pictures(steps, quality, PreparedPictures::Use::files);
     QStringList exts;
     for (int i = 0; i < total; ++i) {
         const QString n = QString::number(i + 1);
