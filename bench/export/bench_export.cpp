@@ -2,8 +2,11 @@
 // at every quality, and how close the PDF comes to the sum of its prepared JPEGs.
 //
 //   bench_export [--benchmark_filter=Pdf]      (TROVIX_BENCH_STEPS overrides the 100 steps;
-//                                              TROVIX_BENCH_ANNOTATED=1 marks every step)
+//                                              TROVIX_BENCH_ANNOTATED=1 marks every step;
+//                                              TROVIX_BENCH_GUIDE=folder exports that saved guide
+//                                              instead, e.g. the one realistic.sh makes)
 
+#include "document/GuideStore.h"
 #include "export/Exporter.h"
 #include "render/ImageCodec.h"
 
@@ -26,7 +29,12 @@ namespace {
 
 constexpr int distinctPictures = 10;
 
+const QList<Step>& savedGuide();
+bool useSavedGuide();
+
 int stepCount() {
+    if (useSavedGuide())
+        return int(savedGuide().size());
     const int steps = qEnvironmentVariableIntValue("TROVIX_BENCH_STEPS");
     return steps > 0 ? steps : 100;
 }
@@ -42,8 +50,25 @@ const QList<QByteArray>& pngs() {
     return list;
 }
 
+// A saved guide named by TROVIX_BENCH_GUIDE, read once.
+const QList<Step>& savedGuide() {
+    static const QList<Step> steps = GuideStore::read(qEnvironmentVariable("TROVIX_BENCH_GUIDE")).steps;
+    return steps;
+}
+
+bool useSavedGuide() {
+    return !qEnvironmentVariableIsEmpty("TROVIX_BENCH_GUIDE");
+}
+
+// The stored PNG of step i.
+QByteArray stepPng(int i) {
+    return useSavedGuide() ? savedGuide()[i].base.png() : pngs()[i % distinctPictures];
+}
+
 // A guide as read from disk: every step's picture known only by its PNG bytes, decoded when needed.
 QList<Step> guideSteps() {
+    if (useSavedGuide())
+        return savedGuide();
     QList<Step> steps;
     // TROVIX_BENCH_ANNOTATED=1 gives every step a box and an arrow, as a hand-finished guide has.
     const bool annotated = qEnvironmentVariableIntValue("TROVIX_BENCH_ANNOTATED") > 0;
@@ -60,9 +85,12 @@ QList<Step> guideSteps() {
 
 qint64 preparedBytes(ExportQuality quality) {
     qint64 sum = 0;
-    for (int i = 0; i < stepCount(); ++i)
-        sum += Exporter::prepare(Image::fromPng(pngs()[i % distinctPictures], QSize(3840, 2160)), quality)
-                   ->data.size();
+    for (const Step& step : guideSteps()) {
+        sum += Exporter::prepare(step.rendered, quality)->data.size();
+        // Decoded pictures are not kept: a hundred of them would not fit.
+        step.rendered.dropPixels();
+        step.base.dropPixels();
+    }
     return sum;
 }
 
@@ -120,8 +148,7 @@ void decodeFloor(benchmark::State& state) {
     for (auto _ : state) {
         QList<QFuture<int>> jobs;
         for (int i = 0; i < stepCount(); ++i)
-            jobs << QtConcurrent::run(
-                &pool, [i] { return ImageCodec::decode(pngs()[i % distinctPictures]).width(); });
+            jobs << QtConcurrent::run(&pool, [i] { return ImageCodec::decode(stepPng(i)).width(); });
         for (QFuture<int>& job : jobs)
             benchmark::DoNotOptimize(job.result());
     }
