@@ -156,8 +156,7 @@ void PdfWriter::drawFooter() {
     g_object_unref(l);
 }
 
-void PdfWriter::drawPicture(const QImage& pixels, const QByteArray& jpeg, double x, double y, double w,
-                            double h) {
+void PdfWriter::drawPicture(const QImage& pixels, double x, double y, double w, double h) {
     QImage image = pixels;
     if (image.format() != QImage::Format_RGB32 && image.format() != QImage::Format_ARGB32_Premultiplied)
         image = image.convertToFormat(image.hasAlphaChannel() ? QImage::Format_ARGB32_Premultiplied
@@ -171,14 +170,19 @@ void PdfWriter::drawPicture(const QImage& pixels, const QByteArray& jpeg, double
         kept->height(), int(kept->bytesPerLine()));
     static cairo_user_data_key_t pixelsKey;
     cairo_surface_set_user_data(surface, &pixelsKey, kept, releaseImage);
-    if (!jpeg.isEmpty()) {
-        // The prepared JPEG goes into the file byte for byte: the preset decides the size.
-        auto* bytes = new QByteArray(jpeg);
-        cairo_surface_set_mime_data(surface, CAIRO_MIME_TYPE_JPEG,
-                                    reinterpret_cast<const unsigned char*>(bytes->constData()),
-                                    (unsigned long)bytes->size(), releaseBytes, bytes);
-    }
+    paintFramed(surface, x, y, w, h);
+    cairo_surface_destroy(surface);
+}
 
+void PdfWriter::drawJpeg(const QByteArray& jpeg, QSize size, double x, double y, double w, double h) {
+    // The prepared JPEG goes into the file byte for byte: the preset decides the size. Cairo takes
+    // the bytes instead of the surface's pixels, so the surface is left blank (its memory is never
+    // touched) and the JPEG is not decoded at all.
+    cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_RGB24, size.width(), size.height());
+    auto* bytes = new QByteArray(jpeg);
+    cairo_surface_set_mime_data(surface, CAIRO_MIME_TYPE_JPEG,
+                                reinterpret_cast<const unsigned char*>(bytes->constData()),
+                                (unsigned long)bytes->size(), releaseBytes, bytes);
     paintFramed(surface, x, y, w, h);
     cairo_surface_destroy(surface);
 }
@@ -280,14 +284,16 @@ void PdfWriter::write(const QList<Step>& steps, ExportQuality quality, QDate dat
 
         const double py = t + 10;
         const double pw = w * f;
-        if (m_embedder && picture.image && pw > 0 && ph > 0) {
+        if (pw <= 0 || ph <= 0) {
+        } else if (m_embedder && picture.image) {
             cairo_surface_t* standIn =
                 PdfImageEmbedder::standIn(m_embedder->add(picture.image->data, picture.stored));
             paintFramed(standIn, columnX, py, pw, ph);
             cairo_surface_destroy(standIn);
-        } else if (!picture.pixels.isNull() && pw > 0 && ph > 0) {
-            const bool jpeg = picture.image && picture.image->ext == QLatin1String("jpg");
-            drawPicture(picture.pixels, jpeg ? picture.image->data : QByteArray(), columnX, py, pw, ph);
+        } else if (picture.image && picture.image->ext == QLatin1String("jpg")) {
+            drawJpeg(picture.image->data, picture.image->cg.size(), columnX, py, pw, ph);
+        } else if (!picture.pixels.isNull()) {
+            drawPicture(picture.pixels, columnX, py, pw, ph);
         }
         y = py + ph + 26;
         if (progress)

@@ -52,7 +52,8 @@ private:
     void beginPage();
     void endPage();
     void drawFooter();
-    void drawPicture(const QImage& pixels, const QByteArray& jpeg, double x, double y, double w, double h);
+    void drawPicture(const QImage& pixels, double x, double y, double w, double h);
+    void drawJpeg(const QByteArray& jpeg, QSize size, double x, double y, double w, double h);
     // Paints `image` into the rounded frame at (x, y), w × h points, and strokes the frame.
     void paintFramed(cairo_surface_t* image, double x, double y, double w, double h);
 

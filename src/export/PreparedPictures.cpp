@@ -49,8 +49,10 @@ PreparedPictures::Picture prepareOne(const Image& source, ExportQuality quality,
         preparePdfStream(source, picture);
     else if (use != PreparedPictures::Use::pdfStream)
         picture.image = Exporter::prepare(source, quality);
-    if (use == PreparedPictures::Use::drawn)
-        picture.pixels = picture.image ? picture.image->cg.pixels() : source.pixels();
+    // A prepared JPEG is drawn from its bytes; only a picture that could not be prepared is drawn from
+    // the step's own pixels.
+    if (use == PreparedPictures::Use::drawn && !picture.image)
+        picture.pixels = source.pixels();
     if (!hadPixels)
         source.dropPixels();
     return picture;

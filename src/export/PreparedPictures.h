@@ -30,8 +30,8 @@ public:
 
     struct Picture {
         std::optional<ExportImage> image; // none when the picture cannot be prepared
-        // For drawn: the pixels to draw (the prepared picture's, or the step's own picture when it
-        // could not be prepared; null when there is none).
+        // For drawn, when the picture could not be prepared: the step's own pixels (null when there
+        // are none).
         QImage pixels;
         // For pdfStream: the PNG bytes are the step's own stored file, which the guide keeps anyway.
         bool stored = false;
