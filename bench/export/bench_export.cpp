@@ -141,24 +141,30 @@ void exportGuide(benchmark::State& state, ExportFormat format, ExportQuality qua
 }
 
 // The floor under every export: only decoding the guide's PNGs, on as many threads as the export
-// prepares pictures with. Balanced and small exports are judged against it.
-void decodeFloor(benchmark::State& state) {
+// prepares pictures with. Balanced and small exports are judged against it. With `zlib`, decoded by
+// Qt's own PNG reader (libpng and zlib) instead of Trovix's decoder, for comparison.
+void decodeFloor(benchmark::State& state, bool zlib) {
     QThreadPool pool;
     pool.setMaxThreadCount(std::max(1, QThread::idealThreadCount()));
     for (auto _ : state) {
         QList<QFuture<int>> jobs;
         for (int i = 0; i < stepCount(); ++i)
-            jobs << QtConcurrent::run(&pool, [i] { return ImageCodec::decode(stepPng(i)).width(); });
+            jobs << QtConcurrent::run(&pool, [i, zlib] {
+                return zlib ? QImage::fromData(stepPng(i), "PNG").width()
+                            : ImageCodec::decode(stepPng(i)).width();
+            });
         for (QFuture<int>& job : jobs)
             benchmark::DoNotOptimize(job.result());
     }
 }
 
 void registerAll() {
-    benchmark::RegisterBenchmark("Export/DecodeFloor", decodeFloor)
-        ->Iterations(1)
-        ->Unit(benchmark::kSecond)
-        ->UseRealTime();
+    for (const bool zlib : {false, true})
+        benchmark::RegisterBenchmark(zlib ? "Export/DecodeFloor/libpng+zlib" : "Export/DecodeFloor",
+                                     [zlib](benchmark::State& state) { decodeFloor(state, zlib); })
+            ->Iterations(1)
+            ->Unit(benchmark::kSecond)
+            ->UseRealTime();
     const std::pair<ExportFormat, const char*> formats[] = {
         {ExportFormat::markdown, "Markdown"}, {ExportFormat::html, "Html"}, {ExportFormat::pdf, "Pdf"}};
     for (const auto& [format, formatName] : formats)
