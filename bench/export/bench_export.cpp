@@ -23,6 +23,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstdio>
+
 using namespace trovix;
 
 namespace {
@@ -186,6 +188,12 @@ int main(int argc, char** argv) {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);
+    // Reading a saved guide is not part of any figure.
+    if (useSavedGuide() && savedGuide().isEmpty()) {
+        std::fprintf(stderr, "bench_export: no steps in %s\n",
+                     qPrintable(qEnvironmentVariable("TROVIX_BENCH_GUIDE")));
+        return 1;
+    }
     registerAll();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
