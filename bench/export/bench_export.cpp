@@ -2,8 +2,11 @@
 // at every quality, and how close the PDF comes to the sum of its prepared JPEGs.
 //
 //   bench_export [--benchmark_filter=Pdf]      (TROVIX_BENCH_STEPS overrides the 100 steps;
-//                                              TROVIX_BENCH_ANNOTATED=1 marks every step)
+//                                              TROVIX_BENCH_ANNOTATED=1 marks every step;
+//                                              TROVIX_BENCH_GUIDE=folder exports that saved guide
+//                                              instead, e.g. the one realistic.sh makes)
 
+#include "document/GuideStore.h"
 #include "export/Exporter.h"
 #include "render/ImageCodec.h"
 
@@ -20,13 +23,20 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstdio>
+
 using namespace trovix;
 
 namespace {
 
 constexpr int distinctPictures = 10;
 
+const QList<Step>& savedGuide();
+bool useSavedGuide();
+
 int stepCount() {
+    if (useSavedGuide())
+        return int(savedGuide().size());
     const int steps = qEnvironmentVariableIntValue("TROVIX_BENCH_STEPS");
     return steps > 0 ? steps : 100;
 }
@@ -42,8 +52,25 @@ const QList<QByteArray>& pngs() {
     return list;
 }
 
+// A saved guide named by TROVIX_BENCH_GUIDE, read once.
+const QList<Step>& savedGuide() {
+    static const QList<Step> steps = GuideStore::read(qEnvironmentVariable("TROVIX_BENCH_GUIDE")).steps;
+    return steps;
+}
+
+bool useSavedGuide() {
+    return !qEnvironmentVariableIsEmpty("TROVIX_BENCH_GUIDE");
+}
+
+// The stored PNG of step i.
+QByteArray stepPng(int i) {
+    return useSavedGuide() ? savedGuide()[i].base.png() : pngs()[i % distinctPictures];
+}
+
 // A guide as read from disk: every step's picture known only by its PNG bytes, decoded when needed.
 QList<Step> guideSteps() {
+    if (useSavedGuide())
+        return savedGuide();
     QList<Step> steps;
     // TROVIX_BENCH_ANNOTATED=1 gives every step a box and an arrow, as a hand-finished guide has.
     const bool annotated = qEnvironmentVariableIntValue("TROVIX_BENCH_ANNOTATED") > 0;
@@ -60,9 +87,12 @@ QList<Step> guideSteps() {
 
 qint64 preparedBytes(ExportQuality quality) {
     qint64 sum = 0;
-    for (int i = 0; i < stepCount(); ++i)
-        sum += Exporter::prepare(Image::fromPng(pngs()[i % distinctPictures], QSize(3840, 2160)), quality)
-                   ->data.size();
+    for (const Step& step : guideSteps()) {
+        sum += Exporter::prepare(step.rendered, quality)->data.size();
+        // Decoded pictures are not kept: a hundred of them would not fit.
+        step.rendered.dropPixels();
+        step.base.dropPixels();
+    }
     return sum;
 }
 
@@ -113,25 +143,30 @@ void exportGuide(benchmark::State& state, ExportFormat format, ExportQuality qua
 }
 
 // The floor under every export: only decoding the guide's PNGs, on as many threads as the export
-// prepares pictures with. Balanced and small exports are judged against it.
-void decodeFloor(benchmark::State& state) {
+// prepares pictures with. Balanced and small exports are judged against it. With `zlib`, decoded by
+// Qt's own PNG reader (libpng and zlib) instead of Trovix's decoder, for comparison.
+void decodeFloor(benchmark::State& state, bool zlib) {
     QThreadPool pool;
     pool.setMaxThreadCount(std::max(1, QThread::idealThreadCount()));
     for (auto _ : state) {
         QList<QFuture<int>> jobs;
         for (int i = 0; i < stepCount(); ++i)
-            jobs << QtConcurrent::run(
-                &pool, [i] { return ImageCodec::decode(pngs()[i % distinctPictures]).width(); });
+            jobs << QtConcurrent::run(&pool, [i, zlib] {
+                return zlib ? QImage::fromData(stepPng(i), "PNG").width()
+                            : ImageCodec::decode(stepPng(i)).width();
+            });
         for (QFuture<int>& job : jobs)
             benchmark::DoNotOptimize(job.result());
     }
 }
 
 void registerAll() {
-    benchmark::RegisterBenchmark("Export/DecodeFloor", decodeFloor)
-        ->Iterations(1)
-        ->Unit(benchmark::kSecond)
-        ->UseRealTime();
+    for (const bool zlib : {false, true})
+        benchmark::RegisterBenchmark(zlib ? "Export/DecodeFloor/libpng+zlib" : "Export/DecodeFloor",
+                                     [zlib](benchmark::State& state) { decodeFloor(state, zlib); })
+            ->Iterations(1)
+            ->Unit(benchmark::kSecond)
+            ->UseRealTime();
     const std::pair<ExportFormat, const char*> formats[] = {
         {ExportFormat::markdown, "Markdown"}, {ExportFormat::html, "Html"}, {ExportFormat::pdf, "Pdf"}};
     for (const auto& [format, formatName] : formats)
@@ -153,6 +188,12 @@ int main(int argc, char** argv) {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);
+    // Reading a saved guide is not part of any figure.
+    if (useSavedGuide() && savedGuide().isEmpty()) {
+        std::fprintf(stderr, "bench_export: no steps in %s\n",
+                     qPrintable(qEnvironmentVariable("TROVIX_BENCH_GUIDE")));
+        return 1;
+    }
     registerAll();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

@@ -22,10 +22,10 @@ std::optional<ExportImage> prepareJpeg(const QImage& image, ExportQuality qualit
     QByteArray data = jpegData(scaled, *jpegQuality(quality));
     if (data.isEmpty())
         return std::nullopt;
-    // What the export shows is the picture after the lossy round trip, not the scaled original.
-    const QImage decoded = ImageCodec::decode(data);
-    return ExportImage{Image(decoded.isNull() ? scaled : decoded), std::move(data), QStringLiteral("jpg"),
-                       QStringLiteral("image/jpeg")};
+    // What the export shows is the picture after the lossy round trip, not the scaled original. It is
+    // decoded only when asked for: the writers embed the JPEG bytes and never need its pixels.
+    return ExportImage{Image::lazy(scaled.size(), [data] { return ImageCodec::decode(data); }), data,
+                       QStringLiteral("jpg"), QStringLiteral("image/jpeg")};
 }
 
 ExportImage pngImage(Image image, QByteArray png) {
@@ -95,7 +95,7 @@ ExportResult Exporter::writeMarkdown(const QString& title, const QList<Step>& st
     if (progress)
         progress(0, total);
 
-    PreparedPictures pictures(steps, quality, false);
+    PreparedPictures pictures(steps, quality, PreparedPictures::Use::files);
     QStringList exts;
     for (int i = 0; i < total; ++i) {
         const QString n = QString::number(i + 1);

@@ -68,7 +68,9 @@ public:
                                   const ExportProgress& progress = {});
 
     // Writes the guide as a PDF of US Letter pages to `file` atomically: title block, one block per
-    // step, "Page N" footers, the title in the document information and one bookmark per step.
+    // step, "Page N" footers, the title in the document information and one bookmark per step. At full
+    // quality a step's stored PNG goes in without being decoded or compressed again; marked steps
+    // are encoded once while the pages are laid out.
     static ExportResult writePdf(const QString& title, const QList<Step>& steps, ExportQuality quality,
                                  const QString& file, const ExportProgress& progress = {},
                                  QDate date = QDate::currentDate());

@@ -57,7 +57,7 @@ void HtmlWriter::write(const QString& title, const QList<Step>& steps, ExportQua
     if (progress)
         progress(0, total);
 
-    PreparedPictures pictures(steps, quality, false);
+    PreparedPictures pictures(steps, quality, PreparedPictures::Use::files);
     for (int i = 0; i < total; ++i) {
         const QByteArray n = QByteArray::number(i + 1);
         const Step& step = steps[i];

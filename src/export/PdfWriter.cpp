@@ -2,9 +2,11 @@
 
 #include "document/Error.h"
 #include "export/OutputFile.h"
+#include "export/PdfImageEmbedder.h"
 #include "export/PreparedPictures.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QLocale>
 
 #include <cairo-pdf.h>
@@ -14,6 +16,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <optional>
 
 namespace trovix {
 
@@ -56,6 +59,11 @@ cairo_status_t writeToFile(void* closure, const unsigned char* data, unsigned in
     return CAIRO_STATUS_SUCCESS;
 }
 
+cairo_status_t appendToBytes(void* closure, const unsigned char* data, unsigned int length) {
+    static_cast<QByteArray*>(closure)->append(reinterpret_cast<const char*>(data), qsizetype(length));
+    return CAIRO_STATUS_SUCCESS;
+}
+
 // Bookmark text on one line.
 QByteArray outlineText(int n, const QString& title) {
     QString text = QString::number(n) + QStringLiteral(". ") + title.simplified();
@@ -64,11 +72,12 @@ QByteArray outlineText(int n, const QString& title) {
 
 } // namespace
 
-PdfWriter::PdfWriter(cairo_t* cr, cairo_surface_t* surface, const QString& title)
+PdfWriter::PdfWriter(cairo_t* cr, cairo_surface_t* surface, const QString& title, PdfImageEmbedder* embedder)
     : m_cr(cr)
     , m_surface(surface)
     , m_pango(pango_cairo_create_context(cr))
-    , m_title(title) {
+    , m_title(title)
+    , m_embedder(embedder) {
     // Metrics unhinted and glyphs unrounded: the page is a vector page, and text must measure the
     // same whatever the screen settings are.
     cairo_font_options_t* options = cairo_font_options_create();
@@ -149,8 +158,7 @@ void PdfWriter::drawFooter() {
     g_object_unref(l);
 }
 
-void PdfWriter::drawPicture(const QImage& pixels, const QByteArray& jpeg, double x, double y, double w,
-                            double h) {
+void PdfWriter::drawPicture(const QImage& pixels, double x, double y, double w, double h) {
     QImage image = pixels;
     if (image.format() != QImage::Format_RGB32 && image.format() != QImage::Format_ARGB32_Premultiplied)
         image = image.convertToFormat(image.hasAlphaChannel() ? QImage::Format_ARGB32_Premultiplied
@@ -164,24 +172,33 @@ void PdfWriter::drawPicture(const QImage& pixels, const QByteArray& jpeg, double
         kept->height(), int(kept->bytesPerLine()));
     static cairo_user_data_key_t pixelsKey;
     cairo_surface_set_user_data(surface, &pixelsKey, kept, releaseImage);
-    if (!jpeg.isEmpty()) {
-        // The prepared JPEG goes into the file byte for byte: the preset decides the size.
-        auto* bytes = new QByteArray(jpeg);
-        cairo_surface_set_mime_data(surface, CAIRO_MIME_TYPE_JPEG,
-                                    reinterpret_cast<const unsigned char*>(bytes->constData()),
-                                    (unsigned long)bytes->size(), releaseBytes, bytes);
-    }
+    paintFramed(surface, x, y, w, h);
+    cairo_surface_destroy(surface);
+}
 
+void PdfWriter::drawJpeg(const QByteArray& jpeg, QSize size, double x, double y, double w, double h) {
+    // The prepared JPEG goes into the file byte for byte: the preset decides the size. Cairo takes
+    // the bytes instead of the surface's pixels, so the surface is left blank (its memory is never
+    // touched) and the JPEG is not decoded at all.
+    cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_RGB24, size.width(), size.height());
+    auto* bytes = new QByteArray(jpeg);
+    cairo_surface_set_mime_data(surface, CAIRO_MIME_TYPE_JPEG,
+                                reinterpret_cast<const unsigned char*>(bytes->constData()),
+                                (unsigned long)bytes->size(), releaseBytes, bytes);
+    paintFramed(surface, x, y, w, h);
+    cairo_surface_destroy(surface);
+}
+
+void PdfWriter::paintFramed(cairo_surface_t* image, double x, double y, double w, double h) {
     cairo_save(m_cr);
     roundedRect(m_cr, x, y, w, h, 6);
     cairo_clip(m_cr);
     cairo_translate(m_cr, x, y);
-    cairo_scale(m_cr, w / image.width(), h / image.height());
-    cairo_set_source_surface(m_cr, surface, 0, 0);
+    cairo_scale(m_cr, w / cairo_image_surface_get_width(image), h / cairo_image_surface_get_height(image));
+    cairo_set_source_surface(m_cr, image, 0, 0);
     cairo_pattern_set_filter(cairo_get_source(m_cr), CAIRO_FILTER_GOOD);
     cairo_paint(m_cr);
     cairo_restore(m_cr);
-    cairo_surface_destroy(surface);
 
     roundedRect(m_cr, x, y, w, h, 6);
     cairo_set_source_rgb(m_cr, hairR, hairG, hairB);
@@ -218,7 +235,8 @@ void PdfWriter::write(const QList<Step>& steps, ExportQuality quality, QDate dat
     if (progress)
         progress(0, total);
 
-    PreparedPictures pictures(steps, quality, true);
+    PreparedPictures pictures(steps, quality,
+                              m_embedder ? PreparedPictures::Use::pdfStream : PreparedPictures::Use::drawn);
     for (int i = 0; i < total; ++i) {
         const Step& step = steps[i];
         const int n = i + 1;
@@ -270,9 +288,16 @@ void PdfWriter::write(const QList<Step>& steps, ExportQuality quality, QDate dat
 
         const double py = t + 10;
         const double pw = w * f;
-        if (!picture.pixels.isNull() && pw > 0 && ph > 0) {
-            const bool jpeg = picture.image && picture.image->ext == QLatin1String("jpg");
-            drawPicture(picture.pixels, jpeg ? picture.image->data : QByteArray(), columnX, py, pw, ph);
+        if (pw <= 0 || ph <= 0) {
+        } else if (m_embedder && picture.image) {
+            cairo_surface_t* standIn =
+                PdfImageEmbedder::standIn(m_embedder->add(picture.image->data, picture.stored));
+            paintFramed(standIn, columnX, py, pw, ph);
+            cairo_surface_destroy(standIn);
+        } else if (picture.image && picture.image->ext == QLatin1String("jpg")) {
+            drawJpeg(picture.image->data, picture.image->cg.size(), columnX, py, pw, ph);
+        } else if (!picture.pixels.isNull()) {
+            drawPicture(picture.pixels, columnX, py, pw, ph);
         }
         y = py + ph + 26;
         if (progress)
@@ -284,16 +309,24 @@ void PdfWriter::write(const QList<Step>& steps, ExportQuality quality, QDate dat
 ExportResult Exporter::writePdf(const QString& title, const QList<Step>& steps, ExportQuality quality,
                                 const QString& file, const ExportProgress& progress, QDate date) {
     // Written through an atomic file: a failed export leaves no half-written PDF behind, and an
-    // existing file of that name stays as it was.
+    // existing file of that name stays as it was. At full quality cairo lays the pages out in memory
+    // (a small document: the pictures are stand-ins) and the embedder writes the file.
     OutputFile out(file);
+    std::optional<PdfImageEmbedder> embedder;
+    QByteArray layout;
+    if (quality == ExportQuality::full)
+        embedder.emplace(QFileInfo(file).absolutePath(), file);
     cairo_surface_t* surface =
-        cairo_pdf_surface_create_for_stream(writeToFile, &out, PdfWriter::pageWidth, PdfWriter::pageHeight);
+        embedder ? cairo_pdf_surface_create_for_stream(appendToBytes, &layout, PdfWriter::pageWidth,
+                                                       PdfWriter::pageHeight)
+                 : cairo_pdf_surface_create_for_stream(writeToFile, &out, PdfWriter::pageWidth,
+                                                       PdfWriter::pageHeight);
     const QByteArray titleUtf8 = title.toUtf8();
     cairo_pdf_surface_set_metadata(surface, CAIRO_PDF_METADATA_TITLE, titleUtf8.constData());
     cairo_pdf_surface_set_metadata(surface, CAIRO_PDF_METADATA_CREATOR, "Trovix");
     cairo_t* cr = cairo_create(surface);
     try {
-        PdfWriter writer(cr, surface, title);
+        PdfWriter writer(cr, surface, title, embedder ? &*embedder : nullptr);
         writer.write(steps, quality, date, progress);
     } catch (...) {
         cairo_destroy(cr);
@@ -309,6 +342,8 @@ ExportResult Exporter::writePdf(const QString& title, const QList<Step>& steps, 
                     QCoreApplication::translate("trovix::PdfWriter", "Could not write %1: %2.")
                         .arg(quoted(file), QString::fromUtf8(cairo_status_to_string(status))),
                     file);
+    if (embedder)
+        embedder->write(layout, out);
     ExportResult result;
     result.path = file;
     result.bytes = out.commit();

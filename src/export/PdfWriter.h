@@ -13,6 +13,8 @@ typedef struct _PangoLayout PangoLayout;
 
 namespace trovix {
 
+class PdfImageEmbedder;
+
 // Lays a guide out on US Letter pages with cairo and Pango. Lengths are PDF points from the page's
 // top-left corner, y downwards (cairo's own orientation, so no per-page flip is needed).
 class PdfWriter {
@@ -24,7 +26,9 @@ public:
     static constexpr double bottomLimit = 730, footerY = 746, footerHeight = 14;
     static constexpr double maxPictureWidth = 464, maxPictureHeight = 320, minShrunkHeight = 190;
 
-    PdfWriter(cairo_t* cr, cairo_surface_t* surface, const QString& title);
+    // With an embedder (full quality), pictures are drawn as its stand-ins and handed to it.
+    PdfWriter(cairo_t* cr, cairo_surface_t* surface, const QString& title,
+              PdfImageEmbedder* embedder = nullptr);
     ~PdfWriter();
     PdfWriter(const PdfWriter&) = delete;
     PdfWriter& operator=(const PdfWriter&) = delete;
@@ -48,12 +52,16 @@ private:
     void beginPage();
     void endPage();
     void drawFooter();
-    void drawPicture(const QImage& pixels, const QByteArray& jpeg, double x, double y, double w, double h);
+    void drawPicture(const QImage& pixels, double x, double y, double w, double h);
+    void drawJpeg(const QByteArray& jpeg, QSize size, double x, double y, double w, double h);
+    // Paints `image` into the rounded frame at (x, y), w × h points, and strokes the frame.
+    void paintFramed(cairo_surface_t* image, double x, double y, double w, double h);
 
     cairo_t* m_cr;
     cairo_surface_t* m_surface;
     PangoContext* m_pango;
     QString m_title;
+    PdfImageEmbedder* m_embedder;
     int m_page = 0;
 };
 

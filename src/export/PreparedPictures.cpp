@@ -1,6 +1,10 @@
 #include "export/PreparedPictures.h"
 
 #include "export/Exporter.h"
+#include "export/PngLayout.h"
+#include "render/ImageCodec.h"
+
+#include <QPainter>
 
 #include <QThread>
 #include <QtConcurrent/QtConcurrentRun>
@@ -11,14 +15,44 @@ namespace trovix {
 
 namespace {
 
-PreparedPictures::Picture prepareOne(const Image& source, ExportQuality quality, bool withPixels) {
+// Opaque pixels as they look on a white page.
+QImage onWhite(const QImage& pixels) {
+    if (!pixels.hasAlphaChannel())
+        return pixels;
+    QImage out(pixels.size(), QImage::Format_RGB32);
+    if (out.isNull())
+        return {};
+    out.fill(Qt::white);
+    QPainter painter(&out);
+    painter.drawImage(0, 0, pixels);
+    return out;
+}
+
+// The step's stored PNG when a PDF can hold its data unchanged; otherwise its pixels encoded once,
+// with the fast screenshot settings, into a PNG that it can.
+void preparePdfStream(const Image& source, PreparedPictures::Picture& picture) {
+    QByteArray png = source.hasPng() ? source.png() : QByteArray();
+    picture.stored = !png.isEmpty() && PngLayout::embeddable(png);
+    if (!picture.stored)
+        png = ImageCodec::encodePng(onWhite(source.pixels()));
+    if (!png.isEmpty())
+        picture.image =
+            ExportImage{source, std::move(png), QStringLiteral("png"), QStringLiteral("image/png")};
+}
+
+PreparedPictures::Picture prepareOne(const Image& source, ExportQuality quality, PreparedPictures::Use use) {
     // Exporting must not leave decoded screenshots behind in the guide: pixels that were not
     // cached before are released again once the picture is prepared.
     const bool hadPixels = source.hasPixels();
     PreparedPictures::Picture picture;
-    picture.image = Exporter::prepare(source, quality);
-    if (withPixels)
-        picture.pixels = picture.image ? picture.image->cg.pixels() : source.pixels();
+    if (use == PreparedPictures::Use::pdfStream && !source.isNull())
+        preparePdfStream(source, picture);
+    else if (use != PreparedPictures::Use::pdfStream)
+        picture.image = Exporter::prepare(source, quality);
+    // A prepared JPEG is drawn from its bytes; only a picture that could not be prepared is drawn from
+    // the step's own pixels.
+    if (use == PreparedPictures::Use::drawn && !picture.image)
+        picture.pixels = source.pixels();
     if (!hadPixels)
         source.dropPixels();
     return picture;
@@ -26,10 +60,10 @@ PreparedPictures::Picture prepareOne(const Image& source, ExportQuality quality,
 
 } // namespace
 
-PreparedPictures::PreparedPictures(const QList<Step>& steps, ExportQuality quality, bool withPixels)
+PreparedPictures::PreparedPictures(const QList<Step>& steps, ExportQuality quality, Use use)
     : m_steps(steps)
     , m_quality(quality)
-    , m_withPixels(withPixels) {
+    , m_use(use) {
     // A pool of our own: the global pool also encodes the guide's PNGs, and a prepare job may wait
     // for one of those.
     const int threads = std::max(1, QThread::idealThreadCount());
@@ -48,9 +82,9 @@ PreparedPictures::Picture PreparedPictures::take(int index) {
     while (m_scheduled < m_steps.size() && m_scheduled <= index + m_lookAhead) {
         const Image source = m_steps[m_scheduled].rendered;
         const ExportQuality quality = m_quality;
-        const bool withPixels = m_withPixels;
-        m_jobs[m_scheduled++] = QtConcurrent::run(
-            &m_pool, [source, quality, withPixels] { return prepareOne(source, quality, withPixels); });
+        const Use use = m_use;
+        m_jobs[m_scheduled++] =
+            QtConcurrent::run(&m_pool, [source, quality, use] { return prepareOne(source, quality, use); });
     }
     Picture picture = m_jobs[index].result();
     // Replacing the finished future releases the result it kept.

@@ -22,14 +22,22 @@ namespace trovix {
 // to be decoded or rendered for the export has them dropped again afterwards.
 class PreparedPictures {
 public:
-    struct Picture {
-        std::optional<ExportImage> image; // none when the picture cannot be prepared
-        // With withPixels: the pixels to draw (the prepared picture's, or the step's own picture
-        // when it could not be prepared; null when there is none).
-        QImage pixels;
+    enum class Use {
+        files,     // the encoded picture is written out
+        drawn,     // also its pixels, to draw
+        pdfStream, // full quality only: a PNG whose data a PDF image can hold as it is
     };
 
-    PreparedPictures(const QList<Step>& steps, ExportQuality quality, bool withPixels);
+    struct Picture {
+        std::optional<ExportImage> image; // none when the picture cannot be prepared
+        // For drawn, when the picture could not be prepared: the step's own pixels (null when there
+        // are none).
+        QImage pixels;
+        // For pdfStream: the PNG bytes are the step's own stored file, which the guide keeps anyway.
+        bool stored = false;
+    };
+
+    PreparedPictures(const QList<Step>& steps, ExportQuality quality, Use use);
     ~PreparedPictures();
     PreparedPictures(const PreparedPictures&) = delete;
     PreparedPictures& operator=(const PreparedPictures&) = delete;
@@ -40,7 +48,7 @@ public:
 private:
     QList<Step> m_steps;
     ExportQuality m_quality;
-    bool m_withPixels;
+    Use m_use;
     QThreadPool m_pool;
     QList<QFuture<Picture>> m_jobs;
     int m_lookAhead;

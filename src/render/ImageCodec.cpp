@@ -1,5 +1,7 @@
 #include "render/ImageCodec.h"
 
+#include "render/PngFastDecoder.h"
+
 #include <QBuffer>
 #include <QCoreApplication>
 #include <QImageReader>
@@ -174,6 +176,8 @@ bool runDecode(png_structp png, png_infop info, DecodeJob* job) {
 }
 
 QImage decodePng(const QByteArray& bytes) {
+    if (std::optional<QImage> fast = PngFastDecoder::decode(bytes, maxSide, maxPixels))
+        return *fast;
     png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, onError, onWarning);
     if (!png)
         return {};
