@@ -4,6 +4,7 @@
 #include "export/OutputFile.h"
 #include "export/PngLayout.h"
 
+#include <QCoreApplication>
 #include <QDir>
 
 #include <cairo.h>
@@ -82,7 +83,9 @@ PdfImageEmbedder::PdfImageEmbedder(const QString& spoolFolder, const QString& pd
 PdfImageEmbedder::~PdfImageEmbedder() = default;
 
 void PdfImageEmbedder::fail(const QString& reason) const {
-    throw Error(Error::Code::io, QStringLiteral("Could not write %1: %2.").arg(quoted(m_pdfPath), reason),
+    throw Error(Error::Code::io,
+                QCoreApplication::translate("trovix::PdfWriter", "Could not write %1: %2.")
+                    .arg(quoted(m_pdfPath), reason),
                 m_pdfPath);
 }
 

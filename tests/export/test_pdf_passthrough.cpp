@@ -2,7 +2,7 @@
 #include "export/PngLayout.h"
 #include "render/ImageCodec.h"
 
-#include "support/ScreenshotLike.h"
+#include "support/SyntheticScreenshot.h"
 
 #include <QBuffer>
 #include <QDir>
@@ -47,8 +47,11 @@ private Q_SLOTS:
         QByteArray stored;
         QBuffer buffer(&stored);
         buffer.open(QIODevice::WriteOnly);
-        QVERIFY(screenshotLike(900, 500, 1).save(&buffer, "PNG"));
-        QImage translucent = screenshotLike(300, 200, 2).convertToFormat(QImage::Format_ARGB32);
+        QVERIFY(trovix::testing::syntheticScreenshot(900, 500, 1)
+                    .convertToFormat(QImage::Format_RGB32)
+                    .save(&buffer, "PNG"));
+        QImage translucent =
+            trovix::testing::syntheticScreenshot(300, 200, 2).convertToFormat(QImage::Format_ARGB32);
         translucent.fill(QColor(40, 90, 200, 128));
         const QByteArray withAlpha = ImageCodec::encodePng(translucent);
         QVERIFY(PngLayout::embeddable(stored) && !PngLayout::embeddable(withAlpha));

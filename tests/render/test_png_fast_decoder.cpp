@@ -1,7 +1,7 @@
 #include "render/ImageCodec.h"
 #include "render/PngFastDecoder.h"
 
-#include "support/ScreenshotLike.h"
+#include "support/SyntheticScreenshot.h"
 
 #include <QBuffer>
 #include <QTest>
@@ -73,12 +73,13 @@ class TestPngFastDecoder : public QObject {
 
 private Q_SLOTS:
     void decodesScreenshotPngsAsLibpngDoes() {
-        QImage translucent = screenshotLike(333, 211, 4).convertToFormat(QImage::Format_ARGB32);
+        QImage translucent =
+            trovix::testing::syntheticScreenshot(333, 211, 4).convertToFormat(QImage::Format_ARGB32);
         for (int y = 0; y < translucent.height(); ++y)
             for (int x = 0; x < translucent.width(); ++x)
                 translucent.setPixel(x, y,
                                      (translucent.pixel(x, y) & 0xffffff) | quint32((x * 7 + y) % 256) << 24);
-        QImage dense = screenshotLike(640, 360, 5);
+        QImage dense = trovix::testing::syntheticScreenshot(640, 360, 5);
         dense.setDotsPerMeterX(5669);
         dense.setDotsPerMeterY(5669);
         // Qt's encoder, ours, and every kind of row filter. RGB and RGBA, odd widths.
