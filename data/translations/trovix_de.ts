@@ -1044,6 +1044,10 @@ Strg+Alt+S</translation>
         <source>Trovix couldn’t capture the screen: it is no longer connected.</source>
         <translation>Trovix konnte den Bildschirm nicht aufnehmen: Er ist nicht mehr angeschlossen.</translation>
     </message>
+    <message>
+        <source>not a picture Trovix can read</source>
+        <translation>kein Bild, das Trovix lesen kann</translation>
+    </message>
 </context>
 <context>
     <name>trovix::StatusItem</name>

