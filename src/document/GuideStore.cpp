@@ -340,7 +340,8 @@ QImage decodeCovering(const QByteArray& bytes, QSize cover) {
     QBuffer buffer;
     buffer.setData(bytes);
     buffer.open(QIODevice::ReadOnly);
-    QImageReader reader(&buffer);
+    QImageReader reader(&buffer, "jpeg");
+    reader.setDecideFormatFromContent(false);
     const QSize size = reader.size();
     int denominator = 1;
     while (denominator < 8 && size.width() / (denominator * 2) >= cover.width() &&

@@ -292,10 +292,12 @@ QImage decode(const QByteArray& bytes) {
     QBuffer buffer;
     buffer.setData(bytes);
     buffer.open(QIODevice::ReadOnly);
-    QImageReader reader(&buffer);
+    // Guide folders come from anywhere: only the JPEG decoder sees what is not PNG, never every image
+    // plugin installed (an MNG passed off as a step picture leaked inside libmng).
+    QImageReader reader(&buffer, "jpeg");
+    reader.setDecideFormatFromContent(false);
     reader.setAutoTransform(false);
-    // The size in the file's header, where the format tells it without decoding. Formats that do not
-    // (MNG) are held to Qt's own allocation limit while decoding, and to ours after.
+    // The size in the file's header, checked before the pixels are allocated.
     const auto beyondLimits = [](QSize size) {
         return size.width() > maxSide || size.height() > maxSide ||
                qint64(size.width()) * size.height() > maxPixels;

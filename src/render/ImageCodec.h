@@ -15,8 +15,8 @@ inline constexpr qint64 maxPixels = qint64(1) << 27; // 134 million
 // Encodes pixels as a PNG file; empty on failure. Tuned for screenshots: fast zlib settings and the
 // "up" filter, which suits flat areas, text and vertical gradients. Opaque pictures are stored as RGB.
 QByteArray encodePng(const QImage& image);
-// Decodes the first image of PNG (or any readable) bytes; null on failure, and null for a picture
-// beyond the limits above, refused before its pixels are allocated. PNG pictures come back as ARGB32
+// Decodes PNG or JPEG bytes (no other format); null on failure, and null for a picture beyond the
+// limits above, refused before its pixels are allocated. PNG pictures come back as ARGB32
 // premultiplied.
 QImage decode(const QByteArray& bytes);
 // The pixel size recorded in a PNG header, or an invalid size when the bytes are no PNG.
