@@ -957,6 +957,29 @@ Strg+Alt+S</translation>
     </message>
 </context>
 <context>
+    <name>trovix::PdfImageEmbedder</name>
+    <message>
+        <source>a picture is not PNG data a PDF can hold as it is</source>
+        <translation>ein Bild besteht nicht aus PNG-Daten, die ein PDF unverändert aufnehmen kann</translation>
+    </message>
+    <message>
+        <source>no temporary file could be made in %1 (%2)</source>
+        <translation>in %1 ließ sich keine temporäre Datei anlegen (%2)</translation>
+    </message>
+    <message>
+        <source>its temporary file could not be written (%1)</source>
+        <translation>die zugehörige temporäre Datei ließ sich nicht schreiben (%1)</translation>
+    </message>
+    <message>
+        <source>its temporary file could not be read back (%1)</source>
+        <translation>die zugehörige temporäre Datei ließ sich nicht wieder lesen (%1)</translation>
+    </message>
+    <message>
+        <source>picture %1 has no place in the layout</source>
+        <translation>Bild %1 hat keinen Platz im Seitenaufbau</translation>
+    </message>
+</context>
+<context>
     <name>trovix::PdfWriter</name>
     <message>
         <source>Page %1</source>

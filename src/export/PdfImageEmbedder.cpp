@@ -92,7 +92,8 @@ void PdfImageEmbedder::fail(const QString& reason) const {
 int PdfImageEmbedder::add(const QByteArray& png, bool held) {
     const std::optional<PngLayout> layout = PngLayout::embeddable(png);
     if (!layout)
-        fail(QStringLiteral("a picture is not PNG data a PDF can hold as it is"));
+        fail(QCoreApplication::translate("trovix::PdfImageEmbedder",
+                                         "a picture is not PNG data a PDF can hold as it is"));
     Picture picture;
     picture.width = layout->width;
     picture.height = layout->height;
@@ -103,13 +104,16 @@ int PdfImageEmbedder::add(const QByteArray& png, bool held) {
         if (!m_spool) {
             m_spool = std::make_unique<QTemporaryFile>(QDir(m_spoolFolder).filePath(".trovix-pdf-XXXXXX"));
             if (!m_spool->open())
-                fail(QStringLiteral("no temporary file could be made in %1 (%2)")
+                fail(QCoreApplication::translate("trovix::PdfImageEmbedder",
+                                                 "no temporary file could be made in %1 (%2)")
                          .arg(quoted(m_spoolFolder), m_spool->errorString()));
         }
         picture.offset = m_spool->pos();
         picture.size = png.size();
         if (m_spool->write(png) != png.size())
-            fail(QStringLiteral("its temporary file could not be written (%1)").arg(m_spool->errorString()));
+            fail(QCoreApplication::translate("trovix::PdfImageEmbedder",
+                                             "its temporary file could not be written (%1)")
+                     .arg(m_spool->errorString()));
     }
     m_pictures << picture;
     return int(m_pictures.size() - 1);
@@ -122,7 +126,9 @@ QByteArray PdfImageEmbedder::bytes(const Picture& picture) {
     if (m_spool->seek(picture.offset))
         data = m_spool->read(picture.size);
     if (data.size() != picture.size)
-        fail(QStringLiteral("its temporary file could not be read back (%1)").arg(m_spool->errorString()));
+        fail(QCoreApplication::translate("trovix::PdfImageEmbedder",
+                                         "its temporary file could not be read back (%1)")
+                 .arg(m_spool->errorString()));
     return data;
 }
 
@@ -137,7 +143,9 @@ cairo_surface_t* PdfImageEmbedder::standIn(int number) {
 
 void PdfImageEmbedder::write(const QByteArray& layout, OutputFile& out) {
     if (m_spool && !m_spool->flush())
-        fail(QStringLiteral("its temporary file could not be written (%1)").arg(m_spool->errorString()));
+        fail(QCoreApplication::translate("trovix::PdfImageEmbedder",
+                                         "its temporary file could not be written (%1)")
+                 .arg(m_spool->errorString()));
     try {
         QPDF pdf;
         pdf.setSuppressWarnings(true);
@@ -168,7 +176,9 @@ void PdfImageEmbedder::write(const QByteArray& layout, OutputFile& out) {
             placed[number] = true;
         }
         if (placed.contains(false))
-            fail(QStringLiteral("picture %1 has no place in the layout").arg(placed.indexOf(false) + 1));
+            fail(QCoreApplication::translate("trovix::PdfImageEmbedder",
+                                             "picture %1 has no place in the layout")
+                     .arg(placed.indexOf(false) + 1));
 
         FilePipeline pipeline(out);
         QPDFWriter writer(pdf);
