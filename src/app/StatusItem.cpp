@@ -143,17 +143,18 @@ void StatusItem::refresh() {
 
     auto* menu = new QMenu;
     auto add = [menu](const QString& label, const std::function<void()>& action) {
-        QObject::connect(menu->addAction(label), &QAction::triggered, menu, [action] {
+        QAction* entry = menu->addAction(label);
+        QObject::connect(entry, &QAction::triggered, menu, [action] {
             if (action)
                 action();
         });
+        return entry;
     };
     add(tr("Show Trovix"), m_actions.show);
     add(tr("Guides Library"), m_actions.library);
     add(tr("Capture Region  (Ctrl+Alt+S)"), m_actions.capture);
-    add(recordLabel(recording), m_actions.toggleRecording);
+    QAction* record = add(recordLabel(recording), m_actions.toggleRecording);
     if (!m_actions.recordingUnavailable.isEmpty()) {
-        QAction* record = menu->actions().constLast();
         record->setEnabled(false);
         record->setToolTip(m_actions.recordingUnavailable);
         menu->setToolTipsVisible(true);

@@ -288,16 +288,17 @@ void PdfWriter::write(const QList<Step>& steps, ExportQuality quality, QDate dat
 
         const double py = t + 10;
         const double pw = w * f;
-        if (pw <= 0 || ph <= 0) {
-        } else if (m_embedder && picture.image) {
-            cairo_surface_t* standIn =
-                PdfImageEmbedder::standIn(m_embedder->add(picture.image->data, picture.stored));
-            paintFramed(standIn, columnX, py, pw, ph);
-            cairo_surface_destroy(standIn);
-        } else if (picture.image && picture.image->ext == QLatin1String("jpg")) {
-            drawJpeg(picture.image->data, picture.image->cg.size(), columnX, py, pw, ph);
-        } else if (!picture.pixels.isNull()) {
-            drawPicture(picture.pixels, columnX, py, pw, ph);
+        if (pw > 0 && ph > 0) {
+            if (m_embedder && picture.image) {
+                cairo_surface_t* standIn =
+                    PdfImageEmbedder::standIn(m_embedder->add(picture.image->data, picture.stored));
+                paintFramed(standIn, columnX, py, pw, ph);
+                cairo_surface_destroy(standIn);
+            } else if (picture.image && picture.image->ext == QLatin1String("jpg")) {
+                drawJpeg(picture.image->data, picture.image->cg.size(), columnX, py, pw, ph);
+            } else if (!picture.pixels.isNull()) {
+                drawPicture(picture.pixels, columnX, py, pw, ph);
+            }
         }
         y = py + ph + 26;
         if (progress)

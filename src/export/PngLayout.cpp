@@ -1,27 +1,21 @@
 #include "export/PngLayout.h"
 
-#include <QtEndian>
+#include "render/PngChunk.h"
 
-#include <cstring>
+#include <QtEndian>
 
 namespace trovix {
 
 std::optional<PngLayout> PngLayout::embeddable(const QByteArray& png) {
-    const auto* data = reinterpret_cast<const uchar*>(png.constData());
-    const qsizetype size = png.size();
-    if (size < 8 || std::memcmp(data, "\x89PNG\r\n\x1a\n", 8) != 0)
+    const std::optional<QList<PngChunk>> chunks = PngChunk::readAll(png, false);
+    if (!chunks)
         return std::nullopt;
     PngLayout layout;
     bool header = false, dataEnded = false;
-    for (qsizetype pos = 8; size - pos >= 12;) {
-        const quint32 length = qFromBigEndian<quint32>(data + pos);
-        if (qint64(length) > qint64(size - pos - 12))
-            return std::nullopt;
-        const uchar* type = data + pos + 4;
-        const uchar* body = type + 4;
-        auto is = [type](const char* name) { return std::memcmp(type, name, 4) == 0; };
-        if (is("IHDR")) {
-            if (length != 13)
+    for (const PngChunk& chunk : *chunks) {
+        const auto* body = reinterpret_cast<const uchar*>(chunk.body.data());
+        if (chunk.is("IHDR")) {
+            if (chunk.body.size() != 13)
                 return std::nullopt;
             layout.width = int(qFromBigEndian<quint32>(body));
             layout.height = int(qFromBigEndian<quint32>(body + 4));
@@ -32,22 +26,20 @@ std::optional<PngLayout> PngLayout::embeddable(const QByteArray& png) {
                 return std::nullopt;
             layout.colours = colourType == 2 ? 3 : 1;
             header = true;
-        } else if (is("tRNS")) {
+        } else if (chunk.is("tRNS")) {
             return std::nullopt; // a transparent colour: the picture has alpha
-        } else if (is("IDAT")) {
+        } else if (chunk.is("IDAT")) {
             if (!header || dataEnded)
                 return std::nullopt;
-            layout.chunks << QByteArrayView(reinterpret_cast<const char*>(body), length);
-        } else if (is("IEND")) {
+            layout.chunks << chunk.body;
+        } else if (chunk.is("IEND")) {
             if (!header || layout.chunks.isEmpty())
                 return std::nullopt;
-            return layout;
         } else if (!layout.chunks.isEmpty()) {
             dataEnded = true;
         }
-        pos += 12 + qsizetype(length);
     }
-    return std::nullopt;
+    return layout;
 }
 
 } // namespace trovix

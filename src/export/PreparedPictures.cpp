@@ -45,10 +45,10 @@ PreparedPictures::Picture prepareOne(const Image& source, ExportQuality quality,
     // cached before are released again once the picture is prepared.
     const bool hadPixels = source.hasPixels();
     PreparedPictures::Picture picture;
-    if (use == PreparedPictures::Use::pdfStream && !source.isNull())
-        preparePdfStream(source, picture);
-    else if (use != PreparedPictures::Use::pdfStream)
+    if (use != PreparedPictures::Use::pdfStream)
         picture.image = Exporter::prepare(source, quality);
+    else if (!source.isNull())
+        preparePdfStream(source, picture);
     // A prepared JPEG is drawn from its bytes; only a picture that could not be prepared is drawn from
     // the step's own pixels.
     if (use == PreparedPictures::Use::drawn && !picture.image)

@@ -1,22 +1,17 @@
 #include "render/PngFastDecoder.h"
 
+#include "render/PngChunk.h"
+
 #include <QtEndian>
 
 #include <libdeflate.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 
 namespace trovix {
 
 namespace {
-
-struct Chunk {
-    const uchar* type;
-    const uchar* body;
-    quint32 length;
-};
 
 quint32 be32(const uchar* p) {
     return qFromBigEndian<quint32>(p);
@@ -62,30 +57,10 @@ struct FreeDecompressor {
 } // namespace
 
 std::optional<QImage> PngFastDecoder::decode(const QByteArray& png, qint64 maxSide, qint64 maxPixels) {
-    const auto* data = reinterpret_cast<const uchar*>(png.constData());
-    const qsizetype size = png.size();
-    if (size < 8 || std::memcmp(data, "\x89PNG\r\n\x1a\n", 8) != 0)
+    const std::optional<QList<PngChunk>> chunks = PngChunk::readAll(png, true);
+    if (!chunks || !chunks->first().is("IHDR") || chunks->first().body.size() != 13)
         return std::nullopt;
-
-    // The chunks up to the end chunk, every checksum verified.
-    QList<Chunk> chunks;
-    for (qsizetype pos = 8;;) {
-        if (size - pos < 12)
-            return std::nullopt;
-        const quint32 length = be32(data + pos);
-        if (qint64(length) > qint64(size - pos - 12))
-            return std::nullopt;
-        const Chunk chunk{data + pos + 4, data + pos + 8, length};
-        if (libdeflate_crc32(0, chunk.type, size_t(length) + 4) != be32(chunk.body + length))
-            return std::nullopt;
-        chunks << chunk;
-        pos += 12 + qsizetype(length);
-        if (std::memcmp(chunk.type, "IEND", 4) == 0)
-            break;
-    }
-    if (std::memcmp(chunks.first().type, "IHDR", 4) != 0 || chunks.first().length != 13)
-        return std::nullopt;
-    const uchar* header = chunks.first().body;
+    const auto* header = reinterpret_cast<const uchar*>(chunks->first().body.data());
     const qint64 width = be32(header), height = be32(header + 4);
     const int depth = header[8], colourType = header[9];
     if (width == 0 || height == 0 || width > maxSide || height > maxSide || width * height > maxPixels ||
@@ -95,16 +70,16 @@ std::optional<QImage> PngFastDecoder::decode(const QByteArray& png, qint64 maxSi
 
     QByteArray compressed;
     qint32 dpmX = 0, dpmY = 0;
-    for (const Chunk& chunk : chunks) {
-        auto is = [&chunk](const char* name) { return std::memcmp(chunk.type, name, 4) == 0; };
-        if (is("IDAT"))
-            compressed.append(reinterpret_cast<const char*>(chunk.body), chunk.length);
-        else if (is("tRNS") || is("PLTE"))
+    for (const PngChunk& chunk : *chunks) {
+        const auto* body = reinterpret_cast<const uchar*>(chunk.body.data());
+        if (chunk.is("IDAT"))
+            compressed.append(chunk.body);
+        else if (chunk.is("tRNS") || chunk.is("PLTE"))
             return std::nullopt;
-        else if (is("pHYs") && chunk.length == 9 && chunk.body[8] == 1) {
-            dpmX = qint32(be32(chunk.body));
-            dpmY = qint32(be32(chunk.body + 4));
-        } else if (!is("IHDR") && !is("IEND") && !(chunk.type[0] & 0x20))
+        else if (chunk.is("pHYs") && chunk.body.size() == 9 && body[8] == 1) {
+            dpmX = qint32(be32(body));
+            dpmY = qint32(be32(body + 4));
+        } else if (!chunk.is("IHDR") && !chunk.is("IEND") && !(chunk.type[0] & 0x20))
             return std::nullopt; // a critical chunk this path does not know
     }
 
