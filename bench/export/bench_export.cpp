@@ -9,6 +9,7 @@
 #include "document/GuideStore.h"
 #include "export/Exporter.h"
 #include "render/ImageCodec.h"
+#include "render/PngFastDecoder.h"
 
 #include "support/SyntheticScreenshot.h"
 
@@ -143,27 +144,48 @@ void exportGuide(benchmark::State& state, ExportFormat format, ExportQuality qua
 }
 
 // The floor under every export: only decoding the guide's PNGs, on as many threads as the export
-// prepares pictures with. Balanced and small exports are judged against it. With `zlib`, decoded by
-// Qt's own PNG reader (libpng and zlib) instead of Trovix's decoder, for comparison.
-void decodeFloor(benchmark::State& state, bool zlib) {
+// prepares pictures with. Balanced and small exports are judged against it.
+//  - pixels: Trovix's decoder, making every step's full-size pixels;
+//  - rows: the same decoder handing out unfiltered rows that nothing keeps, as a shrinking export
+//    reads a stored screenshot;
+//  - libpng+zlib: Qt's own PNG reader, for comparison.
+enum class Floor { pixels, rows, zlib };
+
+int decodeOnly(int i, Floor floor) {
+    switch (floor) {
+    case Floor::pixels:
+        return ImageCodec::decode(stepPng(i)).width();
+    case Floor::rows: {
+        int rows = 0;
+        PngFastDecoder::readRows(
+            stepPng(i), ImageCodec::maxSide, ImageCodec::maxPixels,
+            [](const PngFastDecoder::Header&) { return true; }, [&rows](const uchar*) { ++rows; });
+        return rows;
+    }
+    case Floor::zlib:
+        return QImage::fromData(stepPng(i), "PNG").width();
+    }
+    return 0;
+}
+
+void decodeFloor(benchmark::State& state, Floor floor) {
     QThreadPool pool;
     pool.setMaxThreadCount(std::max(1, QThread::idealThreadCount()));
     for (auto _ : state) {
         QList<QFuture<int>> jobs;
         for (int i = 0; i < stepCount(); ++i)
-            jobs << QtConcurrent::run(&pool, [i, zlib] {
-                return zlib ? QImage::fromData(stepPng(i), "PNG").width()
-                            : ImageCodec::decode(stepPng(i)).width();
-            });
+            jobs << QtConcurrent::run(&pool, [i, floor] { return decodeOnly(i, floor); });
         for (QFuture<int>& job : jobs)
             benchmark::DoNotOptimize(job.result());
     }
 }
 
 void registerAll() {
-    for (const bool zlib : {false, true})
-        benchmark::RegisterBenchmark(zlib ? "Export/DecodeFloor/libpng+zlib" : "Export/DecodeFloor",
-                                     [zlib](benchmark::State& state) { decodeFloor(state, zlib); })
+    const std::pair<Floor, const char*> floors[] = {{Floor::pixels, "Export/DecodeFloor/pixels"},
+                                                    {Floor::rows, "Export/DecodeFloor/rows"},
+                                                    {Floor::zlib, "Export/DecodeFloor/libpng+zlib"}};
+    for (const auto& [floor, name] : floors)
+        benchmark::RegisterBenchmark(name, [floor](benchmark::State& state) { decodeFloor(state, floor); })
             ->Iterations(1)
             ->Unit(benchmark::kSecond)
             ->UseRealTime();

@@ -6,6 +6,7 @@
 #include "export/PreparedPictures.h"
 #include "render/ImageCodec.h"
 #include "render/ImageOps.h"
+#include "render/Renderer.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -15,8 +16,8 @@ namespace trovix {
 
 namespace {
 
-std::optional<ExportImage> prepareJpeg(const QImage& image, ExportQuality quality) {
-    const QImage scaled = scaledDown(image, double(*maxSide(quality)));
+// The JPEG of a picture already shrunk to the quality's size.
+std::optional<ExportImage> jpegImage(const QImage& scaled, ExportQuality quality) {
     if (scaled.isNull())
         return std::nullopt;
     QByteArray data = jpegData(scaled, *jpegQuality(quality));
@@ -38,7 +39,7 @@ std::optional<ExportImage> Exporter::prepare(const Image& image, ExportQuality q
     if (image.isNull())
         return std::nullopt;
     if (quality != ExportQuality::full)
-        return prepareJpeg(image.pixels(), quality);
+        return jpegImage(scaledDown(image, double(*maxSide(quality))), quality);
     // A picture read from a guide folder already carries its PNG: it is embedded as it is rather
     // than decoded and encoded again. Others are encoded here without being kept in the guide.
     QByteArray png = image.hasPng() ? image.png() : ImageCodec::encodePng(image.pixels());
@@ -51,11 +52,25 @@ std::optional<ExportImage> Exporter::prepare(const QImage& image, ExportQuality 
     if (image.isNull())
         return std::nullopt;
     if (quality != ExportQuality::full)
-        return prepareJpeg(image, quality);
+        return jpegImage(scaledDown(image, double(*maxSide(quality))), quality);
     QByteArray png = ImageCodec::encodePng(image);
     if (png.isEmpty())
         return std::nullopt;
     return pngImage(Image(image), std::move(png));
+}
+
+std::optional<ExportImage> Exporter::prepare(const Step& step, ExportQuality quality) {
+    if (quality == ExportQuality::full || step.annotations.isEmpty() || step.base.isNull() ||
+        step.rendered.hasPixels())
+        return prepare(step.rendered, quality);
+    // The marks are drawn at the export's size over the shrunk screenshot. Drawing them at full size
+    // first would mean decoding, copying and shrinking the whole picture for a few lines and labels.
+    const QImage base = scaledDown(step.base, double(*maxSide(quality)));
+    if (base.isNull())
+        return std::nullopt;
+    const QImage drawn =
+        Renderer::render(base, step.annotations, step.scale * base.width() / step.base.width());
+    return jpegImage(drawn.isNull() ? base : drawn, quality);
 }
 
 QString Exporter::safeName(const QString& title) {

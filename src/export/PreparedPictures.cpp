@@ -40,13 +40,14 @@ void preparePdfStream(const Image& source, PreparedPictures::Picture& picture) {
             ExportImage{source, std::move(png), QStringLiteral("png"), QStringLiteral("image/png")};
 }
 
-PreparedPictures::Picture prepareOne(const Image& source, ExportQuality quality, PreparedPictures::Use use) {
+PreparedPictures::Picture prepareOne(const Step& step, ExportQuality quality, PreparedPictures::Use use) {
     // Exporting must not leave decoded screenshots behind in the guide: pixels that were not
     // cached before are released again once the picture is prepared.
-    const bool hadPixels = source.hasPixels();
+    const Image& source = step.rendered;
+    const bool hadPixels = source.hasPixels(), hadBase = step.base.hasPixels();
     PreparedPictures::Picture picture;
     if (use != PreparedPictures::Use::pdfStream)
-        picture.image = Exporter::prepare(source, quality);
+        picture.image = Exporter::prepare(step, quality);
     else if (!source.isNull())
         preparePdfStream(source, picture);
     // A prepared JPEG is drawn from its bytes; only a picture that could not be prepared is drawn from
@@ -55,6 +56,8 @@ PreparedPictures::Picture prepareOne(const Image& source, ExportQuality quality,
         picture.pixels = source.pixels();
     if (!hadPixels)
         source.dropPixels();
+    if (!hadBase)
+        step.base.dropPixels();
     return picture;
 }
 
@@ -80,11 +83,11 @@ PreparedPictures::~PreparedPictures() {
 
 PreparedPictures::Picture PreparedPictures::take(int index) {
     while (m_scheduled < m_steps.size() && m_scheduled <= index + m_lookAhead) {
-        const Image source = m_steps[m_scheduled].rendered;
+        const Step step = m_steps[m_scheduled];
         const ExportQuality quality = m_quality;
         const Use use = m_use;
         m_jobs[m_scheduled++] =
-            QtConcurrent::run(&m_pool, [source, quality, use] { return prepareOne(source, quality, use); });
+            QtConcurrent::run(&m_pool, [step, quality, use] { return prepareOne(step, quality, use); });
     }
     Picture picture = m_jobs[index].result();
     // Replacing the finished future releases the result it kept.

@@ -1,62 +1,83 @@
 #include "render/ImageOps.h"
 
-#include <QBuffer>
+#include "render/AreaScaler.h"
+#include "render/Image.h"
+#include "render/ImageCodec.h"
+#include "render/JpegEncoder.h"
+#include "render/PngFastDecoder.h"
+
 #include <QColorSpace>
-#include <QImageWriter>
-#include <QPainter>
 
 #include <algorithm>
 #include <cmath>
 
 namespace trovix {
 
+namespace {
+
+QSize scaledSize(QSize size, std::optional<double> maxSide) {
+    if (maxSide && std::isnan(*maxSide))
+        maxSide.reset();
+    const int W = size.width(), H = size.height();
+    const double f = maxSide ? std::min(*maxSide / std::max(W, H), 1.0) : 1.0;
+    // std::lround rounds halves away from zero: 1.5 → 2, 0.5 → 1.
+    return QSize(int(std::max(1L, std::lround(W * f))), int(std::max(1L, std::lround(H * f))));
+}
+
+// An opaque screenshot PNG decoded straight into its shrunk copy; null when the fast decoder does
+// not read this file or it has transparency (the general path composites that over white).
+QImage shrunkPng(const QByteArray& png, std::optional<double> maxSide) {
+    std::optional<AreaScaler> scaler;
+    const auto begin = [&](const PngFastDecoder::Header& header) {
+        if (header.channels != 3)
+            return false;
+        scaler.emplace(header.size, scaledSize(header.size, maxSide));
+        return true;
+    };
+    const auto row = [&](const uchar* rgb) { scaler->addRgbRow(rgb); };
+    if (!PngFastDecoder::readRows(png, ImageCodec::maxSide, ImageCodec::maxPixels, begin, row))
+        return {};
+    return scaler->result();
+}
+
+} // namespace
+
 QImage scaledDown(const QImage& image, std::optional<double> maxSide) {
     if (image.isNull())
         return {};
-    if (maxSide && std::isnan(*maxSide))
-        maxSide.reset();
-    const int W = image.width(), H = image.height();
-    const double f = maxSide ? std::min(*maxSide / std::max(W, H), 1.0) : 1.0;
-    // std::lround rounds halves away from zero: 1.5 → 2, 0.5 → 1.
-    const long w = std::max(1L, std::lround(W * f)), h = std::max(1L, std::lround(H * f));
-
-    // Area-averaging when shrinking: bilinear sampling (QPainter's smooth transform) drops most source
-    // pixels at the 3–6× reductions thumbnails and exports use, which shows as aliasing on text.
-    QImage source = w == W && h == H
-                        ? image
-                        : image.scaled(int(w), int(h), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-    if (source.isNull())
-        return {};
-    source.setDevicePixelRatio(1);
-    if (source.colorSpace().isValid() && source.colorSpace() != QColorSpace::SRgb)
-        source.convertToColorSpace(QColorSpace::SRgb);
-
-    QImage out(int(w), int(h), QImage::Format_RGB32);
+    const QSize size = scaledSize(image.size(), maxSide);
+    // Area-averaging: bilinear sampling drops most source pixels at the 3–6× reductions thumbnails
+    // and exports use, which shows as aliasing on text.
+    const QImage source = image.format() == QImage::Format_RGB32 ||
+                                  image.format() == QImage::Format_ARGB32_Premultiplied
+                              ? image
+                              : image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    AreaScaler scaler(source.size(), size);
+    for (int y = 0; y < source.height(); ++y)
+        scaler.addPremultipliedRow(reinterpret_cast<const quint32*>(source.constScanLine(y)));
+    QImage out = scaler.result();
     if (out.isNull())
         return {};
-    out.fill(Qt::white);
-    QPainter painter(&out);
-    if (!painter.isActive())
-        return {};
-    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
-    painter.drawImage(QPoint(0, 0), source);
-    painter.end();
+    if (image.colorSpace().isValid() && image.colorSpace() != QColorSpace::SRgb) {
+        out.setColorSpace(image.colorSpace());
+        out.convertToColorSpace(QColorSpace::SRgb);
+    }
     return out;
 }
 
+QImage scaledDown(const Image& image, std::optional<double> maxSide) {
+    if (!image.hasPixels() && image.hasPng()) {
+        QImage shrunk = shrunkPng(image.png(), maxSide);
+        if (!shrunk.isNull())
+            return shrunk;
+    }
+    return scaledDown(image.pixels(), maxSide);
+}
+
 QByteArray jpegData(const QImage& image, double quality) {
-    if (image.isNull())
-        return {};
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    QImageWriter writer(&buffer, "jpeg");
     // 0 … 1 onto the encoder's 0 … 100.
     const double q = std::isnan(quality) ? 0.0 : std::clamp(quality, 0.0, 1.0);
-    writer.setQuality(int(std::lround(q * 100)));
-    if (!writer.write(image))
-        return {};
-    return bytes;
+    return JpegEncoder::encode(image, int(std::lround(q * 100)));
 }
 
 } // namespace trovix

@@ -3,6 +3,7 @@
 #include "document/GuideStore.h"
 #include "export/Exporter.h"
 #include "render/ImageCodec.h"
+#include "render/ImageOps.h"
 
 #include "support/SyntheticScreenshot.h"
 #include "support/TestFiles.h"
@@ -154,6 +155,35 @@ private Q_SLOTS:
         }
         QCOMPARE(entries(folder + "/images"), QStringList{"step-1.jpg"});
         QVERIFY(!QFile::exists(folder + "/guide.md"));
+    }
+
+    void markedStep_isDrawnAtTheExportSize() {
+        // A marked step read from a folder has its marks drawn over the shrunk screenshot: it must
+        // look like the full-size picture shrunk, marks in place, and leave nothing decoded.
+        const QImage shot = syntheticScreenshot(2400, 1500, 5);
+        Step marked = Step::make(Image::fromPng(ImageCodec::encodePng(shot), shot.size()), 2, "Marked");
+        marked.setAnnotations({{Kind::rect, {100, 100}, {500, 300}, {}, 0},
+                               {Kind::blur, {700, 100}, {1000, 300}, {}, 0},
+                               {Kind::text, {150, 500}, {600, 560}, QStringLiteral("Press here"), 0}});
+        const auto prepared = Exporter::prepare(marked, ExportQuality::balanced);
+        QVERIFY(prepared);
+        QVERIFY(!marked.base.hasPixels() && !marked.rendered.hasPixels());
+        const QImage exported = ImageCodec::decode(prepared->data);
+        const QImage expected = scaledDown(marked.rendered.pixels(), 1800);
+        QCOMPARE(exported.size(), expected.size());
+        // Mean difference per channel around each mark (points × 2 pixels × 0.75).
+        const auto meanDifference = [&](QRect area) {
+            qint64 sum = 0;
+            for (int y = area.top(); y <= area.bottom(); ++y)
+                for (int x = area.left(); x <= area.right(); ++x) {
+                    const QRgb a = exported.pixel(x, y), b = expected.pixel(x, y);
+                    sum += std::abs(qRed(a) - qRed(b)) + std::abs(qGreen(a) - qGreen(b)) +
+                           std::abs(qBlue(a) - qBlue(b));
+                }
+            return double(sum) / (3.0 * area.width() * area.height());
+        };
+        for (const QRect& mark : {QRect(140, 140, 620, 320), QRect(1040, 140, 480, 320), QRect(215, 740, 700, 110)})
+            QVERIFY2(meanDifference(mark) < 6, qPrintable(QString::number(meanDifference(mark))));
     }
 
     void html_isTheExactDocument() {

@@ -1,3 +1,5 @@
+#include "render/Image.h"
+#include "render/ImageCodec.h"
 #include "render/ImageOps.h"
 #include "render/Renderer.h"
 #include "support/TestFiles.h"
@@ -315,6 +317,25 @@ private Q_SLOTS:
                 QVERIFY2(
                     std::abs(qGray(out.pixel(x, y)) - 128) < 16,
                     qPrintable(QStringLiteral("(%1, %2) = %3").arg(x).arg(y).arg(qGray(out.pixel(x, y)))));
+    }
+
+    void scaledDown_storedPngShrinksWhileDecoding() {
+        // A screenshot known only by its PNG comes out as its decoded pixels would, and its
+        // full-size pixels are never made.
+        const QImage shot = noise(1000, 700, 3);
+        const Image stored = Image::fromPng(ImageCodec::encodePng(shot), shot.size());
+        const QImage shrunk = scaledDown(stored, 300);
+        QVERIFY(!stored.hasPixels());
+        QCOMPARE(shrunk, scaledDown(shot, 300));
+
+        // Partly covered pixels count by the part covered: black, white, black into two pixels
+        // gives each one black pixel and half the white one, a third of white.
+        QImage line(3, 1, QImage::Format_RGB32);
+        line.fill(Qt::black);
+        line.setPixel(1, 0, qRgb(255, 255, 255));
+        const QImage two = scaledDown(line, 2);
+        QCOMPARE(two.pixel(0, 0), qRgb(85, 85, 85));
+        QCOMPARE(two.pixel(1, 0), qRgb(85, 85, 85));
     }
 };
 

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <QImage>
+#include <QSize>
+
+#include <vector>
+
+namespace trovix {
+
+// Shrinks a picture by area averaging: each output pixel is the mean of the source pixels it covers,
+// a partly covered pixel counting by the part it covers. The source rows come one at a time, top to
+// bottom, and only two output rows of sums are held, so a decoder can feed rows as it makes them and
+// the full-size picture never exists.
+//
+// Weights are whole 256ths that add up to exactly 256 for every output pixel, so a flat area keeps
+// its colour exactly; at a ratio of 1 the pixels come through unchanged.
+class AreaScaler {
+public:
+    // `to` is at most `from` in both directions, and neither is empty.
+    AreaScaler(QSize from, QSize to);
+
+    // The next source row: three bytes (red, green, blue) a pixel.
+    void addRgbRow(const uchar* rgb);
+    // The next source row as premultiplied ARGB32 words, shown over white.
+    void addPremultipliedRow(const quint32* argb);
+
+    // The shrunk picture (RGB32) once every source row has been added; null when it could not be
+    // made or rows are missing.
+    QImage result() const;
+
+private:
+    void finishRow(int outputRow);
+
+    QSize m_from, m_to;
+    int m_sourceRow = 0;
+    // Per output column: its first source column, and the weights of the `m_taps` columns from
+    // there (zero past the ones it covers). One tap count for all columns keeps the inner loop free
+    // of data-dependent branches.
+    std::vector<int> m_first;
+    std::vector<quint16> m_weights;
+    int m_taps = 1;
+    // Weighted sums of the current output row and the next one, three per source pixel, and room
+    // for the zero-weight taps past the last column.
+    std::vector<quint16> m_sums, m_nextSums;
+    std::vector<uchar> m_rgb; // a premultiplied row over white
+    QImage m_out;
+};
+
+} // namespace trovix
