@@ -2,6 +2,10 @@
 
 #include <algorithm>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace trovix {
 
 namespace {
@@ -35,14 +39,20 @@ AreaScaler::AreaScaler(QSize from, QSize to)
         m_first[size_t(x)] = int(x * W / w);
         m_taps = std::max(m_taps, int(((x + 1) * W - 1) / w - m_first[size_t(x)] + 1));
     }
-    m_weights.assign(size_t(w * m_taps), 0);
+    m_pairs = (m_taps + 1) / 2;
+    m_weights.assign(size_t(w * m_pairs * 8), 0);
     for (qint64 x = 0; x < w; ++x) {
         const qint64 lo = x * W, hi = lo + W, first = m_first[size_t(x)], last = (hi - 1) / w;
-        for (qint64 i = first; i <= last; ++i)
-            m_weights[size_t(x * m_taps + i - first)] =
+        for (qint64 i = first; i <= last; ++i) {
+            const auto weight =
                 quint16(share(std::min(hi, (i + 1) * w) - lo, W) - share(std::max(lo, i * w) - lo, W));
+            const qint64 tap = i - first;
+            quint16* lanes = m_weights.data() + (x * m_pairs + tap / 2) * 8 + (tap % 2) * 4;
+            std::fill(lanes, lanes + 4, weight);
+        }
     }
-    m_sums.assign(size_t(W + m_taps) * 3, 0);
+    // Room for the zero-weight taps past the last column, and the one sum read beyond each tap.
+    m_sums.assign(size_t(W + 2 * m_pairs + 2) * 3, 0);
     m_nextSums = m_sums;
 }
 
@@ -81,34 +91,54 @@ void AreaScaler::addPremultipliedRow(const quint32* argb) {
 
 namespace {
 
-// One output row from the sums: `Taps` columns weighed for each output pixel. A compile-time tap
-// count for the usual ratios lets the compiler unroll the loop.
-template <int Taps>
-void weighColumns(const quint16* sums, const int* first, const quint16* weight, int taps, quint32* out,
+// One output row from the sums. Per output column: from its first source column, `pairs` pairs of
+// taps, each with its weight four times over (the layout SSE2 multiplies by).
+#if defined(__SSE2__)
+// Every x86-64 has SSE2: one tap's four sums (red, green, blue and the next column's red, which goes
+// nowhere) against its weight, two taps a vector, twice as fast as one channel at a time.
+void weighColumns(const quint16* sums, const int* first, const quint16* weights, int pairs, quint32* out,
                   int width) {
-    const int n = Taps > 0 ? Taps : taps;
-    for (int x = 0; x < width; ++x, weight += n) {
+    const __m128i half = _mm_set1_epi32(32768);
+    for (int x = 0; x < width; ++x) {
         const quint16* p = sums + 3 * qsizetype(first[x]);
-        quint32 r = 0, g = 0, b = 0;
-        for (int k = 0; k < n; ++k) {
-            r += weight[k] * quint32(p[3 * k]);
-            g += weight[k] * quint32(p[3 * k + 1]);
-            b += weight[k] * quint32(p[3 * k + 2]);
+        __m128i total = half;
+        for (int k = 0; k < pairs; ++k, p += 6, weights += 8) {
+            const __m128i v = _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)),
+                                                 _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p + 3)));
+            const __m128i w = _mm_loadu_si128(reinterpret_cast<const __m128i*>(weights));
+            const __m128i low = _mm_mullo_epi16(v, w), high = _mm_mulhi_epu16(v, w);
+            total = _mm_add_epi32(total, _mm_add_epi32(_mm_unpacklo_epi16(low, high),
+                                                       _mm_unpackhi_epi16(low, high)));
         }
-        // Sums are in 65536ths; round to the nearest step.
-        out[x] = 0xff000000u | (((r + 32768) >> 16) << 16) | (((g + 32768) >> 16) << 8) | ((b + 32768) >> 16);
+        // Sums are in 65536ths: rounded (the half added first), each lane is at most 255.
+        const __m128i words = _mm_packs_epi32(_mm_srli_epi32(total, 16), total);
+        const auto rgb = quint32(_mm_cvtsi128_si32(_mm_packus_epi16(words, words)));
+        out[x] = 0xff000000u | ((rgb & 0xff) << 16) | (rgb & 0xff00) | ((rgb >> 16) & 0xff);
     }
 }
+#else
+void weighColumns(const quint16* sums, const int* first, const quint16* weights, int pairs, quint32* out,
+                  int width) {
+    for (int x = 0; x < width; ++x) {
+        const quint16* p = sums + 3 * qsizetype(first[x]);
+        quint32 r = 32768, g = 32768, b = 32768;
+        for (int k = 0; k < 2 * pairs; ++k, p += 3) {
+            const quint32 w = weights[k / 2 * 8 + k % 2 * 4];
+            r += w * p[0];
+            g += w * p[1];
+            b += w * p[2];
+        }
+        weights += 8 * pairs;
+        out[x] = 0xff000000u | ((r >> 16) << 16) | ((g >> 16) << 8) | (b >> 16);
+    }
+}
+#endif
 
 } // namespace
 
 void AreaScaler::finishRow(int outputRow) {
-    auto* out = reinterpret_cast<quint32*>(m_out.scanLine(outputRow));
-    const auto weigh = m_taps == 2   ? weighColumns<2>
-                       : m_taps == 3 ? weighColumns<3>
-                       : m_taps == 4 ? weighColumns<4>
-                                     : weighColumns<0>;
-    weigh(m_sums.data(), m_first.data(), m_weights.data(), m_taps, out, m_to.width());
+    weighColumns(m_sums.data(), m_first.data(), m_weights.data(), m_pairs,
+                 reinterpret_cast<quint32*>(m_out.scanLine(outputRow)), m_to.width());
 }
 
 QImage AreaScaler::result() const {

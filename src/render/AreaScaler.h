@@ -33,14 +33,14 @@ private:
 
     QSize m_from, m_to;
     int m_sourceRow = 0;
-    // Per output column: its first source column, and the weights of the `m_taps` columns from
-    // there (zero past the ones it covers). One tap count for all columns keeps the inner loop free
-    // of data-dependent branches.
+    // Per output column: its first source column, and the weights of the 2·`m_pairs` columns from
+    // there (zero past the ones it covers), each four times over. One tap count for all columns
+    // keeps the inner loop free of data-dependent branches.
     std::vector<int> m_first;
     std::vector<quint16> m_weights;
-    int m_taps = 1;
+    int m_taps = 1, m_pairs = 1;
     // Weighted sums of the current output row and the next one, three per source pixel, and room
-    // for the zero-weight taps past the last column.
+    // for the taps past the last column.
     std::vector<quint16> m_sums, m_nextSums;
     std::vector<uchar> m_rgb; // a premultiplied row over white
     QImage m_out;
