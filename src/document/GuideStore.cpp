@@ -107,7 +107,7 @@ void writeThumbnail(const QList<Step>& steps, const QString& folder) {
         // Making the thumbnail may decode and render the first step; what was not cached before is
         // released again, so saving does not leave full-size pixels behind.
         const bool hadBase = first.base.hasPixels(), hadRendered = first.rendered.hasPixels();
-        const QImage small = scaledDown(first.rendered.pixels(), thumbnailSide);
+        const QImage small = scaledDown(first.rendered, thumbnailSide);
         if (!small.isNull())
             jpeg = jpegData(small, thumbnailQuality);
         if (!hadRendered)
