@@ -3,11 +3,13 @@
 // Promises checked: the check never crashes or reads outside the bytes; a passing file has a size
 // within the limits that matches its header; decoding gives that size or nothing, and a step picture
 // always shows that size (a placeholder when the pixels are broken); what the decoder gives back
-// encodes to a PNG that passes the check and decodes to the same pixels.
+// encodes to a PNG that passes the check and decodes to the same pixels, and shrinking it while
+// decoding gives what decoding and then shrinking gives.
 #include "FuzzSupport.h"
 
 #include "render/Image.h"
 #include "render/ImageCodec.h"
+#include "render/ImageOps.h"
 
 #include <QImage>
 
@@ -54,6 +56,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t length) {
             if (ImageCodec::decode(again) != decoded)
                 fuzz::broken("an encoded picture decodes to other pixels");
         }
+        // A stored picture shrunk while it is decoded (exports, thumbnails) is the decoded
+        // picture shrunk.
+        if (scaledDown(Image::fromPng(bytes, size), 97.0) != scaledDown(decoded, 97.0))
+            fuzz::broken("shrinking while decoding gives other pixels than decoding, then shrinking");
     }
 
     // A step picture whose pixels are broken shows a placeholder of the promised size. (One that

@@ -112,6 +112,10 @@ bool PngFastDecoder::readRows(const QByteArray& png, qint64 maxSide, qint64 maxP
     const int bpp = header.channels;
     const qsizetype stride = 1 + qsizetype(width) * bpp;
     const qsizetype rawSize = stride * qsizetype(height);
+    // Deflate expands at most 1032 to 1: a few bytes claiming a huge picture are refused before the
+    // buffer for it is allocated.
+    if (qint64(compressed.size()) * 1032 < qint64(rawSize))
+        return false;
     std::unique_ptr<uchar[]> raw(new (std::nothrow) uchar[size_t(rawSize)]);
     std::unique_ptr<libdeflate_decompressor, FreeDecompressor> inflater(libdeflate_alloc_decompressor());
     if (!raw || !inflater)
