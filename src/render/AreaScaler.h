@@ -16,13 +16,16 @@ namespace trovix {
 // its colour exactly; at a ratio of 1 the pixels come through unchanged.
 class AreaScaler {
 public:
-    // `to` is at most `from` in both directions, and neither is empty.
-    AreaScaler(QSize from, QSize to);
+    enum class Rows {
+        rgb,           // three bytes a pixel: red, green, blue
+        premultiplied, // QImage's premultiplied ARGB32 (or RGB32) words, shown over white
+    };
 
-    // The next source row: three bytes (red, green, blue) a pixel.
-    void addRgbRow(const uchar* rgb);
-    // The next source row as premultiplied ARGB32 words, shown over white.
-    void addPremultipliedRow(const quint32* argb);
+    // `to` is at most `from` in both directions, and neither is empty.
+    AreaScaler(QSize from, QSize to, Rows rows);
+
+    // The next source row, in the layout given to the constructor.
+    void addRow(const uchar* row);
 
     // The shrunk picture (RGB32) once every source row has been added; null when it could not be
     // made or rows are missing.
@@ -32,17 +35,19 @@ private:
     void finishRow(int outputRow);
 
     QSize m_from, m_to;
+    int m_channels;
+    // Where red, green, blue and alpha (-1: none) are among a pixel's bytes.
+    int m_red, m_green, m_blue, m_alpha;
     int m_sourceRow = 0;
     // Per output column: its first source column, and the weights of the 2·`m_pairs` columns from
     // there (zero past the ones it covers), each four times over. One tap count for all columns
     // keeps the inner loop free of data-dependent branches.
     std::vector<int> m_first;
     std::vector<quint16> m_weights;
-    int m_taps = 1, m_pairs = 1;
-    // Weighted sums of the current output row and the next one, three per source pixel, and room
-    // for the taps past the last column.
+    int m_pairs = 1;
+    // Weighted sums of the current output row and the next one, one per source byte, and room for
+    // the taps past the last column.
     std::vector<quint16> m_sums, m_nextSums;
-    std::vector<uchar> m_rgb; // a premultiplied row over white
     QImage m_out;
 };
 

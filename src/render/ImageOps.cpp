@@ -31,10 +31,10 @@ QImage shrunkPng(const QByteArray& png, std::optional<double> maxSide) {
     const auto begin = [&](const PngFastDecoder::Header& header) {
         if (header.channels != 3)
             return false;
-        scaler.emplace(header.size, scaledSize(header.size, maxSide));
+        scaler.emplace(header.size, scaledSize(header.size, maxSide), AreaScaler::Rows::rgb);
         return true;
     };
-    const auto row = [&](const uchar* rgb) { scaler->addRgbRow(rgb); };
+    const auto row = [&](const uchar* rgb) { scaler->addRow(rgb); };
     if (!PngFastDecoder::readRows(png, ImageCodec::maxSide, ImageCodec::maxPixels, begin, row))
         return {};
     return scaler->result();
@@ -52,9 +52,9 @@ QImage scaledDown(const QImage& image, std::optional<double> maxSide) {
                                   image.format() == QImage::Format_ARGB32_Premultiplied
                               ? image
                               : image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
-    AreaScaler scaler(source.size(), size);
+    AreaScaler scaler(source.size(), size, AreaScaler::Rows::premultiplied);
     for (int y = 0; y < source.height(); ++y)
-        scaler.addPremultipliedRow(reinterpret_cast<const quint32*>(source.constScanLine(y)));
+        scaler.addRow(source.constScanLine(y));
     QImage out = scaler.result();
     if (out.isNull())
         return {};
