@@ -60,16 +60,20 @@ std::optional<ExportImage> Exporter::prepare(const QImage& image, ExportQuality 
 }
 
 std::optional<ExportImage> Exporter::prepare(const Step& step, ExportQuality quality) {
-    if (quality == ExportQuality::full || step.annotations.isEmpty() || step.base.isNull() ||
-        step.rendered.hasPixels())
+    if (quality == ExportQuality::full || step.annotations.isEmpty() || step.base.isNull())
         return prepare(step.rendered, quality);
-    // The marks are drawn at the export's size over the shrunk screenshot. Drawing them at full size
+    // The marks are drawn at the export's size over the shrunk screenshot: drawing them at full size
     // first would mean decoding, copying and shrinking the whole picture for a few lines and labels.
+    // Always so, even when the full-size picture happens to be in memory, so that one guide always
+    // exports the same pictures.
     const QImage base = scaledDown(step.base, double(*maxSide(quality)));
     if (base.isNull())
         return std::nullopt;
-    const QImage drawn =
-        Renderer::render(base, step.annotations, step.scale * base.width() / step.base.width());
+    // One scale for both directions, taken along the longer side, where rounding errs least.
+    const QSize full = step.base.size();
+    const double shrink = full.width() >= full.height() ? double(base.width()) / full.width()
+                                                         : double(base.height()) / full.height();
+    const QImage drawn = Renderer::render(base, step.annotations, step.scale * shrink);
     return jpegImage(drawn.isNull() ? base : drawn, quality);
 }
 

@@ -40,8 +40,8 @@ public:
     // own size (full). None when the picture cannot be scaled, encoded or is null.
     static std::optional<ExportImage> prepare(const Image& image, ExportQuality quality);
     static std::optional<ExportImage> prepare(const QImage& image, ExportQuality quality);
-    // A step's picture at `quality`. For small and balanced, a marked step whose picture is not
-    // drawn yet has its marks drawn at the export's size over the shrunk screenshot.
+    // A step's picture at `quality`. For small and balanced, a marked step has its marks drawn at
+    // the export's size over the shrunk screenshot.
     static std::optional<ExportImage> prepare(const Step& step, ExportQuality quality);
 
     // The title as one path component: "/", ":" and "\" each become "-"; an empty result is "Guide".

@@ -42,9 +42,11 @@ struct Layout {
 // Every x86-64 has SSE2: two taps a vector, twice as fast as one channel at a time. x86 is
 // little-endian, so premultiplied words lie in memory as blue, green, red, alpha.
 template <int Channels>
-void weighColumns(const quint16* sums, const int* first, const quint16* weights, int pairs, Layout,
+void weighColumns(const quint16* sums, const int* first, const quint16* weights, int pairs, Layout layout,
                   quint32* out, int width) {
     const __m128i half = _mm_set1_epi32(32768), opaque = _mm_set1_epi32(255);
+    // RGB32's top byte means nothing: its lane is set to 255, so that no white is added.
+    const __m128i noAlpha = layout.alpha < 0 ? _mm_setr_epi32(0, 0, 0, 255) : _mm_setzero_si128();
     for (int x = 0; x < width; ++x) {
         const quint16* p = sums + Channels * qsizetype(first[x]);
         __m128i total = half;
@@ -62,6 +64,7 @@ void weighColumns(const quint16* sums, const int* first, const quint16* weights,
         __m128i lanes = _mm_srli_epi32(total, 16);
         if constexpr (Channels == 4) {
             // Over white: every lane gains 255 − alpha, which also makes alpha 255; packing clamps.
+            lanes = _mm_or_si128(lanes, noAlpha);
             lanes = _mm_add_epi32(lanes, _mm_sub_epi32(opaque, _mm_shuffle_epi32(lanes, 0xff)));
             const __m128i words = _mm_packs_epi32(lanes, lanes);
             out[x] = quint32(_mm_cvtsi128_si32(_mm_packus_epi16(words, words)));
@@ -98,9 +101,11 @@ AreaScaler::AreaScaler(QSize from, QSize to, Rows rows)
     , m_out(to, QImage::Format_RGB32) {
     // A QImage word 0xAARRGGBB lies in memory as B, G, R, A on little-endian machines.
     const bool littleEndian = QSysInfo::ByteOrder == QSysInfo::LittleEndian;
-    const Layout layout = rows == Rows::rgb ? Layout{0, 1, 2, -1}
-                          : littleEndian    ? Layout{2, 1, 0, 3}
-                                            : Layout{1, 2, 3, 0};
+    Layout layout = rows == Rows::rgb ? Layout{0, 1, 2, -1}
+                    : littleEndian    ? Layout{2, 1, 0, 3}
+                                      : Layout{1, 2, 3, 0};
+    if (rows == Rows::rgb32)
+        layout.alpha = -1;
     m_red = layout.red;
     m_green = layout.green;
     m_blue = layout.blue;

@@ -10,15 +10,17 @@ namespace trovix {
 // Shrinks a picture by area averaging: each output pixel is the mean of the source pixels it covers,
 // a partly covered pixel counting by the part it covers. The source rows come one at a time, top to
 // bottom, and only two output rows of sums are held, so a decoder can feed rows as it makes them and
-// the full-size picture never exists.
+// the full-size pixels are never made.
 //
 // Weights are whole 256ths that add up to exactly 256 for every output pixel, so a flat area keeps
-// its colour exactly; at a ratio of 1 the pixels come through unchanged.
+// its colour exactly; at a ratio of 1 the pixels come through unchanged. Past about 256:1 in one
+// direction most source pixels weigh nothing and it samples rather than averages.
 class AreaScaler {
 public:
     enum class Rows {
         rgb,           // three bytes a pixel: red, green, blue
-        premultiplied, // QImage's premultiplied ARGB32 (or RGB32) words, shown over white
+        rgb32,         // QImage's RGB32 words, whose top byte means nothing
+        premultiplied, // QImage's premultiplied ARGB32 words, shown over white
     };
 
     // `to` is at most `from` in both directions, and neither is empty.

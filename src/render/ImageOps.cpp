@@ -48,11 +48,12 @@ QImage scaledDown(const QImage& image, std::optional<double> maxSide) {
     const QSize size = scaledSize(image.size(), maxSide);
     // Area-averaging: bilinear sampling drops most source pixels at the 3–6× reductions thumbnails
     // and exports use, which shows as aliasing on text.
-    const QImage source = image.format() == QImage::Format_RGB32 ||
-                                  image.format() == QImage::Format_ARGB32_Premultiplied
+    const bool rgb32 = image.format() == QImage::Format_RGB32;
+    const QImage source = rgb32 || image.format() == QImage::Format_ARGB32_Premultiplied
                               ? image
                               : image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
-    AreaScaler scaler(source.size(), size, AreaScaler::Rows::premultiplied);
+    AreaScaler scaler(source.size(), size,
+                      rgb32 ? AreaScaler::Rows::rgb32 : AreaScaler::Rows::premultiplied);
     for (int y = 0; y < source.height(); ++y)
         scaler.addRow(source.constScanLine(y));
     QImage out = scaler.result();

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <csetjmp>
 #include <cstdio> // jpeglib.h needs FILE
-#include <cstdlib>
+#include <new>
 
 #include <jpeglib.h>
 
@@ -26,6 +26,50 @@ struct ErrorManager {
 
 void onMessage(j_common_ptr) {}
 
+// The file goes straight into a byte array that this code owns, whatever libjpeg does: a failure
+// part-way leaves nothing for two owners to free.
+struct Destination {
+    jpeg_destination_mgr base;
+    QByteArray bytes;
+};
+
+Destination* destinationOf(j_compress_ptr info) {
+    return reinterpret_cast<Destination*>(info->dest);
+}
+
+void startBuffer(j_compress_ptr info) {
+    Destination* d = destinationOf(info);
+    d->base.next_output_byte = reinterpret_cast<JOCTET*>(d->bytes.data());
+    d->base.free_in_buffer = size_t(d->bytes.size());
+}
+
+boolean growBuffer(j_compress_ptr info) {
+    Destination* d = destinationOf(info);
+    const qsizetype used = d->bytes.size();
+    bool grown = true;
+    try {
+        d->bytes.resize(used * 2);
+    } catch (const std::bad_alloc&) {
+        grown = false;
+    }
+    // Outside the handler: the error handler jumps out of this frame, back to encode().
+    if (!grown)
+        onError(reinterpret_cast<j_common_ptr>(info));
+    d->base.next_output_byte = reinterpret_cast<JOCTET*>(d->bytes.data()) + used;
+    d->base.free_in_buffer = size_t(d->bytes.size() - used);
+    return TRUE;
+}
+
+void endBuffer(j_compress_ptr info) {
+    Destination* d = destinationOf(info);
+    d->bytes.truncate(d->bytes.size() - qsizetype(d->base.free_in_buffer));
+}
+
+// Dots per metre as JFIF's whole dots per inch.
+UINT16 dotsPerInch(int dotsPerMetre) {
+    return UINT16(std::clamp(std::lround(dotsPerMetre * 0.0254), 1L, 65535L));
+}
+
 // Everything that must survive a longjmp out of libjpeg lives here, behind a pointer that is never
 // changed after setjmp.
 struct Job {
@@ -33,15 +77,14 @@ struct Job {
     int quality = 85;
     jpeg_compress_struct info{};
     ErrorManager errors{};
-    unsigned char* out = nullptr;
-    unsigned long size = 0;
+    Destination destination{};
 };
 
 bool run(Job* job) {
     if (setjmp(job->errors.jump))
         return false;
     jpeg_create_compress(&job->info);
-    jpeg_mem_dest(&job->info, &job->out, &job->size);
+    job->info.dest = &job->destination.base;
     job->info.image_width = JDIMENSION(job->image.width());
     job->info.image_height = JDIMENSION(job->image.height());
     job->info.input_components = 4;
@@ -51,8 +94,8 @@ bool run(Job* job) {
     jpeg_set_quality(&job->info, job->quality, TRUE);
     if (job->image.dotsPerMeterX() > 0 && job->image.dotsPerMeterY() > 0) {
         job->info.density_unit = 1; // dots per inch
-        job->info.X_density = UINT16(std::lround(job->image.dotsPerMeterX() * 0.0254));
-        job->info.Y_density = UINT16(std::lround(job->image.dotsPerMeterY() * 0.0254));
+        job->info.X_density = dotsPerInch(job->image.dotsPerMeterX());
+        job->info.Y_density = dotsPerInch(job->image.dotsPerMeterY());
     }
     jpeg_start_compress(&job->info, TRUE);
     while (job->info.next_scanline < job->info.image_height) {
@@ -76,15 +119,17 @@ QByteArray encode(const QImage& image, int quality) {
                     : image.convertToFormat(QImage::Format_RGB32);
     if (job.image.isNull())
         return {};
+    // A screenshot's JPEG is roughly a twentieth of its pixels; the buffer doubles when it is not.
+    job.destination.bytes.resize(std::max<qsizetype>(64 * 1024, job.image.sizeInBytes() / 16));
+    job.destination.base.init_destination = startBuffer;
+    job.destination.base.empty_output_buffer = growBuffer;
+    job.destination.base.term_destination = endBuffer;
     job.info.err = jpeg_std_error(&job.errors.base);
     job.errors.base.error_exit = onError;
     job.errors.base.output_message = onMessage;
     const bool ok = run(&job);
     jpeg_destroy_compress(&job.info);
-    QByteArray bytes = ok ? QByteArray(reinterpret_cast<const char*>(job.out), qsizetype(job.size))
-                          : QByteArray();
-    std::free(job.out);
-    return bytes;
+    return ok ? job.destination.bytes : QByteArray();
 }
 
 } // namespace trovix::JpegEncoder

@@ -116,6 +116,9 @@ bool PngFastDecoder::readRows(const QByteArray& png, qint64 maxSide, qint64 maxP
     // buffer for it is allocated.
     if (qint64(compressed.size()) * 1032 < qint64(rawSize))
         return false;
+    // Before inflating, so that a caller that cannot use these rows loses no time.
+    if (!begin(header))
+        return false;
     std::unique_ptr<uchar[]> raw(new (std::nothrow) uchar[size_t(rawSize)]);
     std::unique_ptr<libdeflate_decompressor, FreeDecompressor> inflater(libdeflate_alloc_decompressor());
     if (!raw || !inflater)
@@ -130,8 +133,6 @@ bool PngFastDecoder::readRows(const QByteArray& png, qint64 maxSide, qint64 maxP
     for (qint64 y = 0; y < height; ++y)
         if (raw[size_t(y * stride)] > 4)
             return false;
-    if (!begin(header))
-        return false;
 
     const std::unique_ptr<uchar[]> zeros(new uchar[size_t(stride)]());
     const uchar* prev = zeros.get();

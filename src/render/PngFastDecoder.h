@@ -33,8 +33,9 @@ public:
     static std::optional<QImage> decode(const QByteArray& png, qint64 maxSide, qint64 maxPixels);
 
     // Hands the rows out one by one as they are unfiltered, so a caller that only needs something
-    // smaller (a shrunk copy) never holds the whole picture. False when the file is not one this
-    // decoder reads, is damaged, or `begin` declined; rows already handed out are then to be dropped.
+    // smaller (a shrunk copy) never makes the whole picture's pixels. `begin` comes before the data
+    // is inflated. False when the file is not one this decoder reads, is damaged, or `begin`
+    // declined; whatever `begin` set up is then to be dropped (no row has been handed out).
     static bool readRows(const QByteArray& png, qint64 maxSide, qint64 maxPixels, const Begin& begin,
                          const Row& row);
 };

@@ -8,6 +8,7 @@
 #include <QRandomGenerator>
 #include <QtTest>
 
+#include <algorithm>
 #include <cmath>
 
 using namespace trovix;
@@ -336,6 +337,12 @@ private Q_SLOTS:
         const QImage two = scaledDown(line, 2);
         QCOMPARE(two.pixel(0, 0), qRgb(85, 85, 85));
         QCOMPARE(two.pixel(1, 0), qRgb(85, 85, 85));
+
+        // RGB32's top byte means nothing (X servers leave it 0): the colour comes through as it is.
+        QImage grabbed(40, 30, QImage::Format_RGB32);
+        for (int y = 0; y < grabbed.height(); ++y)
+            std::fill_n(reinterpret_cast<quint32*>(grabbed.scanLine(y)), grabbed.width(), 0x00204060u);
+        QCOMPARE(scaledDown(grabbed, 20).pixel(5, 5), qRgb(0x20, 0x40, 0x60));
     }
 };
 
