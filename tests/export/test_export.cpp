@@ -312,6 +312,11 @@ private Q_SLOTS:
         outcome = exportTool({guide, "--format", "pdf", "--output", dir.filePath("named.pdf")});
         QCOMPARE(outcome.code, 0);
         QVERIFY(QFileInfo(dir.filePath("named.pdf")).size() > 0);
+
+        // A stored value names a quality exactly, case included; anything else reads as balanced.
+        QSettings(QStringLiteral("Trovix"), QStringLiteral("Trovix")).setValue("exportQuality", "Small");
+        outcome = exportTool({guide, "--format", "pdf", "--output", dir.filePath("unknown.pdf")});
+        QVERIFY2(outcome.out.contains("Balanced image quality"), qPrintable(outcome.out));
     }
 
     void failedExport_exitsWithOne() {
