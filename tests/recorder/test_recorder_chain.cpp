@@ -70,6 +70,7 @@ private Q_SLOTS:
         recorder.start();
         QScreen* primary = QGuiApplication::screens().at(0);
         recorder.click(QPointF(10, 10));
+        recorder.click(QPointF(-5, 20)); // outside every screen: no step
         recorder.click(QPointF(20, 20));
         recorder.click(QPointF(30, 30));
         QCOMPARE(h.captures.size(), 3u);
