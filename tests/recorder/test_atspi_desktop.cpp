@@ -1,10 +1,13 @@
 #include "WidgetFactory.h"
 #include "platform/atspi/AtspiService.h"
+#include "platform/atspi/DesktopEntries.h"
 #include "recorder/Recorder.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QPushButton>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <future>
@@ -148,6 +151,29 @@ private Q_SLOTS:
         QCOMPARE(target, (ClickTarget{QStringLiteral("Click") + app, std::nullopt}));
         QTRY_COMPARE_WITH_TIMEOUT(Recorder::describeElement(centre(toggle->extents)).title,
                                   QStringLiteral("Click “togglebutton”") + app, 10000);
+    }
+
+    void desktopEntries_nameTheApplicationTheUsersFolderOverrides() {
+        // The "in <App>" of a title: an entry in the user's folder overrides the system's entry of
+        // the same id, and a hidden one takes the application away.
+        QTemporaryDir user, system;
+        const auto entry = [](const QTemporaryDir& root, const QString& file, const QByteArray& keys) {
+            QDir(root.path()).mkpath(QFileInfo("applications/" + file).path());
+            QFile out(root.filePath("applications/" + file));
+            QVERIFY(out.open(QIODevice::WriteOnly));
+            out.write("[Desktop Entry]\nType=Application\n" + keys);
+        };
+        entry(system, "org.example.Scribble.desktop", "Name=Scribble\nExec=scribble %U\n");
+        entry(user, "org.example.Scribble.desktop", "Name=Scribble\nHidden=true\n");
+        entry(system, "tools/painter.desktop",
+              "Name=Painter\nExec=env GDK_BACKEND=x11 /opt/paint/bin/paint-bin --new %F\n"
+              "StartupWMClass=PaintWindow\n");
+        const DesktopEntries entries({user.path(), system.path()});
+        QCOMPARE(entries.displayName({}, {}, {"scribble"}), std::nullopt);
+        QCOMPARE(entries.displayName("org.example.scribble", {}, {}), std::nullopt);
+        QCOMPARE(entries.displayName({}, {}, {"bash", "paint-bin"}), QStringLiteral("Painter"));
+        QCOMPARE(entries.displayName({}, "paintwindow", {}), QStringLiteral("Painter"));
+        QCOMPARE(entries.displayName("tools-painter", {}, {}), QStringLiteral("Painter"));
     }
 
 private:
