@@ -26,7 +26,7 @@ void accumulate(quint16* __restrict sums, const uchar* __restrict row, quint16 w
 // Where the channels sit in a pixel's bytes, and how a pixel's four averaged bytes (each 0…255)
 // become an opaque RGB32 word: premultiplied pixels over white gain the white that shows through.
 struct Layout {
-    int red, green, blue, alpha;
+    int red, green, blue, alpha; // alpha -1: none
 
     quint32 pixel(const quint32* lanes) const {
         const quint32 white = alpha < 0 ? 0 : 255 - lanes[alpha];
@@ -34,6 +34,24 @@ struct Layout {
         return 0xff000000u | (channel(red) << 16) | (channel(green) << 8) | channel(blue);
     }
 };
+
+Layout layoutOf(AreaScaler::Rows rows) {
+    // A QImage word 0xAARRGGBB lies in memory as B, G, R, A on little-endian machines.
+    const bool littleEndian = QSysInfo::ByteOrder == QSysInfo::LittleEndian;
+    switch (rows) {
+    case AreaScaler::Rows::rgb:
+        return {0, 1, 2, -1};
+    case AreaScaler::Rows::rgb32:
+        return littleEndian ? Layout{2, 1, 0, -1} : Layout{1, 2, 3, -1};
+    case AreaScaler::Rows::premultiplied:
+        break;
+    }
+    return littleEndian ? Layout{2, 1, 0, 3} : Layout{1, 2, 3, 0};
+}
+
+int channelsOf(AreaScaler::Rows rows) {
+    return rows == AreaScaler::Rows::rgb ? 3 : 4;
+}
 
 // One output row from the sums. Per output column: from its first source column, `pairs` pairs of
 // taps, each with its weight four times over. A tap is four sums: a pixel's four bytes, or for
@@ -97,19 +115,8 @@ void weighColumns(const quint16* sums, const int* first, const quint16* weights,
 AreaScaler::AreaScaler(QSize from, QSize to, Rows rows)
     : m_from(from)
     , m_to(to)
-    , m_channels(rows == Rows::rgb ? 3 : 4)
+    , m_rows(rows)
     , m_out(to, QImage::Format_RGB32) {
-    // A QImage word 0xAARRGGBB lies in memory as B, G, R, A on little-endian machines.
-    const bool littleEndian = QSysInfo::ByteOrder == QSysInfo::LittleEndian;
-    Layout layout = rows == Rows::rgb ? Layout{0, 1, 2, -1}
-                    : littleEndian    ? Layout{2, 1, 0, 3}
-                                      : Layout{1, 2, 3, 0};
-    if (rows == Rows::rgb32)
-        layout.alpha = -1;
-    m_red = layout.red;
-    m_green = layout.green;
-    m_blue = layout.blue;
-    m_alpha = layout.alpha;
     if (to.isEmpty() || to.width() > from.width() || to.height() > from.height()) {
         m_out = QImage();
         return;
@@ -136,7 +143,7 @@ AreaScaler::AreaScaler(QSize from, QSize to, Rows rows)
         }
     }
     // Room for the zero-weight taps past the last column, and the sum read beyond each tap.
-    m_sums.assign(size_t(W + 2 * m_pairs + 2) * size_t(m_channels), 0);
+    m_sums.assign(size_t(W + 2 * m_pairs + 2) * size_t(channelsOf(rows)), 0);
     m_nextSums = m_sums;
 }
 
@@ -148,7 +155,7 @@ void AreaScaler::addRow(const uchar* row) {
     const qint64 H = m_from.height(), h = m_to.height();
     const qint64 lo = m_sourceRow * h, hi = lo + h, j = lo / H, end = (j + 1) * H;
     ++m_sourceRow;
-    const qsizetype length = qsizetype(m_from.width()) * m_channels;
+    const qsizetype length = qsizetype(m_from.width()) * channelsOf(m_rows);
     accumulate(m_sums.data(), row, quint16(share(std::min(hi, end) - j * H, H) - share(lo - j * H, H)),
                length);
     if (hi > end)
@@ -161,8 +168,8 @@ void AreaScaler::addRow(const uchar* row) {
 }
 
 void AreaScaler::finishRow(int outputRow) {
-    const auto weigh = m_channels == 3 ? weighColumns<3> : weighColumns<4>;
-    weigh(m_sums.data(), m_first.data(), m_weights.data(), m_pairs, Layout{m_red, m_green, m_blue, m_alpha},
+    const auto weigh = channelsOf(m_rows) == 3 ? weighColumns<3> : weighColumns<4>;
+    weigh(m_sums.data(), m_first.data(), m_weights.data(), m_pairs, layoutOf(m_rows),
           reinterpret_cast<quint32*>(m_out.scanLine(outputRow)), m_to.width());
 }
 

@@ -37,9 +37,7 @@ private:
     void finishRow(int outputRow);
 
     QSize m_from, m_to;
-    int m_channels;
-    // Where red, green, blue and alpha (-1: none) are among a pixel's bytes.
-    int m_red, m_green, m_blue, m_alpha;
+    Rows m_rows;
     int m_sourceRow = 0;
     // Per output column: its first source column, and the weights of the 2·`m_pairs` columns from
     // there (zero past the ones it covers), each four times over. One tap count for all columns
