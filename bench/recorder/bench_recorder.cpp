@@ -159,7 +159,7 @@ int main(int argc, char** argv) {
             return image;
         });
     };
-    services.describe = [&, describe = services.describe](QPointF at, QObject* context,
+    services.describe = [&, describe = services.describe](const RecordedClick& at, QObject* context,
                                                           std::function<void(const ClickTarget&)> done) {
         describe(at, context, [&, done](const ClickTarget& target) {
             described = Clock::now();

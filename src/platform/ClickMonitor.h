@@ -1,20 +1,65 @@
 #pragma once
 
+#include <QImage>
 #include <QObject>
 #include <QPoint>
+#include <QRect>
 #include <QString>
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace trovix {
+
+// The window under a click, as a compositor that reports clicks describes it. Rectangles are on the
+// desktop, in native pixels.
+struct ClickedWindow {
+    QString appId;
+    QString wmClass;
+    QString title;
+    qint64 pid = 0;
+    // The window as the desktop draws it, decorations included.
+    QRect frame;
+    // The client's own surface (client-side shadows included): window-relative accessibility
+    // extents count from its top-left corner.
+    QRect buffer;
+};
+
+// A click in a web page as a browser reports it: the page's own picture and its own naming of the
+// control. Positions are in the picture's points (CSS pixels of the top-level viewport).
+struct PageClick {
+    QImage picture;
+    // Picture pixels per point (the page's device pixel ratio).
+    double scale = 1;
+    QPointF position;
+    // The control's label; empty when it has none.
+    QString label;
+    // The page's title.
+    QString page;
+    // The clicked control; none when it has no useful box.
+    std::optional<QRectF> controlFrame;
+};
+
+// One left press outside this process's windows, with whatever its source knows besides.
+struct PlatformClick {
+    // The pointer on the desktop in native pixels (for a page click: where the browser's window is
+    // not known, a point inside the page).
+    QPoint nativePosition;
+    // The window under the press, where the source knows it.
+    std::optional<ClickedWindow> window;
+    // A click a browser described itself, picture and all.
+    std::optional<PageClick> page;
+};
 
 // Left clicks in other applications, wherever on the desktop they land.
 class ClickMonitor {
 public:
-    // Called on the main thread once per press of the left button outside this process's windows,
-    // with the pointer's position on the desktop in native pixels.
-    using Handler = std::function<void(QPoint nativePosition)>;
+    // Called on the main thread once per press of the left button outside this process's windows.
+    using Handler = std::function<void(const PlatformClick& click)>;
+    // Called on the main thread when clicks can no longer be seen (the source went away), with a
+    // sentence saying why. No click is reported after it.
+    using LostHandler = std::function<void(const QString& reason)>;
 
     virtual ~ClickMonitor() = default;
 
@@ -23,7 +68,8 @@ public:
     virtual QString unavailableReason() const = 0;
     // Reports clicks to `handler` until the returned object is destroyed. Null when the clicks
     // cannot be watched; `error` (when given) then says why.
-    virtual std::unique_ptr<QObject> watch(Handler handler, QString* error = nullptr) = 0;
+    virtual std::unique_ptr<QObject> watch(Handler handler, LostHandler lost = {},
+                                           QString* error = nullptr) = 0;
 };
 
 } // namespace trovix

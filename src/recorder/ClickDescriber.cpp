@@ -70,6 +70,14 @@ QString ClickDescriber::fallbackTitle(const std::optional<QString>& applicationN
         .arg(applicationName ? inApplication(*applicationName) : QString());
 }
 
+ClickTarget ClickDescriber::describeNamed(const QString& label, const QString& holder,
+                                          const std::optional<QRectF>& frame) {
+    const QString suffix = inApplication(holder.simplified());
+    if (const std::optional<QString> usable = usableLabel(label.simplified()))
+        return {labelledTitle(*usable, suffix), frame, std::nullopt};
+    return {QCoreApplication::translate("trovix::ClickDescriber", "Click%1").arg(suffix), frame, suffix};
+}
+
 ClickTarget ClickDescriber::describe(const AccessibleDesktop& desktop, QPointF location,
                                      const std::optional<QRectF>& primaryDisplay) {
     const std::optional<QString> application = desktop.frontmostApplicationName(location);

@@ -31,6 +31,11 @@ public:
     // "Click" followed by " in " and the application's name when there is one.
     static QString fallbackTitle(const std::optional<QString>& applicationName);
 
+    // A click that its source named itself: the control's label (empty when it has none), the name
+    // of what holds it (a page's title, an application; empty when unknown) and its frame.
+    static ClickTarget describeNamed(const QString& label, const QString& holder,
+                                     const std::optional<QRectF>& frame);
+
     // Describes the click at location (global points). primaryDisplay is the frame of the first
     // screen, or none when no screen is known. Never fails: anything missing degrades to the
     // fallback title without a frame.

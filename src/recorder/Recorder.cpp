@@ -21,10 +21,11 @@ namespace trovix {
 class ClickJob : public QObject {
     Q_OBJECT
 public:
-    ClickJob(Recorder& recorder, QScreen* screen, QPointF location, std::shared_ptr<ClickJob> prior)
+    ClickJob(Recorder& recorder, const QRectF& area, const RecordedClick& click,
+             std::shared_ptr<ClickJob> prior)
         : m_recorder(&recorder)
-        , m_screen(QRectF(screen->geometry()))
-        , m_location(location)
+        , m_screen(area)
+        , m_location(click.location)
         , m_deadline(std::chrono::steady_clock::now() +
                      std::chrono::milliseconds(recorder.m_services.describeLimitMs))
         , m_prior(std::move(prior)) {
@@ -37,18 +38,28 @@ public:
     // notification run from there, and either may drop the last reference to the job.
     bool isBusy() const { return m_busy; }
 
-    void start(QScreen* screen) {
+    // The screen to grab, or none when the click brought its picture.
+    void start(const RecordedClick& click, QScreen* screen) {
         const Recorder::Services& services = m_recorder->m_services;
-        QPointer<ClickJob> self(this);
-        services.describe(m_location, this, [self](const ClickTarget& target) {
-            if (self)
-                self->described(target);
-        });
-        // The accessibility side gives up on its own at the budget; this only guards against a
-        // service that cannot run at all.
-        QTimer::singleShot(services.describeLimitMs + 1500, this, [this] {
-            described({ClickDescriber::fallbackTitle(std::nullopt), std::nullopt});
-        });
+        if (click.target) {
+            described(*click.target);
+        } else {
+            QPointer<ClickJob> self(this);
+            services.describe(click, this, [self](const ClickTarget& target) {
+                if (self)
+                    self->described(target);
+            });
+            // The accessibility side gives up on its own at the budget; this only guards against a
+            // service that cannot run at all.
+            QTimer::singleShot(services.describeLimitMs + 1500, this, [this] {
+                described({ClickDescriber::fallbackTitle(std::nullopt), std::nullopt});
+            });
+        }
+        if (!screen) {
+            m_image = click.picture;
+            captured();
+            return;
+        }
 
         // A failed or empty grab ends the job without a step; it still ends, so later clicks go on.
         // A watcher owned by the job, rather than a continuation on it: a continuation would still
@@ -181,28 +192,41 @@ void Recorder::stop() {
     m_guide.setRecording(false);
 }
 
-void Recorder::click(QPointF location) {
-    const QList<QScreen*> screens = QGuiApplication::screens();
-    QScreen* screen = nullptr;
-    for (QScreen* candidate : screens) {
-        if (ScreenLayout::contains(QRectF(candidate->geometry()), location)) {
-            screen = candidate;
-            break;
-        }
-    }
-    if (!screen)
+void Recorder::monitorLost(const QString& reason) {
+    if (!isRecording())
         return;
+    stop();
+    Q_EMIT interrupted(reason);
+}
+
+void Recorder::click(const RecordedClick& click) {
+    QScreen* screen = nullptr;
+    QRectF area = click.area;
+    if (click.picture.isNull()) {
+        const QList<QScreen*> screens = QGuiApplication::screens();
+        for (QScreen* candidate : screens) {
+            if (ScreenLayout::contains(QRectF(candidate->geometry()), click.location)) {
+                screen = candidate;
+                break;
+            }
+        }
+        if (!screen)
+            return;
+        area = QRectF(screen->geometry());
+    } else if (area.isEmpty()) {
+        return;
+    }
     // A job goes as soon as its last owner lets go of it, unless that happens inside the job's own
     // signal; then it goes once control is back in the event loop. Deferring every deletion would
     // leak the last job whenever the recorder is destroyed after the event loop has ended.
-    std::shared_ptr<ClickJob> job(new ClickJob(*this, screen, location, m_previous), [](ClickJob* done) {
+    std::shared_ptr<ClickJob> job(new ClickJob(*this, area, click, m_previous), [](ClickJob* done) {
         if (done->isBusy())
             done->deleteLater();
         else
             delete done;
     });
     m_previous = job;
-    job->start(screen);
+    job->start(click, screen);
 }
 
 } // namespace trovix

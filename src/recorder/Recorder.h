@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/ClickMonitor.h"
 #include "recorder/ClickTarget.h"
 
 #include <QFuture>
@@ -19,6 +20,21 @@ namespace trovix {
 class ClickJob;
 class Guide;
 
+// One click as the recorder takes it. A location is all it needs; a source that knows more brings
+// it along, and the recorder then asks the system for less.
+struct RecordedClick {
+    // Global points (top-left origin); a point of `area` when the click brings its own picture.
+    QPointF location;
+    // The window under the click, where the source knows it.
+    std::optional<ClickedWindow> window = std::nullopt;
+    // A picture the source took itself and the points it covers; otherwise the screen under the
+    // click is grabbed.
+    QImage picture = {};
+    QRectF area = {};
+    // The source's own description of the control; otherwise the accessibility tree is asked.
+    std::optional<ClickTarget> target = std::nullopt;
+};
+
 // Click recording: while it is on, every left click in another application becomes a step of the
 // guide, with a screenshot of the screen under the pointer, a title naming the clicked control and
 // one mark on it. Each click starts its screenshot and its description at once; the steps still
@@ -34,12 +50,14 @@ public:
         // Starts grabbing one screen; the image arrives on the main thread (the future fails or
         // gives a null image when the grab fails).
         std::function<QFuture<QImage>(QScreen*)> capture;
-        // Starts describing the control at a global point (points, top-left origin); done is called
-        // once on the main thread, unless context is gone by then.
-        std::function<void(QPointF location, QObject* context, std::function<void(const ClickTarget&)> done)>
+        // Starts describing the control under a click; done is called once on the main thread,
+        // unless context is gone by then.
+        std::function<void(const RecordedClick& click, QObject* context,
+                           std::function<void(const ClickTarget&)> done)>
             describe;
         // Installs the global left-click monitor, which calls recorder.click() for each press in
-        // another application; null when none can be installed. Destroying it removes it.
+        // another application, and recorder.monitorLost() if it stops seeing them; null when none
+        // can be installed. Destroying it removes it.
         std::function<std::unique_ptr<QObject>(Recorder& recorder)> installMonitor;
         // Switches the desktop's accessibility on, so that applications describe their controls.
         std::function<void()> enableAccessibility;
@@ -56,9 +74,9 @@ public:
         int describeLimitMs = Recorder::describeBudgetMs;
     };
 
-    // The session's click monitor, the accessibility description and the screen capture. A click's description
-    // gives up after budgetMs (then the step has the plain title); the default keeps a
-    // burst of clicks from piling up behind a slow application.
+    // The session's click monitor, the accessibility description and the screen capture. A click's
+    // description gives up after budgetMs (then the step has the plain title); the default keeps a burst of
+    // clicks from piling up behind a slow application.
     static Services systemServices(int budgetMs = describeBudgetMs);
 
     // The recorder for the open guide, with the system's services.
@@ -79,13 +97,20 @@ public:
 
     // One left click at a global point (points, top-left origin), as the monitor reports it.
     // A click outside every screen is dropped.
-    void click(QPointF location);
+    void click(QPointF location) { click(RecordedClick{location}); }
+    void click(const RecordedClick& click);
+    // The monitor can no longer see clicks: recording stops, and interrupted() says why.
+    void monitorLost(const QString& reason);
 
     // Describes the control at a global point, waiting at most about half a second for the
     // accessibility tree. Never fails: the fallback is "Click in App" or "Click".
     static ClickTarget describeElement(QPointF location);
     // Asks applications to expose their accessibility trees (web content included).
     static void enableWebAccessibility();
+
+Q_SIGNALS:
+    // Recording stopped without being asked to, with a sentence for the user saying why.
+    void interrupted(const QString& reason);
 
 private:
     friend class ClickJob;

@@ -71,6 +71,26 @@ private:
     QThreadPool m_pool;
 };
 
+// A click as the platform reports it (native pixels), as the recorder takes it (points). A click in a
+// web page keeps the page's own picture, coordinates and naming.
+RecordedClick recordedClick(const PlatformClick& click, const ScreenLayout& layout) {
+    RecordedClick recorded{layout.toPoints(QPointF(click.nativePosition))};
+    if (click.window) {
+        ClickedWindow window = *click.window;
+        window.frame = layout.toPoints(QRectF(window.frame)).toAlignedRect();
+        window.buffer = layout.toPoints(QRectF(window.buffer)).toAlignedRect();
+        recorded.window = window;
+    }
+    if (const std::optional<PageClick>& page = click.page;
+        page && !page->picture.isNull() && page->scale > 0) {
+        recorded.location = page->position;
+        recorded.picture = page->picture;
+        recorded.area = QRectF(QPointF(0, 0), QSizeF(page->picture.size()) / page->scale);
+        recorded.target = ClickDescriber::describeNamed(page->label, page->page, page->controlFrame);
+    }
+    return recorded;
+}
+
 } // namespace
 
 Recorder::Recorder(Guide& guide, QObject* parent)
@@ -80,8 +100,9 @@ Recorder::Services Recorder::systemServices(int budgetMs) {
     Services services;
     services.describeLimitMs = budgetMs;
     services.capture = [](QScreen* screen) { return Capture::display(screen); };
-    services.describe = [budgetMs](QPointF location, QObject* context,
+    services.describe = [budgetMs](const RecordedClick& click, QObject* context,
                                    std::function<void(const ClickTarget&)> done) {
+        const QPointF location = click.location;
         const ScreenLayout layout = ScreenLayout::current();
         const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(budgetMs);
         QPointer<QObject> receiver(context);
@@ -107,10 +128,15 @@ Recorder::Services Recorder::systemServices(int budgetMs) {
     }
     services.installMonitor = [](Recorder& recorder) -> std::unique_ptr<QObject> {
         QPointer<Recorder> weak(&recorder);
-        return Platform::current().clickMonitor().watch([weak](QPoint native) {
-            if (weak)
-                weak->click(ScreenLayout::current().toPoints(QPointF(native)));
-        });
+        return Platform::current().clickMonitor().watch(
+            [weak](const PlatformClick& click) {
+                if (weak)
+                    weak->click(recordedClick(click, ScreenLayout::current()));
+            },
+            [weak](const QString& reason) {
+                if (weak)
+                    weak->monitorLost(reason);
+            });
     };
     services.enableAccessibility = [] {
         enableWebAccessibility();

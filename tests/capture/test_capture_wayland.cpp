@@ -151,7 +151,7 @@ private Q_SLOTS:
         QVERIFY2(warnings.isEmpty(), qPrintable(warnings.join('\n')));
         QVERIFY2(keysReason.contains("trovix --capture"), qPrintable(keysReason));
         QVERIFY2(clicksReason.contains("X11 session"), qPrintable(clicksReason));
-        QVERIFY(!Platform::current().clickMonitor().watch([](QPoint) {}));
+        QVERIFY(!Platform::current().clickMonitor().watch([](const PlatformClick&) {}));
         QCOMPARE(access, underWeston() ? ScreenGrabber::Access::needsGrant : ScreenGrabber::Access::granted);
     }
 

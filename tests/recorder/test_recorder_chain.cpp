@@ -33,7 +33,8 @@ public:
             captures.push_back(std::make_shared<QPromise<QImage>>());
             return captures.back()->future();
         };
-        services.describe = [this](QPointF, QObject*, std::function<void(const ClickTarget&)> done) {
+        services.describe = [this](const RecordedClick&, QObject*,
+                                   std::function<void(const ClickTarget&)> done) {
             descriptions.push_back(std::move(done));
         };
         services.installMonitor = [](Recorder&) { return std::make_unique<QObject>(); };
@@ -139,7 +140,7 @@ private Q_SLOTS:
             image.fill(Qt::white);
             return QtFuture::makeReadyFuture(image);
         };
-        services.describe = [&](QPointF, QObject*, auto done) { done(targets.takeFirst()); };
+        services.describe = [&](const RecordedClick&, QObject*, auto done) { done(targets.takeFirst()); };
         services.installMonitor = [](Recorder&) { return std::make_unique<QObject>(); };
         services.readLabel = [&](const QImage&, QPointF click, const std::optional<QRectF>& frame,
                                  double scale, auto) {

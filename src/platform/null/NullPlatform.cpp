@@ -56,7 +56,7 @@ public:
                        .arg(platformName)) {}
 
     QString unavailableReason() const override { return m_reason; }
-    std::unique_ptr<QObject> watch(Handler, QString* error) override {
+    std::unique_ptr<QObject> watch(Handler, LostHandler, QString* error) override {
         if (error)
             *error = m_reason;
         return nullptr;

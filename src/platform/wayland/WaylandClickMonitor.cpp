@@ -12,7 +12,7 @@ QString WaylandClickMonitor::unavailableReason() const {
         "capture each step with Capture Region (Ctrl+Alt+S).");
 }
 
-std::unique_ptr<QObject> WaylandClickMonitor::watch(Handler, QString* error) {
+std::unique_ptr<QObject> WaylandClickMonitor::watch(Handler, LostHandler, QString* error) {
     if (error)
         *error = unavailableReason();
     return nullptr;

@@ -11,7 +11,7 @@ namespace trovix {
 class WaylandClickMonitor : public ClickMonitor {
 public:
     QString unavailableReason() const override;
-    std::unique_ptr<QObject> watch(Handler handler, QString* error = nullptr) override;
+    std::unique_ptr<QObject> watch(Handler handler, LostHandler lost = {}, QString* error = nullptr) override;
 };
 
 } // namespace trovix

@@ -4,7 +4,7 @@
 
 namespace trovix {
 
-std::unique_ptr<QObject> X11ClickMonitor::watch(Handler handler, QString* error) {
+std::unique_ptr<QObject> X11ClickMonitor::watch(Handler handler, LostHandler, QString* error) {
     auto monitor = std::make_unique<XInputClickMonitor>();
     if (!monitor->isActive()) {
         if (error)
@@ -12,7 +12,9 @@ std::unique_ptr<QObject> X11ClickMonitor::watch(Handler handler, QString* error)
         return nullptr;
     }
     QObject::connect(monitor.get(), &XInputClickMonitor::leftButtonPressed, monitor.get(),
-                     [handler = std::move(handler)](QPoint position) { handler(position); });
+                     [handler = std::move(handler)](QPoint position) {
+                         handler({position, {}, {}});
+                     });
     return monitor;
 }
 

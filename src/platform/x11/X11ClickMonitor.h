@@ -8,7 +8,7 @@ namespace trovix {
 class X11ClickMonitor : public ClickMonitor {
 public:
     QString unavailableReason() const override { return {}; }
-    std::unique_ptr<QObject> watch(Handler handler, QString* error = nullptr) override;
+    std::unique_ptr<QObject> watch(Handler handler, LostHandler lost = {}, QString* error = nullptr) override;
 };
 
 } // namespace trovix
