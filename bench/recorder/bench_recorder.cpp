@@ -6,6 +6,10 @@
 // description is replaced by the plain title without a frame, so that each title has to be read off
 // the screenshot (the accessibility lookup still runs, so the figures are an upper bound). The
 // report then also says how many titles named the clicked control correctly.
+//
+// With --first-clicks N it measures instead the first click of N recordings, each started afresh,
+// with --entries M desktop entries of translated applications installed first: how long the
+// description took and how many titles were whole ("Click “checkbutton” in Widget Factory").
 #include "WidgetFactory.h"
 #include "capture/Capture.h"
 #include "document/Guide.h"
@@ -14,8 +18,10 @@
 #include "recorder/ScreenText.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QFile>
 #include <QTimer>
 
 #include <xcb/xcb.h>
@@ -122,10 +128,81 @@ void idle(int ms) {
 
 } // namespace
 
+// Installs count desktop entries of the size a translated application has in the user's folder.
+void installEntries(int count) {
+    const QString folder = qEnvironmentVariable("XDG_DATA_HOME") + "/applications";
+    QDir().mkpath(folder);
+    for (int n = 0; n < count; ++n) {
+        QByteArray entry = "[Desktop Entry]\nType=Application\nName=Application " + QByteArray::number(n) +
+                           "\nExec=application-" + QByteArray::number(n) + " %U\n";
+        for (int language = 0; language < 60; ++language) {
+            const QByteArray code = QByteArray(1, char('a' + language % 26)) + char('a' + language / 26);
+            for (const char* key : {"Name", "GenericName", "Comment", "Keywords"})
+                entry += QByteArray(key) + "[" + code + "]=" + key + " of application " +
+                         QByteArray::number(n) + " in language " + code + ";\n";
+        }
+        QFile out(QStringLiteral("%1/org.example.App%2.desktop").arg(folder).arg(n));
+        if (out.open(QIODevice::WriteOnly))
+            out.write(entry);
+    }
+}
+
+// The first click of `recordings` recordings, each with a fresh recorder and the everyday budget.
+int firstClicks(int recordings, const std::vector<Target>& targets) {
+    std::vector<double> describeTimes;
+    int whole = 0;
+    for (int i = 0; i < recordings; ++i) {
+        const Target& target = targets[std::size_t(i) % targets.size()];
+        Clock::time_point asked, described;
+        Recorder::Services services = Recorder::systemServices();
+        services.describe = [&, describe = services.describe](const RecordedClick& at, QObject* context,
+                                                              std::function<void(const ClickTarget&)> done) {
+            asked = Clock::now();
+            describe(at, context, [&, done](const ClickTarget& result) {
+                described = Clock::now();
+                done(result);
+            });
+        };
+        Guide guide;
+        Recorder recorder(guide, services);
+        recorder.start();
+        Clicker clicker;
+        clicker.click(target.point);
+        QElapsedTimer timer;
+        timer.start();
+        while (guide.steps().isEmpty() && timer.elapsed() < 5000)
+            QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 5);
+        recorder.stop();
+        if (guide.steps().isEmpty())
+            continue;
+        describeTimes.push_back(ms(described - asked));
+        whole += guide.steps().first().title ==
+                 QStringLiteral("Click \u201C%1\u201D").arg(target.label) + application;
+        idle(200);
+    }
+    std::printf("first click of %d recordings: describe median %.1f ms, p95 %.1f ms, max %.1f ms; "
+                "whole titles %d of %d (%.1f %%)\n",
+                recordings, percentile(describeTimes, 50), percentile(describeTimes, 95),
+                describeTimes.empty() ? 0.0 : *std::max_element(describeTimes.begin(), describeTimes.end()),
+                whole, recordings, 100.0 * whole / std::max(1, recordings));
+    return 0;
+}
+
 int main(int argc, char** argv) {
     QApplication qapp(argc, argv);
     QStringList arguments = qapp.arguments().mid(1);
     const bool ocr = arguments.removeAll(QStringLiteral("--ocr")) > 0;
+    int firstClickRecordings = 0;
+    if (const qsizetype at = arguments.indexOf(QStringLiteral("--first-clicks"));
+        at >= 0 && at + 1 < arguments.size()) {
+        firstClickRecordings = arguments.at(at + 1).toInt();
+        arguments.remove(at, 2);
+    }
+    if (const qsizetype at = arguments.indexOf(QStringLiteral("--entries"));
+        at >= 0 && at + 1 < arguments.size()) {
+        installEntries(arguments.at(at + 1).toInt());
+        arguments.remove(at, 2);
+    }
     WidgetFactory factory;
     if (!factory.start()) {
         std::fprintf(stderr, "%s\n", qPrintable(factory.error()));
@@ -148,6 +225,8 @@ int main(int argc, char** argv) {
             targets.push_back({control->extents.center(), QPointF(control->extents.topLeft()), name});
         }
     }
+    if (firstClickRecordings > 0)
+        return firstClicks(firstClickRecordings, targets);
 
     // The system's services, with the moments each phase of the last click ends noted down.
     Clock::time_point seen, described, grabbed;

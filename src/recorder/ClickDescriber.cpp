@@ -78,20 +78,9 @@ ClickTarget ClickDescriber::describeNamed(const QString& label, const QString& h
     return {QCoreApplication::translate("trovix::ClickDescriber", "Click%1").arg(suffix), frame, suffix};
 }
 
-ClickTarget ClickDescriber::describe(const AccessibleDesktop& desktop, QPointF location,
-                                     const std::optional<QRectF>& primaryDisplay) {
-    const std::optional<QString> application = desktop.frontmostApplicationName(location);
-    const QString suffix = application ? inApplication(*application) : QString();
-    const ClickTarget fallback{fallbackTitle(application), std::nullopt, suffix};
-
-    if (!desktop.isTrusted() || !primaryDisplay)
-        return fallback;
-    const ElementRef hit = desktop.elementAt(location);
-    if (!hit)
-        return fallback;
-
-    // The nearest interactive control among the hit element and its first ancestors; the hit
-    // element itself when there is none (or the chain breaks).
+// The nearest interactive control among the hit element and its first ancestors (the hit element
+// itself when there is none, or the chain breaks): its frame where useful, its label, its role.
+ClickDescriber::Control ClickDescriber::describeControl(const ElementRef& hit, const QRectF& primaryDisplay) {
     ElementRef chosen = hit;
     ElementRef element = hit;
     for (int round = 0; round < climbLimit; ++round) {
@@ -108,29 +97,50 @@ ClickTarget ClickDescriber::describe(const AccessibleDesktop& desktop, QPointF l
         element = std::move(parent);
     }
 
-    std::optional<QRectF> frame = frameOf(*chosen);
+    Control control;
+    control.frame = frameOf(*chosen);
+    const std::optional<QRectF>& frame = control.frame;
     if (frame && (frame->width() < minimumFrameSide || frame->height() < minimumFrameSide))
-        frame.reset();
-    const double displayArea = primaryDisplay->width() * primaryDisplay->height();
+        control.frame.reset();
+    const double displayArea = primaryDisplay.width() * primaryDisplay.height();
     if (frame && frame->width() * frame->height() > maximumFrameShare * displayArea)
-        frame.reset();
+        control.frame.reset();
 
-    std::optional<QString> label = string(*chosen, ElementAttribute::title);
-    if (!label)
-        label = string(*chosen, ElementAttribute::description);
-    if (!label)
-        label = string(*hit, ElementAttribute::title);
-    if (!label)
-        label = string(*hit, ElementAttribute::description);
-    if (!label)
-        label = string(*hit, ElementAttribute::value);
+    control.label = string(*chosen, ElementAttribute::title);
+    if (!control.label)
+        control.label = string(*chosen, ElementAttribute::description);
+    if (!control.label)
+        control.label = string(*hit, ElementAttribute::title);
+    if (!control.label)
+        control.label = string(*hit, ElementAttribute::description);
+    if (!control.label)
+        control.label = string(*hit, ElementAttribute::value);
+    if (!control.label)
+        control.role = string(*chosen, ElementAttribute::roleDescription);
+    return control;
+}
 
-    if (label)
-        return {labelledTitle(*label, suffix), frame, std::nullopt};
-    if (const std::optional<QString> role = string(*chosen, ElementAttribute::roleDescription))
-        return {QCoreApplication::translate("trovix::ClickDescriber", "Click the %1%2").arg(*role, suffix),
-                frame, suffix};
-    return {fallback.title, frame, suffix};
+ClickTarget ClickDescriber::describe(const AccessibleDesktop& desktop, QPointF location,
+                                     const std::optional<QRectF>& primaryDisplay) {
+    // The control first, the application's name after it: the name is a lookup, while a busy
+    // application's tree can use up the whole budget.
+    std::optional<Control> control;
+    if (desktop.isTrusted() && primaryDisplay) {
+        if (const ElementRef hit = desktop.elementAt(location))
+            control = describeControl(hit, *primaryDisplay);
+    }
+
+    const std::optional<QString> application = desktop.frontmostApplicationName(location);
+    const QString suffix = application ? inApplication(*application) : QString();
+    if (!control)
+        return {fallbackTitle(application), std::nullopt, suffix};
+    if (control->label)
+        return {labelledTitle(*control->label, suffix), control->frame, std::nullopt};
+    if (control->role)
+        return {QCoreApplication::translate("trovix::ClickDescriber", "Click the %1%2")
+                    .arg(*control->role, suffix),
+                control->frame, suffix};
+    return {fallbackTitle(application), control->frame, suffix};
 }
 
 } // namespace trovix

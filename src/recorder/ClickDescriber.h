@@ -42,6 +42,16 @@ public:
     static ClickTarget describe(const AccessibleDesktop& desktop, QPointF location,
                                 const std::optional<QRectF>& primaryDisplay);
 
+private:
+    struct Control {
+        std::optional<QRectF> frame;
+        std::optional<QString> label;
+        // The role in words, when there is no label.
+        std::optional<QString> role;
+    };
+    static Control describeControl(const ElementRef& hit, const QRectF& primaryDisplay);
+
+public:
     // How many elements the climb examines: the hit element and at most four ancestors.
     static constexpr int climbLimit = 5;
     // Frames narrower or lower than this (points) are too small to mark.

@@ -141,7 +141,7 @@ Recorder::Services Recorder::systemServices(int budgetMs) {
     services.enableAccessibility = [] {
         enableWebAccessibility();
         // Read the installed applications' names now rather than on the first click.
-        AtspiService::instance().reloadApplications();
+        AtspiService::instance().prepareApplications();
     };
     return services;
 }

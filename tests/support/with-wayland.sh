@@ -131,6 +131,9 @@ if [ -x /usr/libexec/at-spi-bus-launcher ]; then
     pids+=("$!")
 fi
 if [ -z "${TROVIX_WESTON:-}" ]; then
+    # The front end takes its backends from XDG_DESKTOP_PORTAL_DIR: only the two started here.
+    cp /usr/share/xdg-desktop-portal/portals/wlr.portal /usr/share/xdg-desktop-portal/portals/gtk.portal \
+        "$XDG_DESKTOP_PORTAL_DIR/"
     # The wlr portal quits without pipewire.
     pipewire >>"$log" 2>&1 &
     pids+=("$!")

@@ -209,8 +209,8 @@ const std::optional<X11Windows::Client>& AtspiDesktop::topLevelAt(QPoint point) 
 
 std::optional<QString> AtspiDesktop::displayName(const X11Windows::Client& window) const {
     const QStringList executables = window.pid ? executablesOf(*window.pid) : QStringList();
-    if (m_context.entries) {
-        if (auto name = m_context.entries->displayName(window.instance, window.className, executables))
+    if (const auto entries = m_context.entries ? m_context.entries() : nullptr) {
+        if (auto name = entries->displayName(window.instance, window.className, executables))
             return name;
     }
     if (window.pid) {

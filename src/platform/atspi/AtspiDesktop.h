@@ -5,6 +5,9 @@
 #include "recorder/AccessibleElement.h"
 #include "recorder/ScreenLayout.h"
 
+#include <functional>
+#include <memory>
+
 namespace trovix {
 
 class DesktopEntries;
@@ -16,7 +19,8 @@ public:
     struct Context {
         AtspiClient* client = nullptr;
         X11Windows* windows = nullptr;
-        const DesktopEntries* entries = nullptr;
+        // The installed applications, asked for when a name is needed.
+        std::function<std::shared_ptr<const DesktopEntries>()> entries;
         uint ownPid = 0;
         bool trusted = false;
     };

@@ -1,5 +1,6 @@
 #include "platform/atspi/AtspiService.h"
 
+#include "platform/atspi/ApplicationIndex.h"
 #include "platform/atspi/AtspiClient.h"
 #include "platform/atspi/AtspiDesktop.h"
 #include "platform/atspi/DesktopEntries.h"
@@ -36,7 +37,6 @@ void stopService() {
 struct AtspiService::Worker {
     std::unique_ptr<AtspiClient> client;
     std::unique_ptr<X11Windows> windows;
-    std::unique_ptr<DesktopEntries> entries;
     QString connectionName = QStringLiteral("trovix-accessibility");
 
     ~Worker() {
@@ -92,7 +92,8 @@ AtspiService& AtspiService::instance() {
     return *service;
 }
 
-AtspiService::AtspiService() {
+AtspiService::AtspiService()
+    : m_applications(std::make_unique<ApplicationIndex>()) {
     m_thread = std::thread([this] { loop(); });
 }
 
@@ -130,14 +131,13 @@ void AtspiService::run(Task task, const ScreenLayout& layout, Clock::time_point 
     const uint ownPid = uint(QCoreApplication::applicationPid());
     {
         std::lock_guard lock(m_mutex);
-        m_queue.push_back([task = std::move(task), layout, deadline, ownPid](Worker& worker) {
+        m_queue.push_back([this, task = std::move(task), layout, deadline, ownPid](Worker& worker) {
             if (!worker.windows || !worker.windows->isConnected())
                 worker.windows = std::make_unique<X11Windows>();
-            if (!worker.entries)
-                worker.entries = std::make_unique<DesktopEntries>(DesktopEntries::system());
             AtspiDesktop::Context context;
             context.windows = worker.windows->isConnected() ? worker.windows.get() : nullptr;
-            context.entries = worker.entries.get();
+            // Asked for only once the control is found: the budget goes to the control first.
+            context.entries = [this, deadline] { return m_applications->entries(deadline); };
             context.ownPid = ownPid;
             // Without a bus every call fails at once, which leaves the fallback title.
             AtspiClient offline{QDBusConnection(QString())};
@@ -152,14 +152,8 @@ void AtspiService::run(Task task, const ScreenLayout& layout, Clock::time_point 
     m_wake.notify_one();
 }
 
-void AtspiService::reloadApplications() {
-    {
-        std::lock_guard lock(m_mutex);
-        m_queue.push_back([](Worker& worker) {
-            worker.entries = std::make_unique<DesktopEntries>(DesktopEntries::system());
-        });
-    }
-    m_wake.notify_one();
+void AtspiService::prepareApplications() {
+    m_applications->prepare();
 }
 
 void AtspiService::enableAccessibility() {

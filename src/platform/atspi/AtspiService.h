@@ -13,6 +13,8 @@
 
 namespace trovix {
 
+class ApplicationIndex;
+
 // The one thread on which Trovix talks to the accessibility bus. Other applications answer there
 // at their own pace, or not at all: each call waits 400 ms at most and no call starts after its
 // request's deadline, so a hung application costs a request its answer, never the user interface.
@@ -31,8 +33,9 @@ public:
     // Runs task on the accessibility thread, in the order given. Calls on the desktop fail once the
     // deadline has passed.
     void run(Task task, const ScreenLayout& layout, Clock::time_point deadline);
-    // Reads the installed applications' names again (when recording starts, for instance).
-    void reloadApplications();
+    // Starts reading the installed applications' names in the background, unless they are read
+    // already (they are read again whenever their folders change).
+    void prepareApplications();
 
     // Asks the session to switch toolkit accessibility on (org.a11y.Status.IsEnabled), so that
     // applications expose their trees; those started afterwards do so from the start. Does not
@@ -43,6 +46,8 @@ public:
 
 private:
     AtspiService();
+    // Made before the thread that uses it and gone after it.
+    std::unique_ptr<ApplicationIndex> m_applications;
     void loop();
     void stop();
     struct Worker;

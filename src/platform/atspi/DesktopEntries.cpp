@@ -6,7 +6,6 @@
 #include <QFileInfo>
 #include <QLocale>
 #include <QSet>
-#include <QStandardPaths>
 
 namespace trovix {
 
@@ -31,6 +30,9 @@ QString programOf(const QString& exec) {
 } // namespace
 
 DesktopEntries::DesktopEntries(const QStringList& dataFolders) {
+    const QString locale = QLocale().name(); // "de_DE"
+    m_localeKey = QStringLiteral("Name[%1]").arg(locale).toUtf8();
+    m_languageKey = QStringLiteral("Name[%1]").arg(locale.section(QLatin1Char('_'), 0, 0)).toUtf8();
     QSet<QString> seen;
     for (const QString& folder : dataFolders) {
         const QString applications = QDir(folder).filePath(QStringLiteral("applications"));
@@ -51,55 +53,68 @@ DesktopEntries::DesktopEntries(const QStringList& dataFolders) {
     }
 }
 
-DesktopEntries DesktopEntries::system() {
-    QStringList folders = QStandardPaths::standardLocations(QStandardPaths::GenericDataLocation);
-    return DesktopEntries(folders);
-}
-
+// Reads only the keys a name lookup needs, straight from the file's bytes: a full desktop has
+// hundreds of entries, most of them lines of translations that no lookup reads.
 void DesktopEntries::read(const QString& path, const QString& id) {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
+    if (!file.open(QIODevice::ReadOnly))
         return;
-    const QString locale = QLocale().name(); // "de_DE"
-    const QString language = locale.section(QLatin1Char('_'), 0, 0);
-    QHash<QString, QString> keys;
+    const QByteArray contents = file.read(maximumEntrySize);
+    QByteArray type, hidden, name, localName, languageName, wmClass, tryExec, exec;
     bool inEntry = false;
-    while (!file.atEnd()) {
-        const QString line = QString::fromUtf8(file.readLine()).trimmed();
-        if (line.startsWith(QLatin1Char('['))) {
-            inEntry = line == QLatin1String("[Desktop Entry]");
+    for (qsizetype start = 0; start < contents.size();) {
+        qsizetype end = contents.indexOf('\n', start);
+        if (end < 0)
+            end = contents.size();
+        const QByteArrayView line = QByteArrayView(contents).sliced(start, end - start).trimmed();
+        start = end + 1;
+        if (line.startsWith('[')) {
+            inEntry = line == "[Desktop Entry]";
             continue;
         }
-        if (!inEntry || line.startsWith(QLatin1Char('#')))
+        const qsizetype equals = line.indexOf('=');
+        if (!inEntry || equals <= 0 || line.startsWith('#'))
             continue;
-        const qsizetype equals = line.indexOf(QLatin1Char('='));
-        if (equals <= 0)
-            continue;
-        keys.insert(line.left(equals).trimmed(), line.mid(equals + 1).trimmed());
+        const QByteArrayView key = line.first(equals).trimmed();
+        const QByteArray value = line.sliced(equals + 1).trimmed().toByteArray();
+        if (key.startsWith("Name")) {
+            if (key == "Name")
+                name = value;
+            else if (key == m_localeKey)
+                localName = value;
+            else if (key == m_languageKey)
+                languageName = value;
+        } else if (key == "Type") {
+            type = value;
+        } else if (key == "Hidden") {
+            hidden = value;
+        } else if (key == "StartupWMClass") {
+            wmClass = value;
+        } else if (key == "TryExec") {
+            tryExec = value;
+        } else if (key == "Exec") {
+            exec = value;
+        }
     }
-    if (keys.value(QStringLiteral("Type")) != QLatin1String("Application") ||
-        keys.value(QStringLiteral("Hidden")) == QLatin1String("true"))
+    if (type != "Application" || hidden == "true")
         return;
-    QString name = keys.value(QStringLiteral("Name[%1]").arg(locale));
-    if (name.isEmpty())
-        name = keys.value(QStringLiteral("Name[%1]").arg(language));
-    if (name.isEmpty())
-        name = keys.value(QStringLiteral("Name"));
-    if (name.isEmpty())
+    const QByteArray& chosen = !localName.isEmpty()      ? localName
+                               : !languageName.isEmpty() ? languageName
+                                                         : name;
+    if (chosen.isEmpty())
         return;
-    m_names.insert(id, name);
+    m_names.insert(id, QString::fromUtf8(chosen));
 
-    const QString wmClass = keys.value(QStringLiteral("StartupWMClass")).toLower();
     if (!wmClass.isEmpty())
-        m_byWmClass.insert(wmClass, id);
+        m_byWmClass.insert(QString::fromUtf8(wmClass).toLower(), id);
     const QString lowerId = id.toLower();
     m_byId.insert(lowerId, id);
     const QString lastPart = lowerId.section(QLatin1Char('.'), -1);
     if (!m_byId.contains(lastPart))
         m_byId.insert(lastPart, id);
-    QString program = programOf(keys.value(QStringLiteral("TryExec")));
+    QString program = programOf(QString::fromUtf8(tryExec));
     if (program.isEmpty())
-        program = programOf(keys.value(QStringLiteral("Exec")));
+        program = programOf(QString::fromUtf8(exec));
     if (!program.isEmpty() && !m_byExecutable.contains(program))
         m_byExecutable.insert(program, id);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QHash>
 #include <QString>
 #include <QStringList>
@@ -14,8 +15,6 @@ class DesktopEntries {
 public:
     // Reads the entries under each folder's "applications" folder; earlier folders win.
     explicit DesktopEntries(const QStringList& dataFolders);
-    // The entries of the user's data folders ($XDG_DATA_HOME, then $XDG_DATA_DIRS).
-    static DesktopEntries system();
 
     // The display name of the application with this window class or executable, matched in this
     // order: StartupWMClass, desktop file id, executable name. Case does not matter.
@@ -24,9 +23,14 @@ public:
 
     int size() const { return int(m_names.size()); }
 
+    // An entry is read no further than this; names come first in every real one.
+    static constexpr qint64 maximumEntrySize = 1 << 20;
+
 private:
     void read(const QString& path, const QString& id);
 
+    QByteArray m_localeKey;                 // "Name[de_DE]"
+    QByteArray m_languageKey;               // "Name[de]"
     QHash<QString, QString> m_names;        // desktop id → display name
     QHash<QString, QString> m_byWmClass;    // StartupWMClass (lower case) → id
     QHash<QString, QString> m_byId;         // id and its last dotted part (lower case) → id
