@@ -92,7 +92,7 @@ private Q_SLOTS:
         QSemaphore started;
         LibraryModel model;
         std::atomic<int> calls = 0;
-        model.setScanner([&](const QString&) {
+        model.setScanner([&](const QString&, const Library::ScanOptions&) {
             if (calls++ == 0) {
                 started.release();
                 release.acquire(); // the first scan ends only when the test says so
