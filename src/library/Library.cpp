@@ -4,6 +4,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QSettings>
 #include <QStandardPaths>
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <dirent.h>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -139,13 +141,17 @@ QList<GuideSummary> Library::scan(const QString& folder, QSize thumbnailSize) {
 QList<GuideSummary> Library::scan(const QString& folder, const ScanOptions& options) {
     const QDir dir(folder);
     // Hidden entries count too; only the exact, case-sensitive extension does. Files and folders
-    // alike: a file simply yields no summary.
+    // alike: a file simply yields no summary. The names alone are read, nothing about the entries: a
+    // guide folder that is the mount point of a hung disk would block even a stat, which belongs
+    // inside that folder's budget.
     auto state = std::make_shared<ScanState>();
-    const QStringList names =
-        dir.entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Unsorted);
-    for (const QString& name : names) {
-        if (isGuideName(name))
-            state->paths.append(dir.filePath(name));
+    if (DIR* listing = ::opendir(QFile::encodeName(folder).constData())) {
+        while (const dirent* entry = ::readdir(listing)) {
+            const QString name = QFile::decodeName(entry->d_name);
+            if (isGuideName(name))
+                state->paths.append(dir.filePath(name));
+        }
+        ::closedir(listing);
     }
     const size_t count = size_t(state->paths.size());
     if (count == 0)
