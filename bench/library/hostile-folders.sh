@@ -10,6 +10,8 @@
 # Runs as root or as a user; the unreadable folder is read as the unprivileged user "nobody" when
 # run as root, whom permissions would not stop.
 set -euo pipefail
+root=$(cd "$(dirname "$0")/../.." && pwd)
+[ -x /usr/bin/time ] && command -v convert >/dev/null || "$root/scripts/install-deps.sh"
 
 build=$(realpath "${1:-build/test}")
 tool="$build/src/export/trovix-export"
