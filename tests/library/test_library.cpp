@@ -1,5 +1,4 @@
 #include "GuideFolders.h"
-#include "document/Error.h"
 #include "library/Library.h"
 #include "library/LibraryModel.h"
 #include "support/HostileFolders.h"
@@ -90,7 +89,7 @@ private Q_SLOTS:
         QVERIFY(Library::scan(QDir(m_root).filePath(QStringLiteral("does-not-exist"))).isEmpty());
     }
 
-    void scan_listsGoodGuidesBesideHostileFolders_andReadRefusesThemWithTheReason() {
+    void scan_listsGoodGuidesBesideHostileFolders_andTheUnreadableWithTheReason() {
         const QString dir = freshFolder();
         const auto writeGuide = [](const QString& folder) {
             Guide guide;
@@ -109,15 +108,6 @@ private Q_SLOTS:
         const bool root = ::geteuid() == 0;
         QVERIFY(!root || ::seteuid(nobody) == 0);
         const QList<GuideSummary> list = Library::scan(dir);
-        QMap<QString, QString> readErrors;
-        for (const HostileFolder& c : cases) {
-            try {
-                QCOMPARE(GuideStore::read(dir + "/" + c.name + ".trovix").steps.size(), 1);
-                readErrors[c.name] = QString();
-            } catch (const Error& error) {
-                readErrors[c.name] = error.message();
-            }
-        }
         QVERIFY(!root || ::seteuid(0) == 0);
 
         QCOMPARE(list.size(), cases.size());
@@ -130,7 +120,7 @@ private Q_SLOTS:
                                          : QStringLiteral("“%1”").arg(c.file) + " in “" + c.name +
                                                ".trovix” couldn’t be opened because " + c.reason + ".";
             // A refused record makes an unreadable entry, listed last; a refused picture only shows
-            // when the guide is opened.
+            // when the guide is opened (trovix-export's test reads every case).
             if (c.file == QLatin1String("guide.json")) {
                 QVERIFY2(found->problem.endsWith(expected), qPrintable(c.name + ": " + found->problem));
                 QCOMPARE(found->stepCount, 0);
@@ -139,12 +129,6 @@ private Q_SLOTS:
                 QVERIFY2(found->problem.isEmpty(), qPrintable(c.name + ": " + found->problem));
                 QCOMPARE(found->stepCount, 1);
             }
-            if (c.reason.isEmpty())
-                QVERIFY2(readErrors[c.name].isEmpty(), qPrintable(c.name + ": " + readErrors[c.name]));
-            else
-                QVERIFY2(readErrors[c.name].contains("“" + c.file + "”") &&
-                             readErrors[c.name].endsWith(c.reason + "."),
-                         qPrintable(c.name + ": " + readErrors[c.name]));
         }
     }
 
