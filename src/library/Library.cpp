@@ -174,11 +174,15 @@ QList<GuideSummary> Library::scan(const QString& folder, const ScanOptions& opti
     constexpr auto cancelEvery = std::chrono::milliseconds(100);
     Clock::time_point lastProgress = Clock::now();
     qsizetype reported = 0;
+    // Folders are taken in order, so those being read lie between the first not done and the next.
+    size_t first = 0;
     std::unique_lock lock(state->mutex);
     while (state->finished < qsizetype(count)) {
+        while (first < count && state->done[first])
+            ++first;
         const Clock::time_point now = Clock::now();
         Clock::time_point wake = now + cancelEvery;
-        for (size_t i = 0; i < count; ++i)
+        for (size_t i = first; i < size_t(state->next); ++i)
             if (state->running[i] && !state->done[i])
                 wake = std::min(wake, state->started[i] + budget);
         if (options.progress)
@@ -196,7 +200,7 @@ QList<GuideSummary> Library::scan(const QString& folder, const ScanOptions& opti
         }
         // A folder past its budget is listed as unreadable; its thread is left to its read, and a new
         // one takes over the folders still waiting.
-        for (size_t i = 0; i < count; ++i) {
+        for (size_t i = first; i < size_t(state->next); ++i) {
             if (!state->running[i] || state->done[i] || Clock::now() < state->started[i] + budget)
                 continue;
             const QString path = state->paths[qsizetype(i)];
