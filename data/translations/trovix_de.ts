@@ -80,6 +80,10 @@
         <source>Move to Trash</source>
         <translation>In den Papierkorb verschieben</translation>
     </message>
+    <message>
+        <source>Can’t be read</source>
+        <translation>Nicht lesbar</translation>
+    </message>
 </context>
 <context>
     <name>trovix::ClickDescriber</name>
@@ -685,6 +689,13 @@ Ohne --output wird der Export neben den Anleitungsordner geschrieben.</translati
     </message>
 </context>
 <context>
+    <name>trovix::Library</name>
+    <message>
+        <source>The folder %1 didn’t answer within %2 seconds: the disk it is on may be slow or no longer connected.</source>
+        <translation>Der Ordner %1 hat nicht innerhalb von %2 Sekunden geantwortet: Das Laufwerk, auf dem er liegt, ist vielleicht langsam oder nicht mehr verbunden.</translation>
+    </message>
+</context>
+<context>
     <name>trovix::LibraryModel</name>
     <message>
         <source>Choose the folder Trovix should list and save guides in</source>
@@ -712,6 +723,14 @@ Ohne --output wird der Export neben den Anleitungsordner geschrieben.</translati
     <message>
         <source>No guides match “%1”</source>
         <translation>Keine Anleitungen passen zu „%1“</translation>
+    </message>
+    <message>
+        <source>Couldn’t open “%1”</source>
+        <translation>„%1“ konnte nicht geöffnet werden</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>OK</translation>
     </message>
 </context>
 <context>
@@ -1195,6 +1214,26 @@ Strg+Alt+S</translation>
     <message>
         <source>The file %1 couldn’t be read because it isn’t in the correct format: %2.</source>
         <translation>Die Datei %1 konnte nicht gelesen werden, weil sie nicht im richtigen Format ist: %2.</translation>
+    </message>
+    <message>
+        <source>it is not a regular file</source>
+        <translation>es sich nicht um eine normale Datei handelt</translation>
+    </message>
+    <message>
+        <source>it is a link to a file outside the guide folder</source>
+        <translation>es sich um eine Verknüpfung zu einer Datei außerhalb des Anleitungsordners handelt</translation>
+    </message>
+    <message>
+        <source>it is larger than %1</source>
+        <translation>die Datei größer als %1 ist</translation>
+    </message>
+    <message>
+        <source>it is too large</source>
+        <translation>die Datei zu groß ist</translation>
+    </message>
+    <message>
+        <source>it is a link that leads round in a circle</source>
+        <translation>es sich um eine Verknüpfung handelt, die im Kreis führt</translation>
     </message>
 </context>
 <context>

@@ -241,6 +241,9 @@ void AppDelegate::applicationWillTerminate() {
         m_mainWindow->window()->saveFrame();
     // Click recording stops first, so no recorded click changes the guide after the last write.
     recorder().stop();
+    // A library scan still waiting for a slow disk is given up; main() does not wait for its threads.
+    if (m_libraryWindow)
+        m_libraryWindow->model().cancelScans();
     // Written last, after everything that may still change the guide has stopped.
     m_guide->writeWorkingCopy();
 }

@@ -95,10 +95,12 @@ void DocumentCommands::openGuide(const QString& path) {
     LoadedGuide loaded;
     try {
         loaded = GuideStore::read(path);
-    } catch (const std::exception&) {
+    } catch (const std::exception& error) {
         Dialogs::Alert alert;
         alert.message = tr("Couldn’t open “%1”").arg(QFileInfo(standardized(path)).fileName());
-        alert.informativeText = tr("It doesn’t look like a valid Trovix file.");
+        // The reader's sentence says which file failed and why, which a guide from someone else needs.
+        alert.informativeText = tr("It doesn’t look like a valid Trovix file.") + QStringLiteral("\n\n") +
+                                QString::fromUtf8(error.what());
         alert.buttons = {tr("OK")};
         alert.style = Dialogs::Style::warning;
         alert.cancelButton = 0;

@@ -2,7 +2,9 @@
 #include "app/CommandLine.h"
 #include "app/Icons.h"
 #include "app/SingleInstance.h"
+#include "document/GuideStore.h"
 #include "i18n/Translations.h"
+#include "library/Library.h"
 
 #include <QApplication>
 #include <QDir>
@@ -139,5 +141,13 @@ int main(int argc, char** argv) {
     if (!line.command.isEmpty()) // once the event loop runs, as from a running instance
         QMetaObject::invokeMethod(
             &app, [&app, command = line.command] { app.runCommand(command); }, Qt::QueuedConnection);
-    return application.exec();
+    const int status = application.exec();
+    // A library scan may have left a thread in a read that never returns (a hung network mount). Once
+    // the working copy is on the disk, Trovix ends without it: the process must not wait on the disk.
+    if (!trovix::Library::waitForScanThreads(300)) {
+        trovix::GuideStore::waitForBackgroundWrites();
+        std::fflush(nullptr);
+        ::_exit(status);
+    }
+    return status;
 }

@@ -314,7 +314,7 @@ Error stepImageError(const StepFile& file, qsizetype index, const QString& folde
         why = QCoreApplication::translate("trovix::GuideStore", "%1 is missing").arg(what);
     else if (file.error)
         why = QCoreApplication::translate("trovix::GuideStore", "%1 couldn’t be read because %2")
-                  .arg(what, StoreErrors::reason(file.error));
+                  .arg(what, StoreErrors::reason(file.error, GuideStore::maxPictureSize));
     else
         why = QCoreApplication::translate("trovix::GuideStore", "%1 is damaged: %2")
                   .arg(what, file.check.problem);
@@ -377,9 +377,9 @@ void GuideStore::waitForBackgroundWrites() {
 LoadedGuide GuideStore::read(const QString& folder) {
     const QString jsonPath = inFolder(folder, guideFile);
     QByteArray json;
-    if (const int error = SafeFile::read(jsonPath, json))
+    if (const int error = SafeFile::read(jsonPath, json, maxRecordSize, folder))
         throw StoreErrors::ioError(jsonPath, QCoreApplication::translate("trovix::GuideStore", "opened"),
-                                   error);
+                                   error, maxRecordSize);
     const GuideRecord record = GuideJson::decode(json, jsonPath);
     json.clear();
 
@@ -387,8 +387,8 @@ LoadedGuide GuideStore::read(const QString& folder) {
     std::vector<StepFile> files(size_t(record.steps.size()));
     for (qsizetype i = 0; i < record.steps.size(); ++i)
         files[size_t(i)].path = inFolder(folder, uuidString(record.steps[i].id) + QStringLiteral(".png"));
-    QtConcurrent::blockingMap(files, [](StepFile& file) {
-        file.error = SafeFile::read(file.path, file.bytes);
+    QtConcurrent::blockingMap(files, [&folder](StepFile& file) {
+        file.error = SafeFile::read(file.path, file.bytes, maxPictureSize, folder);
         if (!file.error)
             file.check = ImageCodec::checkPng(file.bytes);
     });
@@ -413,8 +413,15 @@ LoadedGuide GuideStore::read(const QString& folder) {
 std::optional<GuideSummary> GuideStore::summary(const QString& folder, QSize thumbnailSize) {
     const QString jsonPath = inFolder(folder, guideFile);
     QByteArray json;
-    if (SafeFile::read(jsonPath, json) != 0)
-        return std::nullopt;
+    if (const int error = SafeFile::read(jsonPath, json, maxRecordSize, folder)) {
+        // No "guide.json" (or no folder): not a guide. Anything else is a guide the user should hear of.
+        if (error == ENOENT || error == ENOTDIR)
+            return std::nullopt;
+        return unreadable(folder, StoreErrors::ioError(
+                                      jsonPath, QCoreApplication::translate("trovix::GuideStore", "opened"),
+                                      error, maxRecordSize)
+                                      .message());
+    }
     GuideRecord record;
     try {
         record = GuideJson::decode(json, jsonPath);
@@ -430,12 +437,12 @@ std::optional<GuideSummary> GuideStore::summary(const QString& folder, QSize thu
     summary.modified = modified.isValid() ? modified.toUTC() : distantPast();
 
     QByteArray bytes;
-    if (SafeFile::read(inFolder(folder, thumbnailFile), bytes) == 0)
+    if (SafeFile::read(inFolder(folder, thumbnailFile), bytes, maxThumbnailSize, folder) == 0)
         summary.thumbnail = decodeCovering(bytes, thumbnailSize);
     if (summary.thumbnail.isNull() && !record.steps.isEmpty()) {
         // No usable thumbnail: a small copy of the first screenshot, without its annotations.
         const QString first = inFolder(folder, uuidString(record.steps.first().id) + QStringLiteral(".png"));
-        if (SafeFile::read(first, bytes) == 0)
+        if (SafeFile::read(first, bytes, maxPictureSize, folder) == 0)
             summary.thumbnail = scaledToCover(thumbnailOf(ImageCodec::decode(bytes)), thumbnailSize);
     }
     return summary;
@@ -484,6 +491,15 @@ std::unique_ptr<Guide> GuideStore::load() {
 
 QDateTime GuideStore::distantPast() {
     return QDateTime(QDate(1, 1, 1), QTime(0, 0), Qt::UTC);
+}
+
+GuideSummary GuideStore::unreadable(const QString& folder, const QString& problem) {
+    GuideSummary summary;
+    summary.url = QUrl::fromLocalFile(QDir::cleanPath(QFileInfo(folder).absoluteFilePath()));
+    summary.title = QFileInfo(QDir::cleanPath(folder)).completeBaseName();
+    summary.modified = distantPast();
+    summary.problem = problem;
+    return summary;
 }
 
 } // namespace trovix

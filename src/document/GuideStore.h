@@ -27,6 +27,9 @@ struct GuideSummary {
     qint64 stepCount = 0;
     QDateTime modified; // the distant past when unknown
     QImage thumbnail;   // null when there is none
+    // Why the folder, although a guide folder, cannot be read (a sentence naming the file and the
+    // reason); empty for a readable guide. Such an entry is titled after the folder and has no steps.
+    QString problem;
 };
 
 // Reads and writes guide folders ("guide.json", one PNG per step, "thumbnail.jpg") and keeps the
@@ -36,6 +39,13 @@ struct GuideSummary {
 // the "guide.json" that names it, so a crash at any moment leaves a folder that reads back whole.
 class GuideStore {
 public:
+    // The largest files the reader takes (SI units, as the messages say them). A guide with a thousand
+    // steps and their marks needs a few megabytes of JSON; a screenshot of a 16K display stays under
+    // the picture's limit even where it hardly compresses; a thumbnail is a 640-pixel JPEG.
+    static constexpr qint64 maxRecordSize = 64'000'000;
+    static constexpr qint64 maxPictureSize = 256'000'000;
+    static constexpr qint64 maxThumbnailSize = 16'000'000;
+
     // Writes the guide into the folder, creating it if needed. A step's PNG is written only when the
     // folder has none of that name yet, from the bytes the step's image already carries (waiting for
     // its background encoding if that is still running). Saved folders get "thumbnail.jpg"; working
@@ -43,7 +53,8 @@ public:
     static void write(const Guide& guide, const QString& folder, bool isWorkingCopy);
     // Reads a guide folder. Step images are checked for damage but decoded only when first shown.
     static LoadedGuide read(const QString& folder);
-    // The library's view of a guide folder; nothing when its "guide.json" is unreadable. Safe to call
+    // The library's view of a guide folder; nothing when it holds no "guide.json" or one that is no
+    // guide record, and an entry with its problem when the reader refuses or fails to read it. Safe to call
     // from any thread. With a thumbnailSize, the thumbnail is decoded only just large enough to cover
     // that many pixels (a JPEG decodes at 1/2, 1/4 or 1/8 size directly), which is what a listing of
     // a thousand guides can afford to hold.
@@ -64,6 +75,8 @@ public:
 
     // 1 January of year 1, 00:00 UTC.
     static QDateTime distantPast();
+    // The listing's entry for a folder that cannot be read: titled after the folder, with the problem.
+    static GuideSummary unreadable(const QString& folder, const QString& problem);
 };
 
 } // namespace trovix

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
+#include <cstdlib>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -89,20 +91,70 @@ int Batch::commit(QString* failedPath) {
     return 0;
 }
 
-int read(const QString& path, QByteArray& bytes) {
-    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
+namespace {
+
+// Whether `path` is `folder` itself or lies below it; both already resolved.
+bool isInside(const QByteArray& path, const QByteArray& folder) {
+    if (folder == "/")
+        return true;
+    return path.startsWith(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
+}
+
+QByteArray resolved(const QByteArray& path, int* error) {
+    char buffer[PATH_MAX];
+    if (!::realpath(path.constData(), buffer)) {
+        *error = errno;
+        return {};
+    }
+    return QByteArray(buffer);
+}
+
+} // namespace
+
+int read(const QString& path, QByteArray& bytes, qint64 maxSize, const QString& within) {
+    QByteArray target = QFile::encodeName(path);
+    QByteArray folder;
+    if (!within.isEmpty()) {
+        // Resolved first, so that what is checked below is the file the links lead to.
+        int error = 0;
+        target = resolved(target, &error);
+        if (error)
+            return error;
+        folder = resolved(QFile::encodeName(within), &error);
+        if (error)
+            return error;
+    }
+    // Looked at before it is opened: opening a pipe waits for a writer, and opening some devices
+    // does something.
+    struct stat info;
+    if (::stat(target.constData(), &info) != 0)
+        return errno;
+    if (S_ISDIR(info.st_mode))
+        return EISDIR;
+    if (!S_ISREG(info.st_mode))
+        return notRegularFile;
+    if (!folder.isEmpty() && !isInside(target, folder))
+        return outsideFolder;
+    if (info.st_size > maxSize)
+        return tooLarge;
+
+    // O_NONBLOCK: should the name have become a pipe since, the open still returns at once, and the
+    // fstat below refuses it.
+    const int fd = ::open(target.constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (fd < 0)
         return errno;
-    struct stat info;
-    if (::fstat(fd, &info) != 0) {
-        const int error = errno;
+    const auto fail = [fd](int error) {
         ::close(fd);
         return error;
-    }
-    if (S_ISDIR(info.st_mode)) {
-        ::close(fd);
-        return EISDIR;
-    }
+    };
+    if (::fstat(fd, &info) != 0)
+        return fail(errno);
+    if (S_ISDIR(info.st_mode))
+        return fail(EISDIR);
+    if (!S_ISREG(info.st_mode))
+        return fail(notRegularFile);
+    if (info.st_size > maxSize)
+        return fail(tooLarge);
     QByteArray data(qsizetype(info.st_size), Qt::Uninitialized);
     qsizetype done = 0;
     bool atEnd = false;
@@ -116,9 +168,7 @@ int read(const QString& path, QByteArray& bytes) {
         if (n < 0) {
             if (errno == EINTR)
                 continue;
-            const int error = errno;
-            ::close(fd);
-            return error;
+            return fail(errno);
         }
         if (n == 0) {
             atEnd = true;
@@ -126,6 +176,8 @@ int read(const QString& path, QByteArray& bytes) {
             if (!inside)
                 data.append(more, n);
             done += n;
+            if (done > maxSize)
+                return fail(tooLarge);
         }
     }
     ::close(fd);

@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <cerrno>
 #include <vector>
 
 // Whole-file reads and crash-safe writes for guide folders. Each returns 0 on success or the errno
@@ -40,8 +41,17 @@ private:
     std::vector<File> m_files;
 };
 
-// Reads the whole file.
-int read(const QString& path, QByteArray& bytes);
+// What read() answers, besides errno values, for files it refuses.
+inline constexpr int notRegularFile = -1; // a pipe, a device, a socket
+inline constexpr int outsideFolder = -2;  // a link that leads out of the folder it must stay in
+inline constexpr int tooLarge = EFBIG;    // more bytes than the caller allows
+
+// Reads the whole of a regular file of at most maxSize bytes. Guide folders come from other people,
+// so nothing else is read: a pipe or a device is refused before it is opened (opening one may block
+// for ever, and reading /dev/zero never ends), and a file that grows past maxSize while it is read
+// is refused once maxSize + 1 bytes are in. With `within`, the file (after following every link)
+// must lie inside that folder; links inside it are followed.
+int read(const QString& path, QByteArray& bytes, qint64 maxSize, const QString& within = {});
 
 // Removes a file (not a folder). Removing a missing file succeeds.
 int remove(const QString& path);

@@ -1,8 +1,11 @@
 #include "document/StoreErrors.h"
 
+#include "document/SafeFile.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QLocale>
 
 #include <cerrno>
 #include <cstring>
@@ -22,8 +25,21 @@ QString fileInFolder(const QString& path) {
         .arg(quoted(info.fileName()), quoted(folder));
 }
 
-QString reason(int error) {
+QString reason(int error, qint64 limit) {
     switch (error) {
+    case SafeFile::notRegularFile:
+        return QCoreApplication::translate("trovix::StoreErrors", "it is not a regular file");
+    case SafeFile::outsideFolder:
+        return QCoreApplication::translate("trovix::StoreErrors",
+                                           "it is a link to a file outside the guide folder");
+    case SafeFile::tooLarge:
+        if (limit > 0)
+            return QCoreApplication::translate("trovix::StoreErrors", "it is larger than %1")
+                .arg(QLocale::system().formattedDataSize(limit, 0, QLocale::DataSizeSIFormat));
+        return QCoreApplication::translate("trovix::StoreErrors", "it is too large");
+    case ELOOP:
+        return QCoreApplication::translate("trovix::StoreErrors",
+                                           "it is a link that leads round in a circle");
     case ENOSPC:
     case EDQUOT:
         return QCoreApplication::translate("trovix::StoreErrors", "there isn’t enough space on the disk");
@@ -54,10 +70,10 @@ QString reason(int error) {
     }
 }
 
-Error ioError(const QString& path, const QString& verb, int error) {
+Error ioError(const QString& path, const QString& verb, int error, qint64 limit) {
     return Error(Error::Code::io,
                  QCoreApplication::translate("trovix::StoreErrors", "The file %1 couldn’t be %2 because %3.")
-                     .arg(fileInFolder(path), verb, reason(error)),
+                     .arg(fileInFolder(path), verb, reason(error, limit)),
                  path);
 }
 

@@ -72,6 +72,8 @@ CardGrid::CardGrid(QWidget* parent)
     verticalScrollBar()->setSingleStep(24);
     m_photo = QIcon::fromTheme(QStringLiteral("image-x-generic-symbolic"),
                                QIcon::fromTheme(QStringLiteral("image-x-generic")));
+    m_warning = QIcon::fromTheme(QStringLiteral("dialog-warning-symbolic"),
+                                 QIcon::fromTheme(QStringLiteral("dialog-warning")));
     CardGridAccessible::install();
     setAccessibleName(tr("Guides"));
 }
@@ -204,6 +206,10 @@ QString CardGrid::abbreviatedDateFormat(const QLocale& locale) {
     return format.trimmed();
 }
 
+QString CardGrid::unreadableCaption() {
+    return tr("Can’t be read");
+}
+
 QString CardGrid::captionLine(qint64 stepCount, const QDateTime& modified, const QLocale& locale) {
     const QString date = locale.toString(modified.toLocalTime().date(), abbreviatedDateFormat(locale));
     return (stepCount == 1 ? tr("%1 step · %2") : tr("%1 steps · %2")).arg(stepCount).arg(date);
@@ -244,7 +250,19 @@ void CardGrid::paintCard(QPainter& painter, const QRect& rect, const GuideSummar
 
     painter.save();
     painter.setClipPath(shape);
-    if (!card.thumbnail.isNull()) {
+    if (!card.problem.isEmpty()) {
+        // What is wrong, in the picture's place: the reader's sentence names the file and the reason.
+        painter.fillRect(box, withAlpha(palette.color(QPalette::WindowText), 0.08));
+        const int side = 24;
+        QRectF text = box.adjusted(12, 10 + side + 6, -12, -8);
+        if (!m_warning.isNull())
+            m_warning.paint(&painter, QRect(int(box.left()) + 12, int(box.top()) + 10, side, side));
+        else
+            text.setTop(box.top() + 10);
+        painter.setFont(captionFont());
+        painter.setPen(palette.color(QPalette::WindowText));
+        painter.drawText(text, Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap, card.problem);
+    } else if (!card.thumbnail.isNull()) {
         // Fill the box keeping the aspect ratio; the overflow is cut away.
         const QSizeF image = card.thumbnail.size();
         const double boxAspect = box.width() / box.height();
@@ -310,9 +328,12 @@ void CardGrid::paintCard(QPainter& painter, const QRect& rect, const GuideSummar
     line = QRect(rect.left(), line.bottom() + 1 + partSpacing, rect.width(), captionMetrics.height());
     painter.setFont(caption);
     painter.setPen(secondaryColour(palette));
-    painter.drawText(line, Qt::AlignLeft | Qt::AlignVCenter,
-                     captionMetrics.elidedText(captionLine(card.stepCount, card.modified, QLocale::system()),
-                                               Qt::ElideRight, rect.width()));
+    painter.drawText(
+        line, Qt::AlignLeft | Qt::AlignVCenter,
+        captionMetrics.elidedText(card.problem.isEmpty()
+                                      ? captionLine(card.stepCount, card.modified, QLocale::system())
+                                      : unreadableCaption(),
+                                  Qt::ElideRight, rect.width()));
 }
 
 QMenu* CardGrid::contextMenu(int index, QWidget* parent) {

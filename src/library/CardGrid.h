@@ -64,6 +64,8 @@ public:
     // open card). The caller owns it.
     QMenu* contextMenu(int index, QWidget* parent);
 
+    // The caption of a guide that cannot be read.
+    static QString unreadableCaption();
     // "1 step · Nov 3, 2026" in the locale's abbreviated date style.
     static QString captionLine(qint64 stepCount, const QDateTime& modified, const QLocale& locale);
     // The locale's long date format without the weekday and with abbreviated month names.
@@ -100,7 +102,8 @@ private:
     QList<GuideSummary> m_cards;
     QUrl m_openURL;
     QUrl m_selected;
-    QIcon m_photo; // the placeholder's picture
+    QIcon m_photo;   // the placeholder's picture
+    QIcon m_warning; // an unreadable guide's picture
     int m_lastPainted = 0;
     int m_generation = 0;
 };

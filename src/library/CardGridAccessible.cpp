@@ -34,7 +34,9 @@ public:
         if (t == QAccessible::Name)
             return card.title;
         if (t == QAccessible::Description)
-            return CardGrid::captionLine(card.stepCount, card.modified, QLocale::system());
+            return card.problem.isEmpty()
+                       ? CardGrid::captionLine(card.stepCount, card.modified, QLocale::system())
+                       : card.problem;
         return {};
     }
 

@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFutureWatcher>
+#include <QPromise>
 #include <QSettings>
 #include <QStandardPaths>
 #include <QUrl>
@@ -25,21 +26,48 @@ void LibraryModel::reload() {
     }
 
     Scanner scanner = m_scanner;
-    if (!scanner) {
-        scanner = [size = m_thumbnailSize](const QString& folder) { return Library::scan(folder, size); };
-    }
+    if (!scanner)
+        scanner = [](const QString& folder, const Library::ScanOptions& options) {
+            return Library::scan(folder, options);
+        };
     ++m_pending;
-    // The watcher reports on this object's thread in the order the scans end, and dies with the
-    // model, whose pending results are then dropped. (QFuture::then with a context object would do,
-    // but Qt 6.4 asserts when the context is gone before the work ends.)
+    const int scan = ++m_started;
+    // The scan reports through a promise: its partial lists and its last one arrive here, on this
+    // object's thread, in order, and a model that is gone simply drops them. The thread is not one
+    // of a pool, whose end would wait for a scan stuck in the disk.
+    auto promise = std::make_shared<QPromise<QList<GuideSummary>>>();
     auto* watcher = new QFutureWatcher<QList<GuideSummary>>(this);
+    connect(watcher, &QFutureWatcherBase::resultReadyAt, this, [this, watcher, scan](int index) {
+        if (watcher->future().isFinished() || scan != m_started)
+            return; // a partial list of an older scan, or the last list, which finished() stores
+        setItems(watcher->resultAt(index));
+    });
     connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher] {
         --m_pending;
-        setItems(watcher->result());
         watcher->deleteLater();
+        if (watcher->isCanceled() || watcher->future().resultCount() == 0)
+            return;
+        setItems(watcher->future().results().constLast());
         Q_EMIT scanFinished();
     });
-    watcher->setFuture(QtConcurrent::run([scanner, folder] { return scanner(folder); }));
+    watcher->setFuture(promise->future());
+    promise->start();
+    Library::runDetached([scanner, folder, size = m_thumbnailSize, promise] {
+        Library::ScanOptions options;
+        options.thumbnailSize = size;
+        options.cancelled = [promise] { return promise->isCanceled(); };
+        options.progress = [promise](const QList<GuideSummary>& sofar) { promise->addResult(sofar); };
+        const QList<GuideSummary> list = scanner(folder, options);
+        if (!promise->isCanceled())
+            promise->addResult(list);
+        promise->finish();
+    });
+}
+
+void LibraryModel::cancelScans() {
+    for (auto* watcher :
+         findChildren<QFutureWatcher<QList<GuideSummary>>*>(QString(), Qt::FindDirectChildrenOnly))
+        watcher->cancel();
 }
 
 void LibraryModel::setItems(const QList<GuideSummary>& items) {

@@ -18,8 +18,9 @@ namespace trovix {
 class LibraryModel : public QObject {
     Q_OBJECT
 public:
-    // Lists a folder; runs on a worker thread.
-    using Scanner = std::function<QList<GuideSummary>(const QString& folder)>;
+    // Lists a folder; runs on a thread of its own, which is left behind at exit if it hangs.
+    using Scanner =
+        std::function<QList<GuideSummary>(const QString& folder, const Library::ScanOptions& options)>;
     // Runs the folder panel and answers the chosen folder, empty when cancelled.
     using FolderPanel = std::function<QString(const Dialogs::OpenPanel& panel)>;
 
@@ -30,8 +31,11 @@ public:
     const QString& folder() const { return m_folder; }
 
     // Starts a scan of Library::folder() and returns at once. Scans are neither cancelled nor merged:
-    // each stores its list when it ends, so the one that ends last stays.
+    // each stores its list when it ends, so the one that ends last stays. While the newest scan still
+    // waits for slow folders, the guides it has read so far are shown.
     void reload();
+    // Stops waiting for every running scan (at quit); their results are dropped.
+    void cancelScans();
     // Asks for another library folder; on confirmation stores it under "libraryFolder" and reloads.
     void chooseFolder();
     // Moves the guide folder to the trash off the main thread, then reloads; failures are silent.
@@ -62,6 +66,7 @@ private:
     QList<GuideSummary> m_items;
     QString m_folder;
     int m_pending = 0;
+    int m_started = 0; // scans started; the newest one's partial lists are shown
     QSize m_thumbnailSize;
     Scanner m_scanner;
     FolderPanel m_folderPanel;

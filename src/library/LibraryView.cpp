@@ -3,9 +3,11 @@
 #include "document/Guide.h"
 #include "library/CardGrid.h"
 #include "library/LibraryModel.h"
+#include "platform/Dialogs.h"
 #include "platform/filemanager/FileManager.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QFrame>
 #include <QHBoxLayout>
 #include <QIcon>
@@ -232,6 +234,20 @@ void LibraryView::refresh() {
 }
 
 void LibraryView::open(const QUrl& url) {
+    // A guide the scan could not read is not read again here, where a hung disk would freeze the
+    // window: the user is told why, and Refresh tries again.
+    for (const GuideSummary& card : m_grid->cards()) {
+        if (card.url == url && !card.problem.isEmpty()) {
+            Dialogs::Alert alert;
+            alert.message = tr("Couldn’t open “%1”").arg(QFileInfo(url.toLocalFile()).fileName());
+            alert.informativeText = card.problem;
+            alert.buttons = {tr("OK")};
+            alert.style = Dialogs::Style::warning;
+            alert.cancelButton = 0;
+            Dialogs::current().alert(window(), alert);
+            return;
+        }
+    }
     if (m_open)
         m_open(url);
 }

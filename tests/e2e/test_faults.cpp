@@ -7,6 +7,7 @@
 // program enters before anything else, so nothing is left mounted on the machine even after a crash.
 
 #include "DesktopDriver.h"
+#include "support/HostileFolders.h"
 
 #include "document/GuideStore.h"
 #include "library/Library.h"
@@ -24,6 +25,7 @@
 #include <QRegularExpression>
 #include <QTest>
 
+#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
 
@@ -73,7 +75,27 @@ public:
         return mount;
     }
 
-    ~Mount() { ::umount2(m_path.constData(), MNT_DETACH); }
+    // A file system at `path` (an existing folder) whose server never answers, as a network mount
+    // does when its server is gone: every look inside it waits until the mount goes away.
+    static std::unique_ptr<Mount> hung(const QString& path, QString* error) {
+        auto mount = std::unique_ptr<Mount>(new Mount(path));
+        mount->m_fuse = ::open("/dev/fuse", O_RDWR | O_CLOEXEC);
+        if (mount->m_fuse < 0) {
+            *error = QStringLiteral("opening /dev/fuse failed: %1")
+                         .arg(QString::fromLocal8Bit(std::strerror(errno)));
+            return nullptr;
+        }
+        const QByteArray options =
+            "fd=" + QByteArray::number(mount->m_fuse) + ",rootmode=40000,user_id=0,group_id=0";
+        return mount->mount("trovix-hung", "fuse", 0, options.constData(), error) ? std::move(mount)
+                                                                                  : nullptr;
+    }
+
+    ~Mount() {
+        ::umount2(m_path.constData(), MNT_DETACH);
+        if (m_fuse >= 0)
+            ::close(m_fuse); // whatever still waits inside is told the server is gone
+    }
 
 private:
     explicit Mount(const QString& path)
@@ -89,6 +111,7 @@ private:
     }
 
     QByteArray m_path;
+    int m_fuse = -1;
 };
 
 // A step picture with some structure and a few marks of every sort of data an annotation holds.
@@ -165,14 +188,25 @@ QString alertWindow() {
     return waitForWindow(QStringLiteral("^Trovix$"), 20000);
 }
 
-// Waits for an alert showing both texts and answers it with its default button; empty when it
-// went so, else what was wrong.
+// Waits for an alert showing both texts (the informative one may go on after what is given) and
+// answers it with its default button; empty when it went so, else what was wrong.
 QString answerAlert(qint64 pid, const QString& message, const QString& informative = {}) {
     const QString window = alertWindow();
     if (window.isEmpty())
         return QStringLiteral("no alert appeared; the application shows: ") + accessibleNames(pid).join(u'|');
-    for (const QString& text : {message, informative})
-        if (!text.isEmpty() && findOnScreen(pid, text).isEmpty())
+    const auto shows = [pid](const QString& text, bool prefix) {
+        QElapsedTimer timer;
+        timer.start();
+        do {
+            if (findAccessible(pid,
+                               [&](const QString& n) { return prefix ? n.startsWith(text) : n == text; }))
+                return true;
+            QTest::qWait(200);
+        } while (timer.elapsed() < 10000);
+        return false;
+    };
+    for (const auto& [text, prefix] : {std::pair{message, false}, std::pair{informative, true}})
+        if (!text.isEmpty() && !shows(text, prefix))
             return QStringLiteral("the alert does not say “%1”; it shows: %2")
                 .arg(text, accessibleNames(pid).join(u'|'));
     screenshot(QStringLiteral("alert-") + QString::number(QDateTime::currentMSecsSinceEpoch()));
@@ -293,8 +327,11 @@ private Q_SLOTS:
         xdotool(
             {"mousemove", "--sync", QString::number(card.center().x()), QString::number(card.center().y())});
         xdotool({"click", "--repeat", "2", "--delay", "80", "1"});
-        QString error = answerAlert(m_app->pid(), QStringLiteral("Couldn’t open “Printer setup.trovix”"),
-                                    QStringLiteral("It doesn’t look like a valid Trovix file."));
+        QString error =
+            answerAlert(m_app->pid(), QStringLiteral("Couldn’t open “Printer setup.trovix”"),
+                        QStringLiteral("It doesn’t look like a valid Trovix file.\n\nThe file "
+                                       "“guide.json” in “Printer setup.trovix” couldn’t be opened "
+                                       "because there is no such file or folder."));
         QVERIFY2(error.isEmpty(), qPrintable(error));
 
         // The library window stays in front, and once listed again shows that nothing is left.
@@ -437,6 +474,92 @@ private Q_SLOTS:
         QCOMPARE(file.readAll(), before);
     }
 
+    void hostileLibrary_listsAndOpensTheGoodGuide_quitDoesNotWaitForAHungFolder() {
+        const QString library = Library::folder();
+        QDir(library).removeRecursively();
+        QVERIFY(QDir().mkpath(library + "/Hung.trovix"));
+        const QList<testing::HostileFolder> cases =
+            testing::makeHostileFolders(library, [&](const QString& folder) {
+                const Step step = markedStep(QStringLiteral("Only"), 100);
+                writeGuide(folder, QFileInfo(folder).completeBaseName(), {step});
+                return step.imageName();
+            });
+        const auto zeroPicture =
+            std::find_if(cases.begin(), cases.end(), [](const testing::HostileFolder& c) {
+                return c.name == QLatin1String("Zero picture");
+            });
+        QVERIFY(zeroPicture != cases.end());
+        writeGuide(library + "/Good.trovix", QStringLiteral("Good"),
+                   {markedStep(QStringLiteral("Fine"), 30)});
+        QString error;
+        const auto hung = Mount::hung(library + "/Hung.trovix", &error);
+        QVERIFY2(hung, qPrintable(error));
+
+        QVERIFY2(launch(QStringLiteral("Untitled guide"), false), "the main window did not show");
+        key(QStringLiteral("shift+ctrl+l"));
+        QVERIFY2(!waitForWindow(QStringLiteral("^Guides Library")).isEmpty(),
+                 "the library window did not open");
+        QTRY_VERIFY_WITH_TIMEOUT(!libraryCard(m_app->pid(), QStringLiteral("Good")).isEmpty(), 20000);
+
+        // Each unreadable folder gets a card; opening it says why, without reading it again.
+        const auto openCard = [&](const QString& title) {
+            if (!retype(m_app->pid(), QStringLiteral("Search guides"), title))
+                return QStringLiteral("no search field");
+            QRect card;
+            QElapsedTimer timer;
+            timer.start();
+            while ((card = libraryCard(m_app->pid(), title)).isEmpty() && timer.elapsed() < 30000)
+                QTest::qWait(200);
+            if (card.isEmpty())
+                return QStringLiteral("no card “%1”: %2")
+                    .arg(title, accessibleNames(m_app->pid()).join(u'|'));
+            moveTo(card.center());
+            xdotool({"click", "--repeat", "2", "--delay", "80", "1"});
+            return QString();
+        };
+        const QString couldNot = QStringLiteral("Couldn’t open “%1.trovix”");
+        QString result = openCard(QStringLiteral("Hung"));
+        QVERIFY2(result.isEmpty(), qPrintable(result));
+        result =
+            answerAlert(m_app->pid(), couldNot.arg("Hung"),
+                        QStringLiteral("The folder “Hung.trovix” didn’t answer within 5 seconds: the disk it "
+                                       "is on may be slow or no longer connected."));
+        QVERIFY2(result.isEmpty(), qPrintable(result));
+        result = openCard(QStringLiteral("Pipe record"));
+        QVERIFY2(result.isEmpty(), qPrintable(result));
+        result =
+            answerAlert(m_app->pid(), couldNot.arg("Pipe record"),
+                        QStringLiteral("The file “guide.json” in “Pipe record.trovix” couldn’t be opened "
+                                       "because it is not a regular file."));
+        QVERIFY2(result.isEmpty(), qPrintable(result));
+        // A picture that is a link to /dev/zero shows when the guide is opened.
+        result = openCard(QStringLiteral("Zero picture"));
+        QVERIFY2(result.isEmpty(), qPrintable(result));
+        result = answerAlert(
+            m_app->pid(), couldNot.arg("Zero picture"),
+            QStringLiteral(
+                "It doesn’t look like a valid Trovix file.\n\nThe guide in “Zero picture.trovix” "
+                "couldn’t be opened because the picture of step 1 (“%1”) couldn’t be read because it "
+                "is not a regular file.")
+                .arg(zeroPicture->file));
+        QVERIFY2(result.isEmpty(), qPrintable(result));
+
+        result = openCard(QStringLiteral("Good"));
+        QVERIFY2(result.isEmpty(), qPrintable(result));
+        QTRY_VERIFY_WITH_TIMEOUT(titleIs(QStringLiteral("Good")), 20000);
+
+        // A thread of the scan still waits inside the hung folder, and will for ever: Trovix ends all
+        // the same.
+        activate(m_window);
+        QElapsedTimer quitting;
+        quitting.start();
+        key(QStringLiteral("ctrl+q"));
+        QVERIFY2(m_app->waitForExit(10000), "trovix did not quit");
+        qInfo("trovix ended %lld ms after Ctrl+Q", quitting.elapsed());
+        QCOMPARE(m_app->exitCode(), 0);
+        QVERIFY(!m_app->crashed());
+    }
+
     void truncatedStepImage_openFails_openGuideUnchanged() {
         const QList<Step> broken{markedStep(QStringLiteral("Fine"), 150),
                                  markedStep(QStringLiteral("Cut"), 210)};
@@ -458,8 +581,12 @@ private Q_SLOTS:
         QVERIFY2(!dontSave.isEmpty(), qPrintable(accessibleNames(m_app->pid()).join(u'|')));
         QVERIFY(!findOnScreen(m_app->pid(), QStringLiteral("Save changes to “Before”?")).isEmpty());
         click(dontSave);
-        QString error = answerAlert(m_app->pid(), QStringLiteral("Couldn’t open “X.trovix”"),
-                                    QStringLiteral("It doesn’t look like a valid Trovix file."));
+        QString error =
+            answerAlert(m_app->pid(), QStringLiteral("Couldn’t open “X.trovix”"),
+                        QStringLiteral("It doesn’t look like a valid Trovix file.\n\nThe guide in "
+                                       "“X.trovix” couldn’t be opened because the picture of step 2 "
+                                       "(“%1”) is damaged: ")
+                            .arg(broken[1].imageName()));
         QVERIFY2(error.isEmpty(), qPrintable(error));
 
         QVERIFY_ALIVE();

@@ -5,6 +5,7 @@
 #include "render/ImageCodec.h"
 #include "render/ImageOps.h"
 
+#include "support/HostileFolders.h"
 #include "support/SyntheticScreenshot.h"
 #include "support/TestFiles.h"
 
@@ -14,6 +15,9 @@
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <optional>
+#include <unistd.h>
 
 using namespace trovix;
 using namespace trovix::testing;
@@ -34,9 +38,17 @@ struct Outcome {
     QString err;
 };
 
-Outcome exportTool(const QStringList& arguments) {
+// `asUser` runs the tool as that user (when the test runs as root).
+Outcome exportTool(const QStringList& arguments, std::optional<uid_t> asUser = {}) {
     QProcess process;
-    process.start(QStringLiteral(TROVIX_EXPORT_TOOL), arguments);
+    if (asUser && ::geteuid() == 0)
+        process.start(QStringLiteral("setpriv"),
+                      QStringList{QStringLiteral("--reuid=%1").arg(*asUser),
+                                  QStringLiteral("--regid=%1").arg(*asUser), QStringLiteral("--clear-groups"),
+                                  QStringLiteral(TROVIX_EXPORT_TOOL)} +
+                          arguments);
+    else
+        process.start(QStringLiteral(TROVIX_EXPORT_TOOL), arguments);
     process.waitForFinished(120000);
     return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
             QString::fromUtf8(process.readAllStandardOutput()),
@@ -182,7 +194,8 @@ private Q_SLOTS:
                 }
             return double(sum) / (3.0 * area.width() * area.height());
         };
-        for (const QRect& mark : {QRect(140, 140, 620, 320), QRect(1040, 140, 480, 320), QRect(215, 740, 700, 110)})
+        for (const QRect& mark :
+             {QRect(140, 140, 620, 320), QRect(1040, 140, 480, 320), QRect(215, 740, 700, 110)})
             QVERIFY2(meanDifference(mark) < 6, qPrintable(QString::number(meanDifference(mark))));
     }
 
@@ -275,6 +288,31 @@ private Q_SLOTS:
         QVERIFY2(outcome.err.contains("guide.json"), qPrintable(outcome.err));
         QCOMPARE(QDir(dir.path()).entryList(QDir::NoDotAndDotDot | QDir::AllEntries),
                  QStringList{"Saved.trovix"});
+    }
+
+    void hostileFolders_refusedAtOnceNamingFileAndReason() {
+        QTemporaryDir dir;
+        openToOthers(dir.path());
+        const QList<HostileFolder> cases = makeHostileFolders(dir.path(), [](const QString& folder) {
+            Guide guide;
+            guide.replaceContents("G", {Step::make(Image(flat(64, 48, Qt::blue)), 1, "Step 1")}, {});
+            GuideStore::write(guide, folder, false);
+            return guide.steps().first().imageName();
+        });
+        QVERIFY(!cases.isEmpty());
+        for (const HostileFolder& c : cases) {
+            // Before the reader looked first, each of these hung the tool or ate all memory.
+            const Outcome outcome = exportTool(
+                {dir.filePath(c.name + ".trovix"), "--format", "pdf", "--output", dir.filePath("out.pdf")},
+                c.locked ? std::optional<uid_t>(nobody) : std::nullopt);
+            if (c.reason.isEmpty()) {
+                QVERIFY2(outcome.code == 0, qPrintable(c.name + ": " + outcome.err));
+                continue;
+            }
+            QVERIFY2(outcome.code == 2 && outcome.err.contains(QStringLiteral("“%1”").arg(c.file)) &&
+                         outcome.err.contains(c.reason + "."),
+                     qPrintable(c.name + " → " + QString::number(outcome.code) + ": " + outcome.err));
+        }
     }
 
     void exports_nextToTheGuideWithTheSavedQuality() {
