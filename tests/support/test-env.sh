@@ -17,7 +17,9 @@ export TROVIX_TEST_TMP="$tmp"
 mkdir -p "$tmp/share/applications" "$tmp/portals"
 for entry in /usr/share/*; do
     case "${entry##*/}" in
-    applications) ;;
+    # Fonts are found under /usr/share already, and with their cache: under another path
+    # fontconfig would scan every font again in every process.
+    applications | fonts) ;;
     *) ln -s "$entry" "$tmp/share/" ;;
     esac
 done
