@@ -1,0 +1,185 @@
+#include "platform/browser/BrowserClickSource.h"
+
+#include "platform/browser/BrowserChannel.h"
+#include "platform/browser/PageMessage.h"
+
+#include <QCoreApplication>
+#include <QImage>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLocalServer>
+#include <QLocalSocket>
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace trovix {
+
+struct BrowserClickSource::Connection {
+    PageMessage::FrameReader frames;
+    // The extension's press ids → this source's.
+    QHash<qint64, quint64> presses;
+};
+
+namespace {
+
+// Only a process of this user may talk to Trovix, whatever the socket's folder allows.
+bool sameUser(QLocalSocket* socket) {
+    struct ucred peer {};
+    socklen_t length = sizeof peer;
+    if (getsockopt(int(socket->socketDescriptor()), SOL_SOCKET, SO_PEERCRED, &peer, &length) != 0)
+        return false;
+    return peer.uid == getuid();
+}
+
+QByteArray recordingMessage(bool on) {
+    return PageMessage::frame(QJsonDocument(QJsonObject{{QStringLiteral("type"), QStringLiteral("recording")},
+                                                        {QStringLiteral("on"), on}})
+                                  .toJson(QJsonDocument::Compact));
+}
+
+} // namespace
+
+BrowserClickSource& BrowserClickSource::instance() {
+    static BrowserClickSource* source = new BrowserClickSource(QCoreApplication::instance());
+    return *source;
+}
+
+BrowserClickSource::BrowserClickSource(QObject* parent)
+    : QObject(parent) {
+    if (!BrowserChannel::preparePrivateFolder(&m_error))
+        return;
+    m_server = new QLocalServer(this);
+    m_server->setSocketOptions(QLocalServer::UserAccessOption);
+    const QString path = BrowserChannel::socketPath();
+    // A socket left by a Trovix that crashed; a running one owns the single instance and this
+    // process would not have got here.
+    QLocalServer::removeServer(path);
+    if (!m_server->listen(path)) {
+        m_error = QStringLiteral("Cannot listen on %1: %2").arg(path, m_server->errorString());
+        return;
+    }
+    connect(m_server, &QLocalServer::newConnection, this, &BrowserClickSource::accept);
+}
+
+BrowserClickSource::~BrowserClickSource() = default;
+
+void BrowserClickSource::setRecording(bool recording) {
+    if (m_recording == recording)
+        return;
+    m_recording = recording;
+    for (auto it = m_connections.cbegin(); it != m_connections.cend(); ++it) {
+        it.key()->write(recordingMessage(recording));
+        // Presses still on their way belong to the recording that has ended.
+        if (!recording) {
+            for (quint64 press : std::as_const(it.value()->presses))
+                Q_EMIT lost(press);
+            it.value()->presses.clear();
+        }
+    }
+}
+
+void BrowserClickSource::accept() {
+    while (QLocalSocket* socket = m_server->nextPendingConnection()) {
+        if (!sameUser(socket)) {
+            socket->abort();
+            socket->deleteLater();
+            continue;
+        }
+        const bool wasConnected = isConnected();
+        m_connections.insert(socket, std::make_shared<Connection>());
+        connect(socket, &QLocalSocket::readyRead, this, [this, socket] { read(socket); });
+        connect(socket, &QLocalSocket::disconnected, this, [this, socket] { drop(socket); });
+        socket->write(recordingMessage(m_recording));
+        if (!wasConnected)
+            Q_EMIT connectedChanged(true);
+    }
+}
+
+void BrowserClickSource::read(QLocalSocket* socket) {
+    const std::shared_ptr<Connection> connection = m_connections.value(socket);
+    if (!connection)
+        return;
+    connection->frames.append(socket->readAll());
+    QString error;
+    while (true) {
+        std::optional<QByteArray> json = connection->frames.next(&error);
+        if (!json) {
+            if (error.isEmpty())
+                return;
+            error.clear();
+            continue;
+        }
+        const PageMessage::Parsed parsed = PageMessage::parse(*json);
+        if (!parsed.message) {
+            // The host checks every message first; one that still fails here makes no step.
+            if (parsed.id) {
+                if (const auto press = connection->presses.find(*parsed.id);
+                    press != connection->presses.end()) {
+                    const quint64 key = press.value();
+                    connection->presses.erase(press);
+                    Q_EMIT lost(key);
+                }
+            }
+            continue;
+        }
+        const PageMessage::Message& message = *parsed.message;
+        if (!m_recording)
+            continue;
+        switch (message.type) {
+        case PageMessage::Type::press: {
+            if (connection->presses.contains(message.id))
+                break;
+            const quint64 key = m_nextPress++;
+            connection->presses.insert(message.id, key);
+            Q_EMIT pressed(key);
+            break;
+        }
+        case PageMessage::Type::click: {
+            const auto press = connection->presses.find(message.id);
+            if (press == connection->presses.end())
+                break;
+            const quint64 key = press.value();
+            connection->presses.erase(press);
+            PageClick click;
+            click.picture = QImage::fromData(message.png, "PNG");
+            if (click.picture.isNull() || click.picture.size() != message.pictureSize) {
+                Q_EMIT lost(key);
+                break;
+            }
+            click.scale = message.scale;
+            click.position = message.position;
+            click.label = message.label;
+            click.page = message.page;
+            click.controlFrame = message.frame;
+            Q_EMIT clicked(key, click);
+            break;
+        }
+        case PageMessage::Type::lost: {
+            const auto press = connection->presses.find(message.id);
+            if (press == connection->presses.end())
+                break;
+            const quint64 key = press.value();
+            connection->presses.erase(press);
+            Q_EMIT lost(key);
+            break;
+        }
+        case PageMessage::Type::hello:
+        case PageMessage::Type::recording:
+            break;
+        }
+    }
+}
+
+void BrowserClickSource::drop(QLocalSocket* socket) {
+    const std::shared_ptr<Connection> connection = m_connections.take(socket);
+    socket->deleteLater();
+    if (!connection)
+        return;
+    for (quint64 press : std::as_const(connection->presses))
+        Q_EMIT lost(press);
+    if (!isConnected())
+        Q_EMIT connectedChanged(false);
+}
+
+} // namespace trovix
