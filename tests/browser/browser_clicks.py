@@ -103,6 +103,27 @@ def steps():
         return []
 
 
+def record_clicks(pid):
+    """Trovix's Record Clicks button on the accessibility bus: (enabled, description), or None."""
+    import gi
+
+    gi.require_version("Atspi", "2.0")
+    from gi.repository import Atspi
+
+    desktop = Atspi.get_desktop(0)
+    for index in range(desktop.get_child_count()):
+        application = desktop.get_child_at_index(index)
+        if application is None or application.get_process_id() != pid:
+            continue
+        nodes = [application]
+        while nodes:
+            node = nodes.pop()
+            if node.get_role() == Atspi.Role.PUSH_BUTTON and node.get_name() == "Record Clicks":
+                return node.get_state_set().contains(Atspi.StateType.ENABLED), node.get_description()
+            nodes.extend(child for child in (node.get_child_at_index(i) for i in range(node.get_child_count())) if child)
+    return None
+
+
 def toggle_recording():
     subprocess.run([TROVIX, "--toggle-recording"], check=True, timeout=30)
 
@@ -122,7 +143,13 @@ def pixels(path):
     return int(fields[1]), int(fields[2]), ppm[at + 1:]
 
 
-def check_steps(found, scale):
+def check_steps(found, scale, outside_after=None):
+    if outside_after:
+        # The desktop's step for the click outside the page, in its place between the page's steps.
+        at = [control[0] for control in CONTROLS].index(outside_after) + 1
+        if len(found) != len(CONTROLS) + 1 or found[at]["title"].endswith(" in " + PAGE):
+            fail("no step of its own for the click outside the page: " + ", ".join(s["title"] for s in found))
+        found = found[:at] + found[at + 1:]
     titles = [step["title"] for step in found]
     expected = [control[3] for control in CONTROLS]
     if titles != expected:
@@ -254,6 +281,17 @@ class Firefox:
     def type(self, name, text):
         subprocess.run(["xdotool", "type", "--delay", "20", text], check=True)
 
+    def click_outside(self):
+        """A click in another application's window, over the browser: the desktop's own step."""
+        window = start(["xmessage", "-geometry", "+1500+800", "-buttons", "", "Not a web page"],
+                       subprocess.DEVNULL)
+        wait_for("xmessage shows", lambda: subprocess.run(["xdotool", "search", "--name", "xmessage"],
+                                                          capture_output=True).returncode == 0, 30)
+        time.sleep(0.5)
+        subprocess.run(["xdotool", "mousemove", "--sync", "1530", "815", "click", "1"], check=True)
+        time.sleep(0.7)
+        window.terminate()
+
     def close(self):
         self.process.terminate()
 
@@ -268,9 +306,20 @@ def main():
     url = serve(os.path.join(SOURCE, "tests/browser/site"))
     trovix = start([TROVIX], open(os.path.join(TMP, "trovix.log"), "w"))
     wait_for("trovix listens for browsers", lambda: os.path.exists(SOCKET), 60)
+    wayland = os.environ.get("XDG_SESSION_TYPE") == "wayland"
+    if wayland:
+        # The desktop shows Trovix no clicks: Record Clicks waits for a browser.
+        state = wait_for("Record Clicks on the accessibility bus", lambda: record_clicks(trovix.pid), 30)
+        if state[0]:
+            fail("Record Clicks is available in a Wayland session without a browser")
     browser = Chromium(url, scale) if args.browser == "chromium" else Firefox(url)
     try:
         wait_for("the browser's host connects to trovix", host_connected, 60)
+        if wayland:
+            state = wait_for("Record Clicks becomes available with the browser's extension",
+                             lambda: (record_clicks(trovix.pid) or (False,))[0] and record_clicks(trovix.pid), 30)
+            if "browser only" not in state[1]:
+                fail(f"Record Clicks does not say that it records in the browser only: {state[1]!r}")
         toggle_recording()
         # The recording's start reaches every frame of the page through the host and the extension.
         time.sleep(2)
@@ -279,12 +328,15 @@ def main():
             if name == "password":
                 browser.type(name, SECRET)
             time.sleep(0.7)
-        wait_for(f"{len(CONTROLS)} steps in the working copy", lambda: len(steps()) >= len(CONTROLS), 60)
+            if name == "pay" and args.browser == "firefox":
+                browser.click_outside()
+        expected = len(CONTROLS) + (args.browser == "firefox")
+        wait_for(f"{expected} steps in the working copy", lambda: len(steps()) >= expected, 60)
         # Synthetic clicks keep firing; none may become a step.
         time.sleep(2.5)
         toggle_recording()
         time.sleep(1.5)
-        check_steps(steps(), scale)
+        check_steps(steps(), scale, "pay" if args.browser == "firefox" else None)
         check_secret()
     finally:
         browser.close()
