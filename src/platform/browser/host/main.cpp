@@ -47,16 +47,9 @@ public:
             if (m_hello)
                 m_socket.write(PageMessage::frame(*m_hello));
         });
-        connect(&m_socket, &QLocalSocket::disconnected, this, [this] {
-            setRunning(false);
-            m_retry.start();
-        });
-        connect(&m_socket, &QLocalSocket::errorOccurred, this, [this] {
-            if (m_socket.state() == QLocalSocket::UnconnectedState) {
-                setRunning(false);
-                m_retry.start();
-            }
-        });
+        // A refused connection may end without any state change: look again once the attempt is over.
+        connect(&m_socket, &QLocalSocket::stateChanged, this, &BrowserHost::checkConnection,
+                Qt::QueuedConnection);
         connect(&m_socket, &QLocalSocket::readyRead, this, &BrowserHost::readFromTrovix);
         connectToTrovix();
     }
@@ -107,8 +100,18 @@ public:
 
 private:
     void connectToTrovix() {
-        if (m_socket.state() == QLocalSocket::UnconnectedState)
-            m_socket.connectToServer(BrowserChannel::socketPath());
+        if (m_socket.state() != QLocalSocket::UnconnectedState)
+            return;
+        m_socket.connectToServer(BrowserChannel::socketPath());
+        QMetaObject::invokeMethod(this, &BrowserHost::checkConnection, Qt::QueuedConnection);
+    }
+
+    // Trovix is away (not started, or gone): say so once, and look again in a moment.
+    void checkConnection() {
+        if (m_socket.state() != QLocalSocket::UnconnectedState || m_retry.isActive())
+            return;
+        setRunning(false);
+        m_retry.start();
     }
 
     void setRunning(bool running) {
