@@ -30,20 +30,13 @@ Outcome read(const QByteArray& stream, qsizetype piece) {
     Outcome outcome;
     for (qsizetype at = 0; at < stream.size(); at += piece) {
         reader.append(stream.mid(at, piece));
-        QString error;
-        while (true) {
-            std::optional<QByteArray> message = reader.next(&error);
-            if (message) {
-                if (message->size() > PageMessage::maxBytes)
+        reader.takeAll(
+            [&outcome](const QByteArray& message) {
+                if (message.size() > PageMessage::maxBytes)
                     fuzz::broken("the reader kept a message over the limit");
-                outcome.messages.append(*message);
-            } else if (!error.isEmpty()) {
-                ++outcome.oversized;
-                error.clear();
-            } else {
-                break;
-            }
-        }
+                outcome.messages.append(message);
+            },
+            [&outcome](const QString&) { ++outcome.oversized; });
     }
     return outcome;
 }

@@ -12,6 +12,7 @@ import http.server
 import json
 import os
 import shutil
+import struct
 import subprocess
 import sys
 import threading
@@ -130,17 +131,10 @@ def toggle_recording():
 
 def pixels(path):
     """The picture as (width, height, bytes of RGB)."""
-    ppm = subprocess.run(["convert", path, "-depth", "8", "ppm:-"], check=True, capture_output=True).stdout
-    fields, at = [], 0
-    while len(fields) < 4:
-        while ppm[at:at + 1].isspace():
-            at += 1
-        end = at
-        while not ppm[end:end + 1].isspace():
-            end += 1
-        fields.append(ppm[at:end])
-        at = end
-    return int(fields[1]), int(fields[2]), ppm[at + 1:]
+    with open(path, "rb") as file:
+        width, height = struct.unpack(">II", file.read(24)[16:24])
+    rgb = subprocess.run(["convert", path, "-depth", "8", "rgb:-"], check=True, capture_output=True).stdout
+    return width, height, rgb
 
 
 def check_steps(found, scale, outside_after=None):
@@ -200,7 +194,7 @@ def check_secret():
 
 
 class Chromium:
-    def __init__(self, url, scale):
+    def __init__(self, url, scale, size="1000,700"):
         from selenium import webdriver
         from selenium.webdriver.chrome.service import Service
 
@@ -214,11 +208,9 @@ class Chromium:
         for argument in ("--headless=new", "--no-sandbox", "--disable-gpu", "--no-first-run",
                          "--disable-features=DisableLoadExtensionCommandLineSwitch",
                          f"--user-data-dir={profile}", f"--load-extension={EXTENSION}/chromium",
-                         "--window-size=1000,700", f"--force-device-scale-factor={scale}"):
+                         f"--window-size={size}", f"--force-device-scale-factor={scale}"):
             options.add_argument(argument)
-        log = open(os.path.join(TMP, "browser.log"), "w")
-        service = Service("/usr/bin/chromedriver", log_output=log) if "log_output" in Service.__init__.__code__.co_varnames \
-            else Service("/usr/bin/chromedriver", log_path=os.path.join(TMP, "browser.log"))
+        service = Service("/usr/bin/chromedriver", log_path=os.path.join(TMP, "browser.log"))
         self.driver = webdriver.Chrome(service=service, options=options)
         self.driver.get(url)
 

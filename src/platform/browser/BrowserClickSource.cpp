@@ -101,74 +101,45 @@ void BrowserClickSource::read(QLocalSocket* socket) {
     if (!connection)
         return;
     connection->frames.append(socket->readAll());
-    QString error;
-    while (true) {
-        std::optional<QByteArray> json = connection->frames.next(&error);
-        if (!json) {
-            if (error.isEmpty())
-                return;
-            error.clear();
-            continue;
+    connection->frames.takeAll([this, &connection](const QByteArray& json) { take(*connection, json); },
+                               [](const QString&) {});
+}
+
+void BrowserClickSource::take(Connection& connection, const QByteArray& json) {
+    const PageMessage::Parsed parsed = PageMessage::parse(json);
+    // The host checks every message first; one that still fails here makes no step.
+    const PageMessage::Type type = parsed.message ? parsed.message->type : PageMessage::Type::lost;
+    if (!parsed.message && !parsed.id)
+        return;
+    const qint64 id = parsed.message ? parsed.message->id : *parsed.id;
+    if (type == PageMessage::Type::press) {
+        if (m_recording && !connection.presses.contains(id)) {
+            connection.presses.insert(id, m_nextPress);
+            Q_EMIT pressed(m_nextPress++);
         }
-        const PageMessage::Parsed parsed = PageMessage::parse(*json);
-        if (!parsed.message) {
-            // The host checks every message first; one that still fails here makes no step.
-            if (parsed.id) {
-                if (const auto press = connection->presses.find(*parsed.id);
-                    press != connection->presses.end()) {
-                    const quint64 key = press.value();
-                    connection->presses.erase(press);
-                    Q_EMIT lost(key);
-                }
-            }
-            continue;
-        }
-        const PageMessage::Message& message = *parsed.message;
-        if (!m_recording)
-            continue;
-        switch (message.type) {
-        case PageMessage::Type::press: {
-            if (connection->presses.contains(message.id))
-                break;
-            const quint64 key = m_nextPress++;
-            connection->presses.insert(message.id, key);
-            Q_EMIT pressed(key);
-            break;
-        }
-        case PageMessage::Type::click: {
-            const auto press = connection->presses.find(message.id);
-            if (press == connection->presses.end())
-                break;
-            const quint64 key = press.value();
-            connection->presses.erase(press);
-            PageClick click;
-            click.picture = QImage::fromData(message.png, "PNG");
-            if (click.picture.isNull() || click.picture.size() != message.pictureSize) {
-                Q_EMIT lost(key);
-                break;
-            }
-            click.scale = message.scale;
-            click.position = message.position;
-            click.label = message.label;
-            click.page = message.page;
-            click.controlFrame = message.frame;
-            Q_EMIT clicked(key, click);
-            break;
-        }
-        case PageMessage::Type::lost: {
-            const auto press = connection->presses.find(message.id);
-            if (press == connection->presses.end())
-                break;
-            const quint64 key = press.value();
-            connection->presses.erase(press);
-            Q_EMIT lost(key);
-            break;
-        }
-        case PageMessage::Type::hello:
-        case PageMessage::Type::recording:
-            break;
-        }
+        return;
     }
+    if (type != PageMessage::Type::click && type != PageMessage::Type::lost)
+        return;
+    const auto press = connection.presses.find(id);
+    if (press == connection.presses.end())
+        return;
+    const quint64 key = press.value();
+    connection.presses.erase(press);
+    PageClick click;
+    if (type == PageMessage::Type::click)
+        click.picture = QImage::fromData(parsed.message->png, "PNG");
+    if (click.picture.isNull() || click.picture.size() != parsed.message->pictureSize) {
+        Q_EMIT lost(key);
+        return;
+    }
+    const PageMessage::Message& message = *parsed.message;
+    click.scale = message.scale;
+    click.position = message.position;
+    click.label = message.label;
+    click.page = message.page;
+    click.controlFrame = message.frame;
+    Q_EMIT clicked(key, click);
 }
 
 void BrowserClickSource::drop(QLocalSocket* socket) {

@@ -45,6 +45,7 @@ private:
     struct Connection;
     void accept();
     void read(QLocalSocket* socket);
+    void take(Connection& connection, const QByteArray& json);
     void drop(QLocalSocket* socket);
 
     QLocalServer* m_server = nullptr;

@@ -221,4 +221,17 @@ std::optional<QByteArray> FrameReader::next(QString* error) {
     return message;
 }
 
+void FrameReader::takeAll(const std::function<void(QByteArray)>& message,
+                          const std::function<void(QString)>& refused) {
+    while (true) {
+        QString error;
+        if (std::optional<QByteArray> json = next(&error))
+            message(std::move(*json));
+        else if (!error.isEmpty())
+            refused(error);
+        else
+            return;
+    }
+}
+
 } // namespace trovix::PageMessage

@@ -6,6 +6,7 @@
 #include <QSize>
 #include <QString>
 
+#include <functional>
 #include <optional>
 
 namespace trovix {
@@ -75,6 +76,8 @@ public:
     // The next whole message, or nothing until more bytes arrive. Sets `error` (and returns
     // nothing) once for each message skipped for its size.
     std::optional<QByteArray> next(QString* error = nullptr);
+    // Hands on every whole message, and the reason for every one skipped, in stream order.
+    void takeAll(const std::function<void(QByteArray)>& message, const std::function<void(QString)>& refused);
 
 private:
     QByteArray m_buffer;

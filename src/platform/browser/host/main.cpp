@@ -124,21 +124,14 @@ private:
 
     void readFromTrovix() {
         m_fromTrovix.append(m_socket.readAll());
-        QString error;
-        while (true) {
-            std::optional<QByteArray> json = m_fromTrovix.next(&error);
-            if (!json) {
-                if (!error.isEmpty()) {
-                    error.clear();
-                    continue;
-                }
-                return;
-            }
-            const PageMessage::Parsed parsed = PageMessage::parse(*json);
-            if (parsed.message && parsed.message->type == PageMessage::Type::recording)
-                writeToBrowser({{QStringLiteral("type"), QStringLiteral("recording")},
-                                {QStringLiteral("on"), parsed.message->on}});
-        }
+        m_fromTrovix.takeAll(
+            [](const QByteArray& json) {
+                const PageMessage::Parsed parsed = PageMessage::parse(json);
+                if (parsed.message && parsed.message->type == PageMessage::Type::recording)
+                    writeToBrowser({{QStringLiteral("type"), QStringLiteral("recording")},
+                                    {QStringLiteral("on"), parsed.message->on}});
+            },
+            [](const QString&) {});
     }
 
     QLocalSocket m_socket;
@@ -175,19 +168,14 @@ int main(int argc, char* argv[]) {
             if (n <= 0)
                 break;
             frames.append(QByteArrayView(chunk.constData(), n).toByteArray());
-            QString error;
-            while (true) {
-                std::optional<QByteArray> json = frames.next(&error);
-                if (json) {
+            frames.takeAll(
+                [&host](QByteArray json) {
                     QMetaObject::invokeMethod(&host,
-                                              [&host, json = std::move(*json)] { host.fromBrowser(json); });
-                } else if (!error.isEmpty()) {
+                                              [&host, json = std::move(json)] { host.fromBrowser(json); });
+                },
+                [&host](const QString& error) {
                     QMetaObject::invokeMethod(&host, [&host, error] { host.refuse(error, std::nullopt); });
-                    error.clear();
-                } else {
-                    break;
-                }
-            }
+                });
         }
         QMetaObject::invokeMethod(&host, [&host] { host.browserGone(); });
     });
