@@ -75,6 +75,15 @@
     return right > x && bottom > y ? { x, y, width: right - x, height: bottom - y } : null;
   }
 
+  // A frame says where to look: not around a speck, nor around most of the page (a ring then marks
+  // the click instead).
+  function usefulBox(box) {
+    if (!box || box.width < 4 || box.height < 4) return null;
+    const view = viewport();
+    // A frame's own page may be just the control (an embedded button): only the top page is judged.
+    return isTop && box.width * box.height > 0.6 * view.width * view.height ? null : box;
+  }
+
   function viewport() {
     return { x: 0, y: 0, width: document.documentElement.clientWidth || innerWidth,
              height: document.documentElement.clientHeight || innerHeight };
@@ -99,7 +108,7 @@
       }
     }
     const box = control ? control.getBoundingClientRect() : null;
-    const frame = box ? intersect({ x: box.x, y: box.y, width: box.width, height: box.height }, viewport()) : null;
+    const frame = box ? usefulBox(intersect({ x: box.x, y: box.y, width: box.width, height: box.height }, viewport())) : null;
     const click = {
       trovix: 'click',
       token: token(),

@@ -19,8 +19,10 @@ public:
     // How long a desktop click waits for a browser to report the same press. Longer than a press
     // takes from a page to Trovix, short enough not to be felt.
     static constexpr int holdMs = 300;
-    // How long a page's press waits for its picture before it is given up.
-    static constexpr int pictureWaitMs = 15000;
+    // How long a page's press waits for its picture before it is given up. Chromium takes two tab
+    // pictures a second at most, so a fast burst of clicks queues there for a while; a browser that
+    // goes away gives its presses up at once.
+    static constexpr int pictureWaitMs = 60000;
 
     // The session's monitor and the browsers of this process.
     static SessionClickMonitor& instance();
