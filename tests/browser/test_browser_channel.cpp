@@ -73,6 +73,16 @@ private Q_SLOTS:
         QCOMPARE(good.message->frame, std::optional(QRectF(10, 5, 20, 10)));
         QCOMPARE(good.message->label, QStringLiteral("Save"));
         QVERIFY(PageMessage::parse(json(click(7, picture, QJsonValue::Null))).message->frame == std::nullopt);
+        // The picture is read off the text in place when written plainly, and the general way otherwise.
+        const QByteArray spaced = json(click(7, picture)).replace("\"picture\":", "\"picture\" :");
+        QCOMPARE(PageMessage::parse(spaced).message->png, good.message->png);
+        // A plain picture key inside the frame is not the click's picture.
+        QJsonObject frame{{"x", 10}, {"y", 5}, {"width", 20}, {"height", 10}};
+        frame.insert("picture", QString::fromLatin1("data:image/png;base64," + picture.toBase64()));
+        QByteArray nested = json(click(7, picture, frame));
+        QVERIFY(PageMessage::parse(nested).message);
+        nested.insert(nested.lastIndexOf("\"picture\":") + 10, ' ');
+        QVERIFY(PageMessage::parse(nested).error.contains("not where its text says"));
 
         for (const auto& [message, says] :
              {std::pair<QByteArray, QString>{"{\"type\":\"click\",", "not valid JSON"},

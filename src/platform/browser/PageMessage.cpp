@@ -53,8 +53,26 @@ std::optional<QSize> pngSize(const QByteArray& png) {
 Parsed parse(const QByteArray& json) {
     if (json.size() > maxBytes)
         return refuse(QStringLiteral("The message is larger than %1 bytes.").arg(maxBytes));
+    // A click's picture is nearly all of its text (tens of MB for a 4K tab): it is cut out before the
+    // rest is parsed and decoded where it lies, so that it is never copied or widened to UTF-16.
+    // Only a picture written the plain way is cut out; any other spelling takes the general path.
+    static const QByteArray pictureKey("\"picture\":\"data:image/png;base64,");
+    QByteArray rest;
+    QByteArray base64;
+    if (const qsizetype key = json.indexOf(pictureKey); key >= 0) {
+        const qsizetype start = key + pictureKey.size();
+        const qsizetype end = json.indexOf('"', start);
+        if (end > 0 && json.indexOf(pictureKey, end) < 0 &&
+            QByteArrayView(json).sliced(start, end - start).indexOf('\\') < 0) {
+            base64 = QByteArray::fromRawData(json.constData() + start, end - start);
+            rest.reserve(json.size() - (end - start));
+            rest.append(QByteArrayView(json).first(key))
+                .append("\"picture\":\"\"")
+                .append(QByteArrayView(json).sliced(end + 1));
+        }
+    }
     QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
+    const QJsonDocument document = QJsonDocument::fromJson(rest.isNull() ? json : rest, &error);
     if (error.error != QJsonParseError::NoError)
         return refuse(QStringLiteral("The message is not valid JSON: %1 at byte %2.")
                           .arg(error.errorString())
@@ -137,11 +155,16 @@ Parsed parse(const QByteArray& json) {
     const QJsonValue pictureValue = object.value(QLatin1StringView("picture"));
     if (!pictureValue.isString())
         return refuse(QStringLiteral("A click needs its \"picture\"."), id);
-    const QByteArray picture = pictureValue.toString().toLatin1();
-    if (!picture.startsWith(prefix))
-        return refuse(QStringLiteral("The click's picture is not a PNG data URL."), id);
-    QByteArray::FromBase64Result decoded = QByteArray::fromBase64Encoding(
-        QByteArrayView(picture).sliced(prefix.size()).toByteArray(), QByteArray::AbortOnBase64DecodingErrors);
+    if (rest.isNull()) {
+        base64 = pictureValue.toString().toLatin1();
+        if (!base64.startsWith(prefix))
+            return refuse(QStringLiteral("The click's picture is not a PNG data URL."), id);
+        base64.remove(0, prefix.size());
+    } else if (!pictureValue.toString().isEmpty()) {
+        return refuse(QStringLiteral("The click's picture is not where its text says."), id);
+    }
+    QByteArray::FromBase64Result decoded =
+        QByteArray::fromBase64Encoding(base64, QByteArray::AbortOnBase64DecodingErrors);
     if (!decoded)
         return refuse(QStringLiteral("The click's picture is not valid base64."), id);
     const std::optional<QSize> size = pngSize(*decoded);
@@ -170,12 +193,15 @@ Parsed parse(const QByteArray& json) {
     return {message, {}, id};
 }
 
+QByteArray lengthPrefix(qsizetype size) {
+    QByteArray prefix(4, Qt::Uninitialized);
+    const quint32 length = quint32(size);
+    std::memcpy(prefix.data(), &length, 4);
+    return prefix;
+}
+
 QByteArray frame(const QByteArray& json) {
-    QByteArray framed(4, Qt::Uninitialized);
-    const quint32 length = quint32(json.size());
-    std::memcpy(framed.data(), &length, 4);
-    framed.append(json);
-    return framed;
+    return lengthPrefix(json.size()) + json;
 }
 
 void FrameReader::append(const QByteArray& bytes) {

@@ -67,6 +67,8 @@ std::optional<QSize> pngSize(const QByteArray& png);
 
 // Frames one message for the wire.
 QByteArray frame(const QByteArray& json);
+// The 4 bytes that go in front of a message of `size` bytes.
+QByteArray lengthPrefix(qsizetype size);
 
 // Cuts a byte stream into messages. Feed it what arrives; take the messages it completes. A message
 // announced larger than maxBytes is skipped as it streams past, without being kept, and reported once.

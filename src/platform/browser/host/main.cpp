@@ -56,24 +56,32 @@ public:
 
     // One message from the browser.
     void fromBrowser(const QByteArray& json) {
-        const PageMessage::Parsed parsed = PageMessage::parse(json);
-        if (!parsed.message) {
-            refuse(parsed.error, parsed.id);
+        PageMessage::Type type;
+        std::optional<qint64> id;
+        {
+            // The checked message (a click's decoded picture) goes before the text is passed on.
+            const PageMessage::Parsed parsed = PageMessage::parse(json);
+            if (!parsed.message) {
+                refuse(parsed.error, parsed.id);
+                return;
+            }
+            type = parsed.message->type;
+            id = parsed.id;
+        }
+        if (type == PageMessage::Type::recording) {
+            refuse(QStringLiteral("Only Trovix starts and stops a recording."), id);
             return;
         }
-        const PageMessage::Message& message = *parsed.message;
-        if (message.type == PageMessage::Type::recording) {
-            refuse(QStringLiteral("Only Trovix starts and stops a recording."), parsed.id);
-            return;
-        }
-        if (message.type == PageMessage::Type::hello)
+        if (type == PageMessage::Type::hello)
             m_hello = json;
         if (m_socket.state() != QLocalSocket::ConnectedState) {
-            if (message.type != PageMessage::Type::hello)
-                refuse(QStringLiteral("Trovix is not running."), parsed.id);
+            if (type != PageMessage::Type::hello)
+                refuse(QStringLiteral("Trovix is not running."), id);
             return;
         }
-        m_socket.write(PageMessage::frame(json));
+        // The length and the text apart: a picture's text is not copied to put its length in front.
+        m_socket.write(PageMessage::lengthPrefix(json.size()));
+        m_socket.write(json);
     }
 
     void refuse(const QString& reason, std::optional<qint64> id) {
