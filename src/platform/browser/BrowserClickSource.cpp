@@ -9,6 +9,7 @@
 #include <QJsonObject>
 #include <QLocalServer>
 #include <QLocalSocket>
+#include <QtConcurrent/QtConcurrentRun>
 
 #include <sys/socket.h>
 #include <unistd.h>
@@ -126,20 +127,30 @@ void BrowserClickSource::take(Connection& connection, const QByteArray& json) {
         return;
     const quint64 key = press.value();
     connection.presses.erase(press);
-    PageClick click;
-    if (type == PageMessage::Type::click)
-        click.picture = QImage::fromData(parsed.message->png, "PNG");
-    if (click.picture.isNull() || click.picture.size() != parsed.message->pictureSize) {
+    if (type != PageMessage::Type::click) {
         Q_EMIT lost(key);
         return;
     }
     const PageMessage::Message& message = *parsed.message;
+    PageClick click;
     click.scale = message.scale;
     click.position = message.position;
     click.label = message.label;
     click.page = message.page;
     click.controlFrame = message.frame;
-    Q_EMIT clicked(key, click);
+    // A 4K tab's PNG takes a good part of a second to decode: not on the thread that draws Trovix.
+    // The clicks keep their order by their presses, whichever picture is ready first.
+    QtConcurrent::run([png = message.png, size = message.pictureSize, click]() mutable {
+        click.picture = QImage::fromData(png, "PNG");
+        if (click.picture.size() != size)
+            click.picture = QImage();
+        return click;
+    }).then(this, [this, key](const PageClick& decoded) {
+        if (decoded.picture.isNull())
+            Q_EMIT lost(key);
+        else
+            Q_EMIT clicked(key, decoded);
+    });
 }
 
 void BrowserClickSource::drop(QLocalSocket* socket) {
