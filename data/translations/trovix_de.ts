@@ -1092,6 +1092,17 @@ Strg+Alt+S</translation>
     </message>
 </context>
 <context>
+    <name>trovix::SessionClickMonitor</name>
+    <message>
+        <source>The browser extension disconnected, and this desktop lets Trovix see clicks in the browser only.</source>
+        <translation>Die Browser-Erweiterung wurde getrennt, und dieser Desktop lässt Trovix Klicks nur im Browser sehen.</translation>
+    </message>
+    <message>
+        <source>Clicks are recorded in the browser only: this desktop lets no application see clicks in other windows.</source>
+        <translation>Klicks werden nur im Browser aufgenommen: Dieser Desktop lässt keine Anwendung Klicks in anderen Fenstern sehen.</translation>
+    </message>
+</context>
+<context>
     <name>trovix::StatusItem</name>
     <message>
         <source>Stop Recording Clicks  (Ctrl+Alt+R)</source>

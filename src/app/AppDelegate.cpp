@@ -15,7 +15,7 @@
 #include "library/LibraryModel.h"
 #include "library/LibraryWindowController.h"
 #include "platform/Dialogs.h"
-#include "platform/Platform.h"
+#include "platform/browser/SessionClickMonitor.h"
 #include "recorder/Recorder.h"
 
 #include <QCoreApplication>
@@ -80,11 +80,11 @@ void AppDelegate::launch() {
     m_mainWindow = std::make_unique<MainWindowController>(*m_guide, makeActions());
     m_documents.setMainWindow(m_mainWindow.get());
     m_menu = new MainMenu(m_mainWindow->window()->menuBar(), *this, m_recents);
-    const QString noClicks = Platform::current().clickMonitor().unavailableReason();
-    if (!noClicks.isEmpty()) {
-        m_mainWindow->window()->toolBar()->setRecordingUnavailable(noClicks);
-        m_menu->setRecordingUnavailable(noClicks);
-    }
+    // Click recording comes and goes with the browser extensions where the desktop shows no clicks.
+    SessionClickMonitor& clickMonitor = SessionClickMonitor::instance();
+    const QString noClicks = clickMonitor.unavailableReason();
+    m_mainWindow->window()->toolBar()->setRecordingAvailability(noClicks, clickMonitor.browserOnlyNote());
+    m_menu->setRecordingAvailability(noClicks, clickMonitor.browserOnlyNote());
     // The tray icon follows the step count and the recording flag by itself from here on.
     QPointer<AppDelegate> self(this);
     auto command = [self](void (AppDelegate::*action)()) {
@@ -98,6 +98,12 @@ void AppDelegate::launch() {
         StatusItem::Actions{command(&AppDelegate::showAction), command(&AppDelegate::libraryAction),
                             command(&AppDelegate::captureRegion), command(&AppDelegate::toggleRecording),
                             command(&AppDelegate::quitAction), noClicks});
+    connect(&clickMonitor, &SessionClickMonitor::availabilityChanged, this, [this, &clickMonitor] {
+        const QString reason = clickMonitor.unavailableReason();
+        m_mainWindow->window()->toolBar()->setRecordingAvailability(reason, clickMonitor.browserOnlyNote());
+        m_menu->setRecordingAvailability(reason, clickMonitor.browserOnlyNote());
+        m_statusItem->setRecordingUnavailable(reason);
+    });
     m_documents.startWindowRefresh();
     m_documents.refreshWindow();
     HotKey::registerHotKey(1, HotKey::keyS, HotKey::controlOption, command(&AppDelegate::captureRegion));
@@ -132,7 +138,7 @@ void AppDelegate::toggleRecording() {
     }
     QWidget* parent = m_mainWindow ? m_mainWindow->window() : nullptr;
     // The hot key and the command line still reach here where the controls are greyed out.
-    const QString noClicks = Platform::current().clickMonitor().unavailableReason();
+    const QString noClicks = SessionClickMonitor::instance().unavailableReason();
     if (!noClicks.isEmpty()) {
         showRecordingUnavailable(parent, noClicks);
         return;

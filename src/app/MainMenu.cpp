@@ -88,11 +88,12 @@ MainMenu::MainMenu(QMenuBar* bar, AppDelegate& app, RecentDocuments& recents)
     connect(m_window, &QMenu::aboutToShow, this, &MainMenu::fillWindows);
 }
 
-void MainMenu::setRecordingUnavailable(const QString& reason) {
+void MainMenu::setRecordingAvailability(const QString& unavailable, const QString& note) {
+    const QString said = unavailable.isEmpty() ? note : unavailable;
     QAction* record = m_record;
-    record->setEnabled(false);
-    record->setToolTip(reason);
-    record->setStatusTip(reason);
+    record->setEnabled(unavailable.isEmpty());
+    record->setToolTip(said.isEmpty() ? record->text() : said);
+    record->setStatusTip(said);
     if (QMenu* file = qobject_cast<QMenu*>(record->parent()))
         file->setToolTipsVisible(true);
 }

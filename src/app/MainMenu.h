@@ -21,7 +21,10 @@ public:
 
     QMenu* recentMenu() const { return m_recent; }
     // Greys out Start/Stop Click Recording, with `reason` as its tooltip.
-    void setRecordingUnavailable(const QString& reason);
+    void setRecordingUnavailable(const QString& reason) { setRecordingAvailability(reason, {}); }
+    // The record command greyed out with the reason when `unavailable` says why, else enabled with
+    // `note` as its tooltip.
+    void setRecordingAvailability(const QString& unavailable, const QString& note);
     // The action titled `text` in the top-level menu `menu`, for tests.
     QAction* action(const QString& menu, const QString& text) const;
 

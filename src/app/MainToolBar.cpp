@@ -86,10 +86,11 @@ QToolButton* MainToolBar::addButton(const QString& label, const QIcon& icon, con
     return button;
 }
 
-void MainToolBar::setRecordingUnavailable(const QString& reason) {
-    m_record->setEnabled(false);
-    m_record->setToolTip(reason);
-    m_record->setAccessibleDescription(reason);
+void MainToolBar::setRecordingAvailability(const QString& unavailable, const QString& note) {
+    const QString said = unavailable.isEmpty() ? note : unavailable;
+    m_record->setEnabled(unavailable.isEmpty());
+    m_record->setToolTip(said.isEmpty() ? tr("Record a screenshot on every click (Ctrl+Alt+R)") : said);
+    m_record->setAccessibleDescription(said);
 }
 
 void MainToolBar::setRecording(bool recording) {

@@ -22,7 +22,10 @@ public:
     void setRecording(bool recording);
     // Greys out Record Clicks, with `reason` as its tooltip, in a session where clicks in other
     // applications cannot be seen.
-    void setRecordingUnavailable(const QString& reason);
+    void setRecordingUnavailable(const QString& reason) { setRecordingAvailability(reason, {}); }
+    // Record Clicks greyed out with the reason when `unavailable` says why, else enabled; `note` then
+    // says how it records here (empty for the usual help).
+    void setRecordingAvailability(const QString& unavailable, const QString& note);
     void setHasSteps(bool hasSteps);
 
     // Whether the export panel is showing.

@@ -35,6 +35,11 @@ public:
     StatusItem(Guide& guide, Actions actions, QObject* parent = nullptr);
     ~StatusItem() override;
 
+    // Greys out the record entry with the reason, or enables it again for an empty one.
+    void setRecordingUnavailable(const QString& reason) {
+        m_actions.recordingUnavailable = reason;
+        scheduleRefresh();
+    }
     // Redraws the icon, tooltip and menu from the guide as it is now.
     void refresh();
 

@@ -2,8 +2,8 @@
 // text recognition and the screen capture. Kept apart so that tests of the click chain link none of
 // them.
 #include "capture/Capture.h"
-#include "platform/Platform.h"
 #include "platform/atspi/AtspiService.h"
+#include "platform/browser/SessionClickMonitor.h"
 #include "platform/ocr/TesseractRecognizer.h"
 #include "recorder/ClickDescriber.h"
 #include "recorder/Recorder.h"
@@ -128,7 +128,7 @@ Recorder::Services Recorder::systemServices(int budgetMs) {
     }
     services.installMonitor = [](Recorder& recorder) -> std::unique_ptr<QObject> {
         QPointer<Recorder> weak(&recorder);
-        return Platform::current().clickMonitor().watch(
+        return SessionClickMonitor::instance().watch(
             [weak](const PlatformClick& click) {
                 if (weak)
                     weak->click(recordedClick(click, ScreenLayout::current()));

@@ -9,6 +9,7 @@ for tool in desktop-file-validate appstreamcli cpack dpkg-deb; do
     command -v "$tool" >/dev/null || { echo "check-package: $tool is missing"; exit 77; }
 done
 id=io.github.trovix.Trovix
+host=io.github.trovix.browser_host
 desktop-file-validate "$src/data/$id.desktop" || fail "the desktop entry does not validate"
 appstreamcli validate --no-net "$src/data/$id.metainfo.xml" || fail "the metainfo does not validate"
 [ "$type" = Release ] || { echo "check-package: not a Release tree ($type)"; exit 77; }
@@ -23,14 +24,28 @@ for path in usr/bin/trovix usr/bin/trovix-export \
     usr/share/applications/$id.desktop usr/share/metainfo/$id.metainfo.xml \
     usr/share/icons/hicolor/scalable/apps/$id.svg usr/share/icons/hicolor/48x48/apps/$id.png \
     usr/share/icons/hicolor/256x256/apps/$id.png \
-    usr/share/man/man1/trovix.1.gz usr/share/man/man1/trovix-export.1.gz; do
+    usr/share/man/man1/trovix.1.gz usr/share/man/man1/trovix-export.1.gz usr/bin/trovix-browser-host \
+    usr/share/trovix/browser-extension/chromium/manifest.json usr/share/trovix/browser-extension/firefox/manifest.json \
+    usr/share/trovix/browser-extension/chromium/content.js usr/share/trovix/browser-extension/firefox/background.js \
+    usr/share/trovix/browser-extension/trovix.xpi etc/chromium/native-messaging-hosts/$host.json \
+    etc/opt/chrome/native-messaging-hosts/$host.json usr/lib/mozilla/native-messaging-hosts/$host.json; do
     [ -s "$out/root/$path" ] || fail "the package lacks /$path"
 done
-extra=$(cd "$out/root" && find . -type f | grep -vE '^\./usr/(bin|share/(applications|metainfo|icons|man))/')
+extra=$(cd "$out/root" && find . -type f |
+    grep -vE '^\./(usr/(bin|share/(applications|metainfo|icons|man|trovix/browser-extension)|lib/mozilla/native-messaging-hosts)|etc/(chromium|opt/chrome)/native-messaging-hosts)/')
 [ -z "$extra" ] || fail "the package holds unexpected files: $extra"
 depends=$(dpkg-deb -f "$deb" Depends)
 for lib in libqt6widgets6 libqt6core6 libcairo2 libxcb-xinput0; do
     grep -q "$lib" <<<"$depends" || fail "Depends lacks $lib (computed: $depends)"
 done
 "$out/root/usr/bin/trovix" --version | grep -q '^trovix ' || fail "the packaged trovix does not say its version"
+# Each browser finds the host on the PATH, and it answers there: no Trovix runs, so it says so.
+for manifest in "$out"/root/etc/chromium/native-messaging-hosts/$host.json \
+    "$out"/root/etc/opt/chrome/native-messaging-hosts/$host.json "$out"/root/usr/lib/mozilla/native-messaging-hosts/$host.json; do
+    grep -q '"path": "/usr/bin/trovix-browser-host"' "$manifest" || fail "$manifest does not name /usr/bin/trovix-browser-host"
+done
+mkdir -m 700 "$out/run"
+answer=$( (printf '\x1d\x00\x00\x00{"type":"press","id":1,"x":0}'; sleep 1) |
+    XDG_RUNTIME_DIR="$out/run" timeout 10 "$out/root/usr/bin/trovix-browser-host" | tr -d '\000-\037')
+grep -q 'Trovix is not running' <<<"$answer" || fail "the packaged host did not answer a browser: $answer"
 echo "check-package: $(basename "$deb") is complete"

@@ -1,0 +1,170 @@
+// Trovix content script, in every frame of every page. While Trovix records, a trusted press of the
+// primary button names the control under it and measures it, and the background script takes the
+// tab's picture. While Trovix does not record, nothing here listens to the page.
+(() => {
+  'use strict';
+  const api = globalThis.browser ?? globalThis.chrome;
+  if (!api?.runtime?.id) return;
+
+  const labelLimit = 200;
+  const isTop = window === window.top;
+  const interactiveRoles = new Set([
+    'button', 'link', 'checkbox', 'radio', 'switch', 'tab', 'menuitem', 'menuitemcheckbox',
+    'menuitemradio', 'option', 'combobox', 'textbox', 'searchbox', 'slider', 'spinbutton',
+    'treeitem', 'gridcell',
+  ]);
+  const buttonInputs = new Set(['button', 'submit', 'reset']);
+  let recording = false;
+
+  const clean = (text) => (text ?? '').replace(/\s+/g, ' ').trim();
+
+  // The element one step up, across shadow roots.
+  const parentOf = (element) => element.parentElement ?? element.getRootNode()?.host ?? null;
+
+  function isInteractive(element) {
+    const name = element.localName;
+    if (['button', 'select', 'textarea', 'summary'].includes(name)) return true;
+    if (name === 'a' && element.hasAttribute('href')) return true;
+    if (name === 'input') return element.type !== 'hidden';
+    const role = clean(element.getAttribute('role')).split(' ')[0];
+    if (interactiveRoles.has(role)) return true;
+    return element.isContentEditable && !(parentOf(element)?.isContentEditable ?? false);
+  }
+
+  // Fields whose text is what the user typed: it names nothing, and never leaves the page.
+  function holdsTypedText(element) {
+    if (element.localName === 'textarea' || element.isContentEditable) return true;
+    return element.localName === 'input' && !buttonInputs.has(element.type) && element.type !== 'image';
+  }
+
+  function textOf(node) {
+    if (!node) return '';
+    return clean(node.innerText ?? node.textContent);
+  }
+
+  // The control's own name, in the order its HTML gives one.
+  function labelOf(element) {
+    const candidates = [
+      () => element.getAttribute('aria-label'),
+      () => {
+        const ids = clean(element.getAttribute('aria-labelledby'));
+        if (!ids) return '';
+        const root = element.getRootNode();
+        return ids.split(' ').map((id) => textOf(root.getElementById?.(id) ?? document.getElementById(id))).join(' ');
+      },
+      () => Array.from(element.labels ?? [], textOf).join(' '),
+      () => (element.localName === 'input' && buttonInputs.has(element.type) ? element.value : ''),
+      () => element.getAttribute('alt') ?? element.querySelector?.('img[alt]')?.getAttribute('alt'),
+      () => (element.localName === 'select' ? textOf(element.selectedOptions?.[0]) : ''),
+      () => (holdsTypedText(element) || element.localName === 'select' ? '' : textOf(element)),
+      () => element.getAttribute('title'),
+      () => element.getAttribute('placeholder'),
+    ];
+    for (const candidate of candidates) {
+      const label = clean(candidate());
+      if (label) return label.slice(0, labelLimit);
+    }
+    return '';
+  }
+
+  function intersect(a, b) {
+    const x = Math.max(a.x, b.x);
+    const y = Math.max(a.y, b.y);
+    const right = Math.min(a.x + a.width, b.x + b.width);
+    const bottom = Math.min(a.y + a.height, b.y + b.height);
+    return right > x && bottom > y ? { x, y, width: right - x, height: bottom - y } : null;
+  }
+
+  // A frame says where to look: not around a speck, nor around most of the page (a ring then marks
+  // the click instead).
+  function usefulBox(box) {
+    if (!box || box.width < 4 || box.height < 4) return null;
+    const view = viewport();
+    // A frame's own page may be just the control (an embedded button): only the top page is judged.
+    return isTop && box.width * box.height > 0.6 * view.width * view.height ? null : box;
+  }
+
+  function viewport() {
+    return { x: 0, y: 0, width: document.documentElement.clientWidth || innerWidth,
+             height: document.documentElement.clientHeight || innerHeight };
+  }
+
+  function token() {
+    const bytes = new Uint8Array(16);
+    crypto.getRandomValues(bytes);
+    return Array.from(bytes, (b) => b.toString(16).padStart(2, '0')).join('');
+  }
+
+  function onPress(event) {
+    if (!event.isTrusted || event.button !== 0 || !event.isPrimary) return;
+    let target = event.composedPath?.()[0] ?? event.target;
+    if (target?.nodeType !== Node.ELEMENT_NODE) target = target?.parentElement;
+    if (!target) return;
+    let control = null;
+    for (let element = target; element; element = parentOf(element)) {
+      if (isInteractive(element)) {
+        control = element;
+        break;
+      }
+    }
+    const box = control ? control.getBoundingClientRect() : null;
+    const frame = box ? usefulBox(intersect({ x: box.x, y: box.y, width: box.width, height: box.height }, viewport())) : null;
+    const click = {
+      trovix: 'click',
+      token: token(),
+      label: control ? labelOf(control) : '',
+      x: event.clientX,
+      y: event.clientY,
+      frame,
+    };
+    if (isTop) {
+      Object.assign(click, { page: clean(document.title), scale: devicePixelRatio, clip: viewport(), dx: 0, dy: 0 });
+    } else {
+      // The frame's place in the top viewport comes up the chain of parents.
+      window.parent.postMessage({ trovixOffset: click.token, dx: 0, dy: 0, clip: viewport() }, '*');
+    }
+    api.runtime.sendMessage(click).catch?.(() => {});
+  }
+
+  // A child frame's press, on its way up: add where that frame sits in this one.
+  function onFrameMessage(event) {
+    const data = event.data;
+    if (!data || typeof data.trovixOffset !== 'string' || !event.source) return;
+    const holder = Array.from(document.querySelectorAll('iframe, frame')).find(
+      (element) => element.contentWindow === event.source);
+    if (!holder) return;
+    const box = holder.getBoundingClientRect();
+    const style = getComputedStyle(holder);
+    const left = box.x + holder.clientLeft + parseFloat(style.paddingLeft || '0');
+    const top = box.y + holder.clientTop + parseFloat(style.paddingTop || '0');
+    const content = { x: left, y: top, width: holder.clientWidth - parseFloat(style.paddingLeft || '0') - parseFloat(style.paddingRight || '0'),
+                      height: holder.clientHeight - parseFloat(style.paddingTop || '0') - parseFloat(style.paddingBottom || '0') };
+    const moved = data.clip ? { x: data.clip.x + left, y: data.clip.y + top, width: data.clip.width, height: data.clip.height } : null;
+    const clip = moved ? intersect(intersect(moved, content) ?? { x: 0, y: 0, width: 0, height: 0 }, viewport()) : null;
+    const offset = { trovixOffset: data.trovixOffset, dx: data.dx + left, dy: data.dy + top, clip };
+    if (isTop) {
+      api.runtime.sendMessage({ trovix: 'offset', token: data.trovixOffset, dx: offset.dx, dy: offset.dy,
+                                clip, page: clean(document.title), scale: devicePixelRatio }).catch?.(() => {});
+    } else {
+      window.parent.postMessage(offset, '*');
+    }
+  }
+
+  function setRecording(on) {
+    if (on === recording) return;
+    recording = on;
+    if (on) {
+      window.addEventListener('pointerdown', onPress, true);
+      window.addEventListener('message', onFrameMessage, true);
+    } else {
+      window.removeEventListener('pointerdown', onPress, true);
+      window.removeEventListener('message', onFrameMessage, true);
+    }
+  }
+
+  api.runtime.onMessage.addListener((message) => {
+    if (message?.trovix === 'recording') setRecording(Boolean(message.on));
+  });
+  const asked = api.runtime.sendMessage({ trovix: 'state' });
+  if (asked?.then) asked.then((state) => setRecording(Boolean(state?.on)), () => {});
+})();
