@@ -117,8 +117,20 @@ void AppDelegate::captureRegion() {
 }
 
 Recorder& AppDelegate::recorder() {
-    if (!m_recorder)
+    if (!m_recorder) {
         m_recorder = std::make_unique<Recorder>(*m_guide);
+        // A recording that lost sight of the clicks has stopped; the user must learn it at once,
+        // or they would go on clicking into a guide that no longer grows.
+        connect(m_recorder.get(), &Recorder::interrupted, this, [this](const QString& reason) {
+            Dialogs::Alert alert;
+            alert.message = tr("Click recording stopped");
+            alert.informativeText = reason;
+            alert.buttons = {tr("OK")};
+            if (m_mainWindow)
+                m_mainWindow->bringToFront();
+            Dialogs::current().alert(m_mainWindow ? m_mainWindow->window() : nullptr, alert);
+        });
+    }
     return *m_recorder;
 }
 
