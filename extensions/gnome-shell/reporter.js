@@ -32,6 +32,7 @@ class ClickReporter {
         this._recorder = null; // { name: unique bus name, pid, watch }
         this._windows = new Map(); // MetaWindow → its handler ids
         this._createdId = 0;
+        this._focusId = 0;
         this._lastPress = null;
         this._dbus = Gio.DBusExportedObject.wrapJSObject(INTERFACE_XML, this);
         this._dbus.export(Gio.DBus.session, OBJECT_PATH);
@@ -108,6 +109,12 @@ class ClickReporter {
             this._watchWindow(actor.meta_window);
         this._createdId = global.display.connect('window-created',
             (display, window) => this._watchWindow(window));
+        // A press whose time is older than one mutter already gave the window (events handled late
+        // on a busy machine) leaves the user time alone; if it moves the focus, that tells instead.
+        this._focusId = global.display.connect('notify::focus-window', () => {
+            if (global.display.focus_window)
+                this._userTimeChanged(global.display.focus_window);
+        });
     }
 
     _stopRecording() {
@@ -115,9 +122,11 @@ class ClickReporter {
             return;
         Gio.bus_unwatch_name(this._recorder.watch);
         this._recorder = null;
-        if (this._createdId)
-            global.display.disconnect(this._createdId);
-        this._createdId = 0;
+        for (const id of [this._createdId, this._focusId]) {
+            if (id)
+                global.display.disconnect(id);
+        }
+        this._createdId = this._focusId = 0;
         for (const [window, ids] of this._windows)
             ids.forEach(id => window.disconnect(id));
         this._windows.clear();

@@ -80,7 +80,10 @@ void AppDelegate::launch() {
     m_mainWindow = std::make_unique<MainWindowController>(*m_guide, makeActions());
     m_documents.setMainWindow(m_mainWindow.get());
     m_menu = new MainMenu(m_mainWindow->window()->menuBar(), *this, m_recents);
-    const QString noClicks = Platform::current().clickMonitor().unavailableReason();
+    // Controls stay live where Trovix can offer to make clicks visible: choosing them offers it.
+    QString noClicks = Platform::current().clickMonitor().unavailableReason();
+    if (!noClicks.isEmpty() && !Platform::current().clickMonitor().enableOffer().isEmpty())
+        noClicks.clear();
     if (!noClicks.isEmpty()) {
         m_mainWindow->window()->toolBar()->setRecordingUnavailable(noClicks);
         m_menu->setRecordingUnavailable(noClicks);
@@ -144,10 +147,31 @@ void AppDelegate::toggleRecording() {
     }
     QWidget* parent = m_mainWindow ? m_mainWindow->window() : nullptr;
     // The hot key and the command line still reach here where the controls are greyed out.
-    const QString noClicks = Platform::current().clickMonitor().unavailableReason();
+    ClickMonitor& monitor = Platform::current().clickMonitor();
+    const QString noClicks = monitor.unavailableReason();
     if (!noClicks.isEmpty()) {
-        showRecordingUnavailable(parent, noClicks);
-        return;
+        // Where Trovix can switch on what the desktop lacks, it offers to, and records right after.
+        const QString offer = monitor.enableOffer();
+        if (offer.isEmpty()) {
+            showRecordingUnavailable(parent, noClicks);
+            return;
+        }
+        Dialogs::Alert alert;
+        alert.message = tr("Click recording isn’t available");
+        alert.informativeText = noClicks;
+        alert.buttons = {offer, tr("Cancel")};
+        alert.cancelButton = 1;
+        if (Dialogs::current().alert(parent, alert) != 0)
+            return;
+        QString error;
+        if (!monitor.enable(&error)) {
+            showRecordingUnavailable(parent, error);
+            return;
+        }
+        if (m_mainWindow)
+            m_mainWindow->window()->toolBar()->setRecordingUnavailable(QString());
+        if (m_menu)
+            m_menu->setRecordingUnavailable(QString());
     }
     if (!Capture::ensureAccess(parent))
         return;

@@ -90,7 +90,7 @@ MainMenu::MainMenu(QMenuBar* bar, AppDelegate& app, RecentDocuments& recents)
 
 void MainMenu::setRecordingUnavailable(const QString& reason) {
     QAction* record = m_record;
-    record->setEnabled(false);
+    record->setEnabled(reason.isEmpty());
     record->setToolTip(reason);
     record->setStatusTip(reason);
     if (QMenu* file = qobject_cast<QMenu*>(record->parent()))

@@ -20,7 +20,8 @@ public:
     MainMenu(QMenuBar* bar, AppDelegate& app, RecentDocuments& recents);
 
     QMenu* recentMenu() const { return m_recent; }
-    // Greys out Start/Stop Click Recording, with `reason` as its tooltip.
+    // Greys out Start/Stop Click Recording, with `reason` as its tooltip; an empty reason makes it
+    // available again.
     void setRecordingUnavailable(const QString& reason);
     // The action titled `text` in the top-level menu `menu`, for tests.
     QAction* action(const QString& menu, const QString& text) const;

@@ -87,7 +87,7 @@ QToolButton* MainToolBar::addButton(const QString& label, const QIcon& icon, con
 }
 
 void MainToolBar::setRecordingUnavailable(const QString& reason) {
-    m_record->setEnabled(false);
+    m_record->setEnabled(reason.isEmpty());
     m_record->setToolTip(reason);
     m_record->setAccessibleDescription(reason);
 }

@@ -21,7 +21,7 @@ public:
 
     void setRecording(bool recording);
     // Greys out Record Clicks, with `reason` as its tooltip, in a session where clicks in other
-    // applications cannot be seen.
+    // applications cannot be seen; an empty reason makes it available again.
     void setRecordingUnavailable(const QString& reason);
     void setHasSteps(bool hasSteps);
 

@@ -23,10 +23,12 @@ for path in usr/bin/trovix usr/bin/trovix-export \
     usr/share/applications/$id.desktop usr/share/metainfo/$id.metainfo.xml \
     usr/share/icons/hicolor/scalable/apps/$id.svg usr/share/icons/hicolor/48x48/apps/$id.png \
     usr/share/icons/hicolor/256x256/apps/$id.png \
-    usr/share/man/man1/trovix.1.gz usr/share/man/man1/trovix-export.1.gz; do
+    usr/share/man/man1/trovix.1.gz usr/share/man/man1/trovix-export.1.gz \
+    usr/share/gnome-shell/extensions/trovix@trovix.github.io/extension.js \
+    usr/share/gnome-shell/extensions/trovix@trovix.github.io/metadata.json; do
     [ -s "$out/root/$path" ] || fail "the package lacks /$path"
 done
-extra=$(cd "$out/root" && find . -type f | grep -vE '^\./usr/(bin|share/(applications|metainfo|icons|man))/')
+extra=$(cd "$out/root" && find . -type f | grep -vE '^\./usr/(bin|share/(applications|metainfo|icons|man|gnome-shell/extensions))/')
 [ -z "$extra" ] || fail "the package holds unexpected files: $extra"
 depends=$(dpkg-deb -f "$deb" Depends)
 for lib in libqt6widgets6 libqt6core6 libcairo2 libxcb-xinput0; do

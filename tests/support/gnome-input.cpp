@@ -4,6 +4,7 @@
 //     move X Y [WIDTH HEIGHT]   the pointer to X, Y of the desktop (the size is ignored)
 //     press | release           the left button
 //     key KEYSYM                presses and releases a key (an X keysym, in hex: ff1b is Escape)
+//     wait MS                   lets the Shell take the input so far before the next line
 // Writes "ready" to standard output once input can be sent.
 #include <QCoreApplication>
 #include <QDBusConnection>
@@ -12,6 +13,7 @@
 #include <QDBusReply>
 #include <QEventLoop>
 #include <QSocketNotifier>
+#include <QThread>
 #include <QTimer>
 
 #include <cstdio>
@@ -98,6 +100,8 @@ int main(int argc, char** argv) {
                      {streamPath.path(), words[1].toDouble(), words[2].toDouble()});
             else if (words[0] == QLatin1String("press") || words[0] == QLatin1String("release"))
                 call(QStringLiteral("NotifyPointerButton"), {leftButton, words[0] == QLatin1String("press")});
+            else if (words[0] == QLatin1String("wait") && words.size() == 2)
+                QThread::msleep(words[1].toULong());
             else if (words[0] == QLatin1String("key") && words.size() == 2) {
                 const uint keysym = words[1].toUInt(nullptr, 16);
                 call(QStringLiteral("NotifyKeyboardKeysym"), {keysym, true});

@@ -160,6 +160,16 @@ QString GnomeShellClicks::unavailableReason() const {
     return ShellExtension::reason(ShellExtension::state(m_bus));
 }
 
+QString GnomeShellClicks::enableOffer() const {
+    if (ShellExtension::state(m_bus) != ShellExtension::State::disabled || !ShellExtension::canEnable(m_bus))
+        return {};
+    return QCoreApplication::translate("trovix::GnomeShellClicks", "Switch On");
+}
+
+bool GnomeShellClicks::enable(QString* error) {
+    return ShellExtension::enable(m_bus, error);
+}
+
 std::unique_ptr<QObject> GnomeShellClicks::watch(Handler handler, LostHandler lost, QString* error) {
     QString why = unavailableReason();
     auto watch = std::make_unique<GnomeShellWatch>(m_bus, std::move(handler), std::move(lost));

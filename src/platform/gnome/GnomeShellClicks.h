@@ -15,6 +15,9 @@ public:
     explicit GnomeShellClicks(QDBusConnection bus);
 
     QString unavailableReason() const override;
+    // Offered when the extension is loaded but switched off, and user extensions may be switched on.
+    QString enableOffer() const override;
+    bool enable(QString* error) override;
     std::unique_ptr<QObject> watch(Handler handler, LostHandler lost = {}, QString* error = nullptr) override;
 
 private:
