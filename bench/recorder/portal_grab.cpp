@@ -1,6 +1,6 @@
 // The time one picture of the whole desktop takes through the session's screenshot portal, as the
 // click recorder takes it under GNOME Shell: session-latency.sh runs it inside the headless Shell.
-//   bench_portal_grab [GRABS]
+//   bench_portal_grab [GRABS [SAVE_AS.png]]   (the last picture is kept where asked, to look at)
 #include "platform/Platform.h"
 
 #include <QElapsedTimer>
@@ -23,6 +23,8 @@ int main(int argc, char** argv) {
         times.push_back(double(timer.nsecsElapsed()) / 1e6);
         if (image.isNull())
             return 1;
+        if (argc > 2 && i == grabs - 1)
+            image.save(QString::fromLocal8Bit(argv[2]));
     }
     std::sort(times.begin(), times.end());
     std::printf("%s portal grab of %dx%d: median %.0f ms, min %.0f ms, max %.0f ms (%d grabs)\n",
