@@ -23,6 +23,10 @@
         <source>Cancel</source>
         <translation>Abbrechen</translation>
     </message>
+    <message>
+        <source>The desktop did not let Trovix take a screenshot.</source>
+        <translation>Die Arbeitsumgebung hat Trovix kein Bildschirmfoto aufnehmen lassen.</translation>
+    </message>
 </context>
 <context>
     <name>trovix::Capture</name>

@@ -8,6 +8,7 @@
 #include "capture/Capture.h"
 #include "capture/CaptureCommand.h"
 #include "capture/RegionSelector.h"
+#include "document/Error.h"
 #include "document/Guide.h"
 #include "document/GuideStore.h"
 #include "editor/EditorController.h"
@@ -19,8 +20,10 @@
 #include "recorder/Recorder.h"
 
 #include <QCoreApplication>
+#include <QFutureWatcher>
 #include <QMenuBar>
 #include <QPointer>
+#include <QtConcurrent/QtConcurrentRun>
 
 namespace trovix {
 
@@ -182,7 +185,43 @@ void AppDelegate::toggleRecording() {
         return;
     }
     // Out of the way, so the clicks go to the applications being documented.
-    MainMenu::hideApplication();
+    if (Platform::current().name() != QLatin1String("wayland") || m_screenshotsAnswered) {
+        MainMenu::hideApplication();
+        return;
+    }
+    // The desktop's screenshot portal may ask once whether Trovix may take screenshots: that question
+    // comes now, with Trovix in front, rather than over the first click being recorded. A refusal
+    // ends the recording, which could not have shown a single click.
+    QPointer<AppDelegate> self(this);
+    auto* watcher = new QFutureWatcher<QString>(this);
+    connect(watcher, &QFutureWatcherBase::finished, this, [self, watcher] {
+        watcher->deleteLater();
+        if (!self)
+            return;
+        const QString refused = watcher->future().result();
+        Recorder& recorder = self->recorder();
+        if (!refused.isEmpty()) {
+            if (recorder.isRecording()) {
+                recorder.stop();
+                self->showRecordingUnavailable(self->m_mainWindow ? self->m_mainWindow->window() : nullptr,
+                                               refused);
+            }
+            return;
+        }
+        self->m_screenshotsAnswered = true;
+        if (recorder.isRecording())
+            MainMenu::hideApplication();
+    });
+    watcher->setFuture(QtConcurrent::run([]() -> QString {
+        try {
+            Platform::current().screenGrabber().grab(QRect(0, 0, 1, 1));
+            return {};
+        } catch (const Error& error) {
+            return error.message();
+        } catch (...) {
+            return tr("The desktop did not let Trovix take a screenshot.");
+        }
+    }));
 }
 
 void AppDelegate::showRecordingUnavailable(QWidget* parent, const QString& reason) {
