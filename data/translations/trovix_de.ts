@@ -15,6 +15,18 @@
         <source>OK</source>
         <translation>OK</translation>
     </message>
+    <message>
+        <source>Click recording stopped</source>
+        <translation>Klickaufnahme beendet</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
+    <message>
+        <source>The desktop did not let Trovix take a screenshot.</source>
+        <translation>Die Arbeitsumgebung hat Trovix kein Bildschirmfoto aufnehmen lassen.</translation>
+    </message>
 </context>
 <context>
     <name>trovix::Capture</name>
@@ -452,6 +464,36 @@ Ohne --output wird der Export neben den Anleitungsordner geschrieben.</translati
     <message>
         <source>The picture of step %1 could not be encoded for %2.</source>
         <translation>Das Bild von Schritt %1 konnte für %2 nicht kodiert werden.</translation>
+    </message>
+</context>
+<context>
+    <name>trovix::GnomeShellClicks</name>
+    <message>
+        <source>Switch On</source>
+        <translation>Einschalten</translation>
+    </message>
+</context>
+<context>
+    <name>trovix::GnomeShellWatch</name>
+    <message>
+        <source>Another program holds Trovix’s name on the session bus (%1), so GNOME Shell would send it the clicks. Quit it, then try again.</source>
+        <translation>Ein anderes Programm belegt Trovix’ Namen auf dem Sitzungsbus (%1), sodass GNOME Shell ihm die Klicks schicken würde. Beenden Sie es und versuchen Sie es erneut.</translation>
+    </message>
+    <message>
+        <source>GNOME Shell’s Trovix extension did not start recording: %1</source>
+        <translation>Die Trovix-Erweiterung von GNOME Shell hat die Aufnahme nicht begonnen: %1</translation>
+    </message>
+    <message>
+        <source>GNOME Shell stopped, so Trovix can no longer see your clicks.</source>
+        <translation>GNOME Shell wurde beendet, daher sieht Trovix Ihre Klicks nicht mehr.</translation>
+    </message>
+    <message>
+        <source>The “Trovix click recording” extension was switched off in GNOME Shell, so recording stopped. Switch it on again to record clicks.</source>
+        <translation>Die Erweiterung „Trovix click recording“ wurde in GNOME Shell ausgeschaltet, daher wurde die Aufnahme beendet. Schalten Sie sie wieder ein, um Klicks aufzunehmen.</translation>
+    </message>
+    <message>
+        <source>GNOME Shell’s Trovix extension stopped answering (%1), so recording stopped.</source>
+        <translation>Die Trovix-Erweiterung von GNOME Shell antwortet nicht mehr (%1), daher wurde die Aufnahme beendet.</translation>
     </message>
 </context>
 <context>
@@ -1100,6 +1142,29 @@ Strg+Alt+S</translation>
     <message>
         <source>Clicks are recorded in the browser only: this desktop lets no application see clicks in other windows.</source>
         <translation>Klicks werden nur im Browser aufgenommen: Dieser Desktop lässt keine Anwendung Klicks in anderen Fenstern sehen.</translation>
+    </message>
+</context>
+<context>
+    <name>trovix::ShellExtension</name>
+    <message>
+        <source>GNOME Shell did not switch the extension on.</source>
+        <translation>GNOME Shell hat die Erweiterung nicht eingeschaltet.</translation>
+    </message>
+    <message>
+        <source>Click recording in GNOME needs the “Trovix click recording” extension, which is installed but switched off. Switch it on in the Extensions application (or run “gnome-extensions enable trovix@trovix.github.io”), then try again.</source>
+        <translation>Die Klickaufnahme in GNOME braucht die Erweiterung „Trovix click recording“, die installiert, aber ausgeschaltet ist. Schalten Sie sie in der Anwendung Erweiterungen ein (oder führen Sie „gnome-extensions enable trovix@trovix.github.io“ aus) und versuchen Sie es erneut.</translation>
+    </message>
+    <message>
+        <source>GNOME Shell could not run the “Trovix click recording” extension (it may not support this version of GNOME). Reinstall Trovix, log out and back in, then try again.</source>
+        <translation>GNOME Shell konnte die Erweiterung „Trovix click recording“ nicht ausführen (sie unterstützt diese GNOME-Version womöglich nicht). Installieren Sie Trovix neu, melden Sie sich ab und wieder an und versuchen Sie es erneut.</translation>
+    </message>
+    <message>
+        <source>Click recording in GNOME needs the “Trovix click recording” extension, which GNOME Shell loads at login. Log out and back in, switch the extension on in the Extensions application, then try again.</source>
+        <translation>Die Klickaufnahme in GNOME braucht die Erweiterung „Trovix click recording“, die GNOME Shell bei der Anmeldung lädt. Melden Sie sich ab und wieder an, schalten Sie die Erweiterung in der Anwendung Erweiterungen ein und versuchen Sie es erneut.</translation>
+    </message>
+    <message>
+        <source>Click recording in GNOME needs the “Trovix click recording” Shell extension, which is not installed. Install Trovix from its package, log out and back in, and switch the extension on. Until then, capture each step with Capture Region (Ctrl+Alt+S).</source>
+        <translation>Die Klickaufnahme in GNOME braucht die Shell-Erweiterung „Trovix click recording“, die nicht installiert ist. Installieren Sie Trovix aus seinem Paket, melden Sie sich ab und wieder an und schalten Sie die Erweiterung ein. Bis dahin nehmen Sie jeden Schritt mit „Bereich aufnehmen“ (Strg+Alt+S) auf.</translation>
     </message>
 </context>
 <context>

@@ -8,6 +8,7 @@
 #include "capture/Capture.h"
 #include "capture/CaptureCommand.h"
 #include "capture/RegionSelector.h"
+#include "document/Error.h"
 #include "document/Guide.h"
 #include "document/GuideStore.h"
 #include "editor/EditorController.h"
@@ -15,12 +16,15 @@
 #include "library/LibraryModel.h"
 #include "library/LibraryWindowController.h"
 #include "platform/Dialogs.h"
+#include "platform/Platform.h"
 #include "platform/browser/SessionClickMonitor.h"
 #include "recorder/Recorder.h"
 
 #include <QCoreApplication>
+#include <QFutureWatcher>
 #include <QMenuBar>
 #include <QPointer>
+#include <QtConcurrent/QtConcurrentRun>
 
 namespace trovix {
 
@@ -81,8 +85,12 @@ void AppDelegate::launch() {
     m_documents.setMainWindow(m_mainWindow.get());
     m_menu = new MainMenu(m_mainWindow->window()->menuBar(), *this, m_recents);
     // Click recording comes and goes with the browser extensions where the desktop shows no clicks.
+    // The controls stay live where Trovix can offer to make clicks visible: choosing them offers it.
     SessionClickMonitor& clickMonitor = SessionClickMonitor::instance();
-    const QString noClicks = clickMonitor.unavailableReason();
+    const auto whyNoClicks = [&clickMonitor] {
+        return clickMonitor.enableOffer().isEmpty() ? clickMonitor.unavailableReason() : QString();
+    };
+    const QString noClicks = whyNoClicks();
     m_mainWindow->window()->toolBar()->setRecordingAvailability(noClicks, clickMonitor.browserOnlyNote());
     m_menu->setRecordingAvailability(noClicks, clickMonitor.browserOnlyNote());
     // The tray icon follows the step count and the recording flag by itself from here on.
@@ -98,12 +106,14 @@ void AppDelegate::launch() {
         StatusItem::Actions{command(&AppDelegate::showAction), command(&AppDelegate::libraryAction),
                             command(&AppDelegate::captureRegion), command(&AppDelegate::toggleRecording),
                             command(&AppDelegate::quitAction), noClicks});
-    connect(&clickMonitor, &SessionClickMonitor::availabilityChanged, this, [this, &clickMonitor] {
-        const QString reason = clickMonitor.unavailableReason();
-        m_mainWindow->window()->toolBar()->setRecordingAvailability(reason, clickMonitor.browserOnlyNote());
-        m_menu->setRecordingAvailability(reason, clickMonitor.browserOnlyNote());
-        m_statusItem->setRecordingUnavailable(reason);
-    });
+    connect(&clickMonitor, &SessionClickMonitor::availabilityChanged, this,
+            [this, &clickMonitor, whyNoClicks] {
+                const QString reason = whyNoClicks();
+                m_mainWindow->window()->toolBar()->setRecordingAvailability(reason,
+                                                                            clickMonitor.browserOnlyNote());
+                m_menu->setRecordingAvailability(reason, clickMonitor.browserOnlyNote());
+                m_statusItem->setRecordingUnavailable(reason);
+            });
     m_documents.startWindowRefresh();
     m_documents.refreshWindow();
     HotKey::registerHotKey(1, HotKey::keyS, HotKey::controlOption, command(&AppDelegate::captureRegion));
@@ -123,8 +133,20 @@ void AppDelegate::captureRegion() {
 }
 
 Recorder& AppDelegate::recorder() {
-    if (!m_recorder)
+    if (!m_recorder) {
         m_recorder = std::make_unique<Recorder>(*m_guide);
+        // A recording that lost sight of the clicks has stopped; the user must learn it at once,
+        // or they would go on clicking into a guide that no longer grows.
+        connect(m_recorder.get(), &Recorder::interrupted, this, [this](const QString& reason) {
+            Dialogs::Alert alert;
+            alert.message = tr("Click recording stopped");
+            alert.informativeText = reason;
+            alert.buttons = {tr("OK")};
+            if (m_mainWindow)
+                m_mainWindow->bringToFront();
+            Dialogs::current().alert(m_mainWindow ? m_mainWindow->window() : nullptr, alert);
+        });
+    }
     return *m_recorder;
 }
 
@@ -138,10 +160,31 @@ void AppDelegate::toggleRecording() {
     }
     QWidget* parent = m_mainWindow ? m_mainWindow->window() : nullptr;
     // The hot key and the command line still reach here where the controls are greyed out.
-    const QString noClicks = SessionClickMonitor::instance().unavailableReason();
+    SessionClickMonitor& monitor = SessionClickMonitor::instance();
+    const QString noClicks = monitor.unavailableReason();
     if (!noClicks.isEmpty()) {
-        showRecordingUnavailable(parent, noClicks);
-        return;
+        // Where Trovix can switch on what the desktop lacks, it offers to, and records right after.
+        const QString offer = monitor.enableOffer();
+        if (offer.isEmpty()) {
+            showRecordingUnavailable(parent, noClicks);
+            return;
+        }
+        Dialogs::Alert alert;
+        alert.message = tr("Click recording isn’t available");
+        alert.informativeText = noClicks;
+        alert.buttons = {offer, tr("Cancel")};
+        alert.cancelButton = 1;
+        if (Dialogs::current().alert(parent, alert) != 0)
+            return;
+        QString error;
+        if (!monitor.enable(&error)) {
+            showRecordingUnavailable(parent, error);
+            return;
+        }
+        if (m_mainWindow)
+            m_mainWindow->window()->toolBar()->setRecordingUnavailable(QString());
+        if (m_menu)
+            m_menu->setRecordingUnavailable(QString());
     }
     if (!Capture::ensureAccess(parent))
         return;
@@ -152,7 +195,43 @@ void AppDelegate::toggleRecording() {
         return;
     }
     // Out of the way, so the clicks go to the applications being documented.
-    MainMenu::hideApplication();
+    if (Platform::current().name() != QLatin1String("wayland") || m_screenshotsAnswered) {
+        MainMenu::hideApplication();
+        return;
+    }
+    // The desktop's screenshot portal may ask once whether Trovix may take screenshots: that question
+    // comes now, with Trovix in front, rather than over the first click being recorded. A refusal
+    // ends the recording, which could not have shown a single click.
+    QPointer<AppDelegate> self(this);
+    auto* watcher = new QFutureWatcher<QString>(this);
+    connect(watcher, &QFutureWatcherBase::finished, this, [self, watcher] {
+        watcher->deleteLater();
+        if (!self)
+            return;
+        const QString refused = watcher->future().result();
+        Recorder& recorder = self->recorder();
+        if (!refused.isEmpty()) {
+            if (recorder.isRecording()) {
+                recorder.stop();
+                self->showRecordingUnavailable(self->m_mainWindow ? self->m_mainWindow->window() : nullptr,
+                                               refused);
+            }
+            return;
+        }
+        self->m_screenshotsAnswered = true;
+        if (recorder.isRecording())
+            MainMenu::hideApplication();
+    });
+    watcher->setFuture(QtConcurrent::run([]() -> QString {
+        try {
+            Platform::current().screenGrabber().grab(QRect(0, 0, 1, 1));
+            return {};
+        } catch (const Error& error) {
+            return error.message();
+        } catch (...) {
+            return tr("The desktop did not let Trovix take a screenshot.");
+        }
+    }));
 }
 
 void AppDelegate::showRecordingUnavailable(QWidget* parent, const QString& reason) {

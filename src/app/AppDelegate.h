@@ -91,6 +91,8 @@ private:
     std::unique_ptr<LibraryWindowController> m_libraryWindow; // made on first use, then kept
     MainMenu* m_menu = nullptr;
     std::unique_ptr<Recorder> m_recorder; // made on first use, then kept
+    // Whether the screenshot portal has let Trovix take a picture in this run (Wayland).
+    bool m_screenshotsAnswered = false;
     bool m_terminated = false;
 };
 

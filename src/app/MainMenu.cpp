@@ -2,6 +2,7 @@
 
 #include "app/AppDelegate.h"
 #include "app/RecentDocuments.h"
+#include "capture/OwnWindows.h"
 
 #include <QActionGroup>
 #include <QApplication>
@@ -111,8 +112,11 @@ QAction* MainMenu::action(const QString& menu, const QString& text) const {
 
 void MainMenu::hideApplication() {
     for (QWidget* window : QApplication::topLevelWidgets())
-        if (window->isVisible() && (window->windowType() == Qt::Window || window->windowType() == Qt::Dialog))
+        if (window->isVisible() &&
+            (window->windowType() == Qt::Window || window->windowType() == Qt::Dialog)) {
             window->showMinimized();
+            OwnWindows::markMinimized(window->windowHandle());
+        }
 }
 
 void MainMenu::fillRecent() {

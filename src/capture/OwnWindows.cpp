@@ -28,7 +28,14 @@ QWidget* widgetOf(const QWindow* window) {
     return nullptr;
 }
 
-bool onScreen(const QWindow* window) {
+const char* const minimizedByUs = "trovixMinimized";
+
+bool onScreen(QWindow* window) {
+    if (window->property(minimizedByUs).toBool()) {
+        if (!window->isActive())
+            return false;
+        window->setProperty(minimizedByUs, QVariant());
+    }
     return window->handle() && window->isVisible() && window->isExposed() &&
            !(window->windowStates() & Qt::WindowMinimized) && window->type() != Qt::Desktop;
 }
@@ -72,6 +79,11 @@ OwnWindows OwnWindows::leaveScreen(const QList<QWidget*>& keep, Way way) {
     return result;
 }
 
+void OwnWindows::markMinimized(QWindow* window) {
+    if (window)
+        window->setProperty(minimizedByUs, true);
+}
+
 void OwnWindows::hideApplication() {
     const bool windowManager = Platform::current().screenGrabber().hasWindowManager();
     const QWindowList windows = QGuiApplication::topLevelWindows();
@@ -86,10 +98,11 @@ void OwnWindows::hideApplication() {
                 widget->hide(); // an open menu or tooltip closes
             continue;
         }
-        if (windowManager)
+        if (windowManager) {
             setStates(widget, window,
                       (widget ? widget->windowState() : window->windowStates()) | Qt::WindowMinimized);
-        else
+            markMinimized(window);
+        } else
             window->lower(); // nothing could bring a minimized window back
     }
 }

@@ -23,6 +23,10 @@ public:
     static OwnWindows leaveScreen(const QList<QWidget*>& keep = {}, Way way = Way::minimize);
     // Minimizes every visible window, so the application the user works in is in front again.
     static void hideApplication();
+    // Notes that a window was minimized on purpose. A Wayland compositor never tells a client that
+    // its window is minimized (Qt soon forgets asking), and a window taken off the screen for a grab
+    // would come back unminimized: until it is active again, such a window counts as off the screen.
+    static void markMinimized(QWindow* window);
 
     bool isEmpty() const { return m_minimized.isEmpty() && m_unmapped.isEmpty() && m_withdrawn.isEmpty(); }
     // Calls `done` on context's thread once the windows are off the screen and the programs beneath

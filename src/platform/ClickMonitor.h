@@ -66,6 +66,15 @@ public:
     // Why clicks in other applications cannot be seen in this session, and what to do instead;
     // empty when they can.
     virtual QString unavailableReason() const = 0;
+    // Whether Trovix itself can make clicks visible (by switching on what the desktop needs), and
+    // the button text that offers it; empty when it cannot.
+    virtual QString enableOffer() const { return {}; }
+    // Does what enableOffer() offers; false with the reason in `error` when that fails.
+    virtual bool enable(QString* error) {
+        if (error)
+            *error = unavailableReason();
+        return false;
+    }
     // Reports clicks to `handler` until the returned object is destroyed. Null when the clicks
     // cannot be watched; `error` (when given) then says why.
     virtual std::unique_ptr<QObject> watch(Handler handler, LostHandler lost = {},

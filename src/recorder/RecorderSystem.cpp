@@ -106,6 +106,17 @@ Recorder::Services Recorder::systemServices(int budgetMs) {
         const ScreenLayout layout = ScreenLayout::current();
         const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(budgetMs);
         QPointer<QObject> receiver(context);
+        // The accessibility side works in native pixels, as the source reported the window.
+        std::optional<ClickedWindow> window = click.window;
+        if (window) {
+            const auto toNative = [&](const QRect& rect) {
+                return QRectF(layout.toNative(rect.topLeft()),
+                              layout.toNative(rect.topLeft() + QPointF(rect.width(), rect.height())))
+                    .toRect();
+            };
+            window->frame = toNative(window->frame);
+            window->buffer = toNative(window->buffer);
+        }
         AtspiService::instance().run(
             [location, layout, receiver, done = std::move(done)](const AccessibleDesktop& desktop) {
                 const ClickTarget target = ClickDescriber::describe(desktop, location, primaryScreen(layout));
@@ -117,7 +128,7 @@ Recorder::Services Recorder::systemServices(int budgetMs) {
                     },
                     Qt::QueuedConnection);
             },
-            layout, deadline);
+            layout, deadline, window);
     };
     if (LabelReader* reader = LabelReader::instance()) {
         services.readLabel = [reader](const QImage& screenshot, QPointF click,

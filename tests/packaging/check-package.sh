@@ -28,11 +28,13 @@ for path in usr/bin/trovix usr/bin/trovix-export \
     usr/share/trovix/browser-extension/chromium/manifest.json usr/share/trovix/browser-extension/firefox/manifest.json \
     usr/share/trovix/browser-extension/chromium/content.js usr/share/trovix/browser-extension/firefox/background.js \
     usr/share/trovix/browser-extension/trovix.xpi etc/chromium/native-messaging-hosts/$host.json \
-    etc/opt/chrome/native-messaging-hosts/$host.json usr/lib/mozilla/native-messaging-hosts/$host.json; do
+    etc/opt/chrome/native-messaging-hosts/$host.json usr/lib/mozilla/native-messaging-hosts/$host.json \
+    usr/share/gnome-shell/extensions/trovix@trovix.github.io/extension.js \
+    usr/share/gnome-shell/extensions/trovix@trovix.github.io/metadata.json; do
     [ -s "$out/root/$path" ] || fail "the package lacks /$path"
 done
 extra=$(cd "$out/root" && find . -type f |
-    grep -vE '^\./(usr/(bin|share/(applications|metainfo|icons|man|trovix/browser-extension)|lib/mozilla/native-messaging-hosts)|etc/(chromium|opt/chrome)/native-messaging-hosts)/')
+    grep -vE '^\./(usr/(bin|share/(applications|metainfo|icons|man|trovix/browser-extension|gnome-shell/extensions)|lib/mozilla/native-messaging-hosts)|etc/(chromium|opt/chrome)/native-messaging-hosts)/')
 [ -z "$extra" ] || fail "the package holds unexpected files: $extra"
 depends=$(dpkg-deb -f "$deb" Depends)
 for lib in libqt6widgets6 libqt6core6 libcairo2 libxcb-xinput0; do

@@ -17,10 +17,11 @@ bool has(quint64 states, AtspiStateType state) {
 // One object of the tree. Reads each fact once.
 class AtspiElement : public AccessibleElement {
 public:
-    AtspiElement(AtspiClient* client, const ScreenLayout* layout, AtspiRef ref)
+    AtspiElement(AtspiClient* client, const ScreenLayout* layout, AtspiRef ref, QPoint origin)
         : m_client(client)
         , m_layout(layout)
-        , m_ref(std::move(ref)) {}
+        , m_ref(std::move(ref))
+        , m_origin(origin) {}
 
     std::optional<QString> text(ElementAttribute attribute) const override {
         switch (attribute) {
@@ -43,7 +44,7 @@ public:
         const std::optional<AtspiRef> parent = m_client->parent(m_ref);
         if (!parent || parent->isNull())
             return nullptr;
-        return std::make_shared<AtspiElement>(m_client, m_layout, *parent);
+        return std::make_shared<AtspiElement>(m_client, m_layout, *parent, m_origin);
     }
 
     std::optional<QPointF> position() const override {
@@ -60,8 +61,10 @@ private:
     std::optional<QRectF> extents() const {
         if (!m_extentsRead) {
             m_extentsRead = true;
-            if (const std::optional<QRect> native = m_client->extents(m_ref))
-                m_extents = m_layout->toPoints(QRectF(*native));
+            // Popup menu items on Wayland know no place at all (INT_MIN).
+            const std::optional<QRect> native = m_client->extents(m_ref);
+            if (native && native->x() > -1000000 && native->y() > -1000000)
+                m_extents = m_layout->toPoints(QRectF(native->translated(m_origin)));
         }
         return m_extents;
     }
@@ -95,6 +98,7 @@ private:
     AtspiClient* m_client;
     const ScreenLayout* m_layout;
     AtspiRef m_ref;
+    QPoint m_origin;
     mutable bool m_extentsRead = false;
     mutable std::optional<QRectF> m_extents;
 };
@@ -105,8 +109,62 @@ AtspiDesktop::AtspiDesktop(Context context, ScreenLayout layout)
     : m_context(context)
     , m_layout(std::move(layout)) {}
 
+QPoint AtspiDesktop::windowOrigin(const ClickedWindow& window, const QRect& reported) {
+    const QRect& buffer = window.buffer;
+    if (reported.topLeft() != QPoint(0, 0) && buffer.contains(reported))
+        return {};
+    const int side = std::max(0, (buffer.width() - reported.width()) / 2);
+    const int top = std::max(0, buffer.height() - reported.height() - side);
+    return buffer.topLeft() + QPoint(side, top);
+}
+
+std::optional<AtspiRef> AtspiDesktop::clickedWindow() const {
+    AtspiClient& client = *m_context.client;
+    const ClickedWindow& clicked = *m_context.clicked;
+    const std::optional<QList<AtspiRef>> applications = client.children(AtspiRef::desktop());
+    if (!applications || clicked.pid <= 0 || clicked.pid == qint64(m_context.ownPid))
+        return std::nullopt;
+    struct Candidate {
+        AtspiRef window;
+        QRect extents;
+        std::tuple<bool, bool, qint64> score;
+    };
+    std::optional<Candidate> best;
+    for (const AtspiRef& application : *applications) {
+        if (client.processId(application.service) != uint(clicked.pid))
+            continue;
+        const std::optional<QList<AtspiRef>> windows =
+            client.children(AtspiRef::applicationRoot(application.service));
+        if (!windows)
+            continue;
+        for (const AtspiRef& window : *windows) {
+            const quint64 states = client.states(window).value_or(0);
+            if (!has(states, ATSPI_STATE_SHOWING))
+                continue;
+            const std::optional<QRect> extents = client.extents(window);
+            if (!extents)
+                continue;
+            // The window the compositor names: the one of that title, else the active one, else
+            // the one whose size comes closest to the buffer's.
+            const bool titled = client.name(window).value_or(QString()) == clicked.title;
+            const qint64 misfit = std::abs(qint64(clicked.buffer.width()) - extents->width()) +
+                                  std::abs(qint64(clicked.buffer.height()) - extents->height());
+            Candidate candidate{window, *extents, {titled, has(states, ATSPI_STATE_ACTIVE), -misfit}};
+            if (!best || candidate.score > best->score)
+                best = candidate;
+        }
+    }
+    if (!best)
+        return std::nullopt;
+    m_origin = windowOrigin(clicked, best->extents);
+    return best->window;
+}
+
 std::optional<AtspiRef> AtspiDesktop::windowAt(QPoint point) const {
     AtspiClient& client = *m_context.client;
+    m_origin = {};
+    if (m_context.clicked)
+        return clickedWindow();
     // The X window on top at the point tells which application, and which of its windows, gets the
     // click; the accessibility tree alone knows nothing of stacking.
     const std::optional<X11Windows::Client>& top = topLevelAt(point);
@@ -173,12 +231,12 @@ ElementRef AtspiDesktop::elementAt(QPointF point) const {
     // Down to the deepest child at the point; stop when there is none or the same one comes back.
     AtspiRef element = *window;
     for (int depth = 0; depth < 64; ++depth) {
-        const std::optional<AtspiRef> child = client.accessibleAtPoint(element, native);
+        const std::optional<AtspiRef> child = client.accessibleAtPoint(element, native - m_origin);
         if (!child || child->isNull() || *child == element)
             break;
         element = *child;
     }
-    return std::make_shared<AtspiElement>(m_context.client, &m_layout, element);
+    return std::make_shared<AtspiElement>(m_context.client, &m_layout, element, m_origin);
 }
 
 std::optional<QString> AtspiDesktop::applicationName(uint pid) const {
@@ -223,6 +281,15 @@ std::optional<QString> AtspiDesktop::displayName(const X11Windows::Client& windo
 }
 
 std::optional<QString> AtspiDesktop::frontmostApplicationName(QPointF click) const {
+    // The compositor that named the clicked window has made it the active one.
+    if (m_context.clicked && m_context.clicked->pid != qint64(m_context.ownPid)) {
+        X11Windows::Client window;
+        window.pid =
+            m_context.clicked->pid > 0 ? std::optional<uint>(uint(m_context.clicked->pid)) : std::nullopt;
+        window.instance = m_context.clicked->appId;
+        window.className = m_context.clicked->wmClass;
+        return displayName(window);
+    }
     if (!m_context.windows)
         return std::nullopt;
     std::optional<X11Windows::Client> active = m_context.windows->activeWindow();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/ClickMonitor.h"
 #include "platform/atspi/AtspiClient.h"
 #include "platform/atspi/X11Windows.h"
 #include "recorder/AccessibleElement.h"
@@ -23,6 +24,9 @@ public:
         std::function<std::shared_ptr<const DesktopEntries>()> entries;
         uint ownPid = 0;
         bool trusted = false;
+        // The window under the click as the compositor names it (native pixels), where it does:
+        // on Wayland, where no window stacking can be asked and extents count from the window.
+        std::optional<ClickedWindow> clicked;
     };
 
     AtspiDesktop(Context context, ScreenLayout layout);
@@ -39,7 +43,16 @@ public:
     // The accessible window that receives a click at a native point, if any.
     std::optional<AtspiRef> windowAt(QPoint point) const;
 
+    // Where a window's own coordinates start on the desktop (native pixels), given the extents it
+    // reports for itself. Wayland clients count from their window: GTK from its surface (shadow
+    // included), Qt from its content below the title bar it draws. Both leave equal margins left,
+    // right and below their content, so the content sits centred across the buffer and on its
+    // bottom edge. Xwayland clients report desktop coordinates already.
+    static QPoint windowOrigin(const ClickedWindow& window, const QRect& reported);
+
 private:
+    // The accessible window the compositor named, and where its coordinates start.
+    std::optional<AtspiRef> clickedWindow() const;
     std::optional<QString> applicationName(uint pid) const;
     std::optional<QString> displayName(const X11Windows::Client& window) const;
     // The X window on top at a native point, asked once per request.
@@ -49,6 +62,8 @@ private:
     Context m_context;
     ScreenLayout m_layout;
     mutable std::optional<std::pair<QPoint, std::optional<X11Windows::Client>>> m_top;
+    // Added to window-relative extents to place them on the desktop (native pixels).
+    mutable QPoint m_origin;
 };
 
 } // namespace trovix

@@ -127,11 +127,12 @@ void AtspiService::loop() {
     }
 }
 
-void AtspiService::run(Task task, const ScreenLayout& layout, Clock::time_point deadline) {
+void AtspiService::run(Task task, const ScreenLayout& layout, Clock::time_point deadline,
+                       std::optional<ClickedWindow> clicked) {
     const uint ownPid = uint(QCoreApplication::applicationPid());
     {
         std::lock_guard lock(m_mutex);
-        m_queue.push_back([this, task = std::move(task), layout, deadline, ownPid](Worker& worker) {
+        m_queue.push_back([this, task = std::move(task), layout, deadline, ownPid, clicked](Worker& worker) {
             if (!worker.windows || !worker.windows->isConnected())
                 worker.windows = std::make_unique<X11Windows>();
             AtspiDesktop::Context context;
@@ -139,6 +140,7 @@ void AtspiService::run(Task task, const ScreenLayout& layout, Clock::time_point 
             // Asked for only once the control is found: the budget goes to the control first.
             context.entries = [this, deadline] { return m_applications->entries(deadline); };
             context.ownPid = ownPid;
+            context.clicked = clicked;
             // Without a bus every call fails at once, which leaves the fallback title.
             AtspiClient offline{QDBusConnection(QString())};
             AtspiClient* client = worker.connect(deadline);

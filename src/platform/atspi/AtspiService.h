@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/ClickMonitor.h"
 #include "recorder/AccessibleElement.h"
 #include "recorder/ScreenLayout.h"
 
@@ -31,8 +32,10 @@ public:
     static AtspiService& instance();
 
     // Runs task on the accessibility thread, in the order given. Calls on the desktop fail once the
-    // deadline has passed.
-    void run(Task task, const ScreenLayout& layout, Clock::time_point deadline);
+    // deadline has passed. `clicked` is the window under the click where the compositor named it
+    // (native pixels): the desktop then looks in that window alone.
+    void run(Task task, const ScreenLayout& layout, Clock::time_point deadline,
+             std::optional<ClickedWindow> clicked = std::nullopt);
     // Starts reading the installed applications' names in the background, unless they are read
     // already (they are read again whenever their folders change).
     void prepareApplications();

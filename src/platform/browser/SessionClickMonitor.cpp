@@ -189,6 +189,16 @@ QString SessionClickMonitor::unavailableReason() const {
     return m_desktop().unavailableReason();
 }
 
+QString SessionClickMonitor::enableOffer() const {
+    return m_desktop().enableOffer();
+}
+
+bool SessionClickMonitor::enable(QString* error) {
+    const bool enabled = m_desktop().enable(error);
+    Q_EMIT availabilityChanged();
+    return enabled;
+}
+
 QString SessionClickMonitor::browserOnlyNote() const {
     if (!m_browser.isConnected() || m_desktop().unavailableReason().isEmpty())
         return {};

@@ -32,6 +32,9 @@ public:
                         QObject* parent = nullptr);
 
     QString unavailableReason() const override;
+    // What the desktop's monitor offers to switch on, and doing it.
+    QString enableOffer() const override;
+    bool enable(QString* error) override;
     // Says that clicks are recorded in the browser only, where the desktop's clicks cannot be seen
     // but a browser's extension is connected; empty otherwise.
     QString browserOnlyNote() const;

@@ -97,6 +97,7 @@ QList<QRect> PortalScreenGrabber::screenFrames() const {
 }
 
 QImage PortalScreenGrabber::desktop() {
+    QMutexLocker serial(&m_requestMutex);
     // Without asking the user first; where the desktop insists on asking, the interactive way.
     for (const bool interactive : {false, true}) {
         const QDateTime asked = QDateTime::currentDateTime();

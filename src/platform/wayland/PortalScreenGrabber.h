@@ -44,6 +44,8 @@ private:
     std::shared_ptr<PortalInterfaces> m_interfaces;
     std::unique_ptr<QObject> m_watcher; // keeps m_frames current, on the main thread
     mutable QMutex m_mutex;
+    // One request at a time: GNOME's backend refuses a second while the first runs.
+    QMutex m_requestMutex;
     QList<QRect> m_frames; // the screens' geometries, as Qt reports them
 };
 

@@ -1,5 +1,7 @@
 #include "platform/wayland/WaylandPlatform.h"
 
+#include "platform/gnome/GnomeShellClicks.h"
+#include "platform/gnome/ShellExtension.h"
 #include "platform/wayland/PortalGlobalKeys.h"
 #include "platform/wayland/PortalInterfaces.h"
 #include "platform/wayland/PortalScreenGrabber.h"
@@ -24,7 +26,10 @@ WaylandPlatform::WaylandPlatform()
     : m_interfaces(std::make_shared<PortalInterfaces>(QDBusConnection::sessionBus()))
     , m_grabber(std::make_unique<PortalScreenGrabber>(QDBusConnection::sessionBus(), m_interfaces))
     , m_keys(std::make_unique<PortalGlobalKeys>(QDBusConnection::sessionBus(), m_interfaces))
-    , m_clicks(std::make_unique<WaylandClickMonitor>()) {}
+    , m_clicks(ShellExtension::isShellRunning(QDBusConnection::sessionBus())
+                   ? std::unique_ptr<ClickMonitor>(
+                         std::make_unique<GnomeShellClicks>(QDBusConnection::sessionBus()))
+                   : std::make_unique<WaylandClickMonitor>()) {}
 
 WaylandPlatform::~WaylandPlatform() = default;
 

@@ -9,11 +9,11 @@ namespace trovix {
 class PortalInterfaces;
 class PortalScreenGrabber;
 class PortalGlobalKeys;
-class WaylandClickMonitor;
 
 // Platform services in a Wayland session, through the desktop's portals on the session bus: the
 // screenshot portal for captures and, where the desktop offers it, the global shortcuts portal. Clicks
-// in other applications are out of reach here (see WaylandClickMonitor).
+// in other applications come from Trovix's own extension under GNOME Shell (GnomeShellClicks), and
+// are out of reach elsewhere (WaylandClickMonitor says why).
 // Works whether Qt itself runs on Wayland or on Xwayland.
 class WaylandPlatform : public Platform {
 public:
@@ -34,7 +34,7 @@ private:
     std::shared_ptr<PortalInterfaces> m_interfaces;
     std::unique_ptr<PortalScreenGrabber> m_grabber;
     std::unique_ptr<PortalGlobalKeys> m_keys;
-    std::unique_ptr<WaylandClickMonitor> m_clicks;
+    std::unique_ptr<ClickMonitor> m_clicks;
 };
 
 } // namespace trovix

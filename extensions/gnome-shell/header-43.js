@@ -1,0 +1,3 @@
+/* exported init */
+const {Clutter, Gio, GLib, Shell} = imports.gi;
+

@@ -1,0 +1,300 @@
+#include "WidgetFactory.h"
+#include "document/Guide.h"
+#include "platform/Platform.h"
+#include "platform/gnome/ShellExtension.h"
+#include "recorder/Recorder.h"
+
+#include <QApplication>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusVariant>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+using namespace trovix;
+
+namespace {
+
+const QString factoryApp = QStringLiteral(" in Widget Factory");
+
+QPoint centre(const QRect& r) {
+    return r.topLeft() + QPoint(r.width() / 2, r.height() / 2);
+}
+
+// Moves and clicks the Shell's pointer (see with-gnome.sh).
+void input(const QByteArray& commands) {
+    const int fd = ::open(qgetenv("TROVIX_POINTER").constData(), O_WRONLY | O_NONBLOCK);
+    QVERIFY2(fd >= 0, "the session has no pointer");
+    QCOMPARE(::write(fd, commands.constData(), size_t(commands.size())), commands.size());
+    ::close(fd);
+}
+
+// A click as a hand makes it: the pointer arrives, then the button goes down and up.
+QByteArray clickAt(QPoint point) {
+    return QStringLiteral("move %1 %2\nwait 30\npress\nrelease\n").arg(point.x()).arg(point.y()).toUtf8();
+}
+
+// The bounding box of the pixels of exactly this colour.
+QRect colourBox(const QImage& image, QRgb colour) {
+    QRect box;
+    for (int y = 0; y < image.height(); ++y) {
+        const auto* line = reinterpret_cast<const QRgb*>(image.constScanLine(y));
+        for (int x = 0; x < image.width(); ++x)
+            if ((line[x] & 0xffffff) == (colour & 0xffffff))
+                box |= QRect(x, y, 1, 1);
+    }
+    return box;
+}
+
+QRect markFrame(const Step& step) {
+    if (step.annotations.size() != 1 || step.annotations.first().kind != Kind::target)
+        return {};
+    const Annotation& mark = step.annotations.first();
+    return QRectF(mark.p1, mark.p2).toRect();
+}
+
+// The largest difference of one colour channel.
+int distance(QRgb a, QRgb b) {
+    return std::max(
+        {std::abs(qRed(a) - qRed(b)), std::abs(qGreen(a) - qGreen(b)), std::abs(qBlue(a) - qBlue(b))});
+}
+
+bool near(const QRect& a, const QRect& b) {
+    return std::abs(a.left() - b.left()) <= 1 && std::abs(a.top() - b.top()) <= 1 &&
+           std::abs(a.right() - b.right()) <= 1 && std::abs(a.bottom() - b.bottom()) <= 1;
+}
+
+bool extensionRecording() {
+    QDBusMessage get = QDBusMessage::createMethodCall(
+        QStringLiteral("org.gnome.Shell"), QString::fromLatin1(ShellExtension::clicksPath),
+        QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
+    get.setArguments({QString::fromLatin1(ShellExtension::clicksInterface), QStringLiteral("Recording")});
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(get);
+    return reply.type() == QDBusMessage::ReplyMessage &&
+           reply.arguments().constFirst().value<QDBusVariant>().variant().toBool();
+}
+
+} // namespace
+
+class RecorderGnomeTest : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase() {
+        QCOMPARE(Platform::current().name(), QStringLiteral("wayland"));
+        QCOMPARE(Platform::current().clickMonitor().unavailableReason(), QString());
+        QVERIFY2(m_factory.start(), qPrintable(m_factory.error()));
+        m_buttons.start(qEnvironmentVariable("TROVIX_BINARY_DIR") +
+                            QStringLiteral("/tests/recorder/trovix_colour_buttons"),
+                        {QStringLiteral("Colour Buttons")});
+        QVERIFY(m_buttons.waitForStarted());
+        // The buttons' true rectangles, off the screen's own pixels.
+        for (int attempt = 0; attempt < 40 && m_blue.isEmpty(); ++attempt) {
+            QTest::qWait(250);
+            const QImage screen = Platform::current().screenGrabber().grab(QRect(0, 0, 1920, 1080));
+            m_red = colourBox(screen, qRgb(255, 0, 0));
+            m_green = colourBox(screen, qRgb(0, 255, 0));
+            m_blue = colourBox(screen, qRgb(0, 0, 255));
+        }
+        QCOMPARE(m_blue.size(), QSize(120, 50));
+
+        // The Shell renders in software beside the test: the titles, not the time they take, are
+        // what is checked here (bench/ measures that).
+        Recorder::Services services = Recorder::systemServices(2000);
+        const auto install = services.installMonitor;
+        services.installMonitor = [this, install](Recorder& recorder) {
+            std::unique_ptr<QObject> watch = Platform::current().clickMonitor().watch(
+                [this, &recorder](const PlatformClick& click) {
+                    m_clicks.append(click);
+                    RecordedClick recorded{QPointF(click.nativePosition), click.window};
+                    recorder.click(recorded);
+                },
+                [&recorder](const QString& reason) { recorder.monitorLost(reason); });
+            return watch;
+        };
+        m_recorder = std::make_unique<Recorder>(m_guide, services);
+    }
+
+    void clicksInGtkAndQtWindows_becomeStepsInOrderFramingTheControls() {
+        QVERIFY(m_recorder->start());
+        QTRY_VERIFY(extensionRecording());
+        // A first click tells where the factory's window is.
+        input(clickAt(QPoint(1200, 500)));
+        QTRY_COMPARE_WITH_TIMEOUT(m_guide.steps().size(), 1, 15000);
+        QCOMPARE(m_clicks.size(), 1);
+        const ClickedWindow factory = *m_clicks.first().window;
+        QCOMPARE(factory.pid, m_factory.pid());
+        QCOMPARE(factory.title, QStringLiteral("gtk3-widget-factory"));
+        QCOMPARE(factory.wmClass, QStringLiteral("gtk3-widget-factory"));
+        QVERIFY2(factory.buffer.contains(factory.frame), "the surface holds the window and its shadow");
+        const auto onScreen = [&](const QRect& extents) {
+            return extents.translated(factory.buffer.topLeft());
+        };
+
+        // GTK and Qt controls in turn, one at a time: exact titles and frames.
+        const auto toggle = m_factory.find(QStringLiteral("toggle button"), QStringLiteral("togglebutton"));
+        const auto check = m_factory.find(QStringLiteral("check box"), QStringLiteral("checkbutton"), 1);
+        const auto entry = m_factory.find(QStringLiteral("text"), QStringLiteral("entry"), 1);
+        QVERIFY(toggle && check && entry);
+        const QList<std::pair<QRect, QString>> expected{
+            {onScreen(toggle->extents), QStringLiteral("Click “togglebutton”") + factoryApp},
+            {m_red, QStringLiteral("Click “Red”")},
+            {onScreen(check->extents), QStringLiteral("Click “checkbutton”") + factoryApp},
+            {m_green, QStringLiteral("Click “Green”")},
+            {onScreen(entry->extents), QStringLiteral("Click “entry”") + factoryApp},
+            {m_blue, QStringLiteral("Click “Blue”")},
+        };
+        // An application busy with the click itself may not answer in time; its step then has the
+        // plain title, as designed. Such a click is made again, twice at most.
+        QList<Step> described;
+        for (const auto& [rect, title] : expected) {
+            for (int attempt = 0; attempt < 3; ++attempt) {
+                const qsizetype before = m_guide.steps().size();
+                input(clickAt(centre(rect)));
+                QTRY_COMPARE_WITH_TIMEOUT(m_guide.steps().size(), before + 1, 15000);
+                if (m_guide.steps().last().title != QStringLiteral("Click") + factoryApp)
+                    break;
+            }
+            const Step& step = m_guide.steps().last();
+            QVERIFY2(step.title.startsWith(title), qPrintable(step.title + QStringLiteral(" ≠ ") + title));
+            QVERIFY2(near(markFrame(step), rect), qPrintable(step.title));
+            described.append(step);
+        }
+        // On the steps' own pixels: the Qt buttons' frames hold their colour edge to edge, and the
+        // GTK button's frame meets its border, with the window's background just outside.
+        for (int i : {1, 3, 5}) {
+            const QImage pixels = described[i].base.pixels();
+            const QRect frame = markFrame(described[i]);
+            const QRgb colour = pixels.pixel(centre(frame));
+            QVERIFY(near(colourBox(pixels, colour), frame));
+        }
+        const QImage gtk = described[0].base.pixels();
+        const QRect frame = markFrame(described[0]);
+        const int row = centre(frame).y();
+        for (const auto& [edge, out] : {std::pair{frame.left(), -1}, std::pair{frame.right(), 1}}) {
+            QVERIFY(distance(gtk.pixel(edge + 3 * out, row), gtk.pixel(edge + 6 * out, row)) < 8);
+            QVERIFY(std::max(distance(gtk.pixel(edge, row), gtk.pixel(edge + 3 * out, row)),
+                             distance(gtk.pixel(edge - out, row), gtk.pixel(edge + 3 * out, row))) > 24);
+        }
+
+        // Ten clicks a second in one window: a step for each, in click order (each mark sits on
+        // its own click, whether the busy application answered in time or not).
+        QList<QPoint> burst;
+        for (int i = 0; i < 5; ++i) {
+            const auto box = m_factory.find(QStringLiteral("check box"), QStringLiteral("checkbutton"), i);
+            QVERIFY(box);
+            burst.append(centre(onScreen(box->extents)));
+        }
+        burst.append(centre(expected[0].first));
+        const qsizetype before = m_guide.steps().size();
+        const qsizetype clicksBefore = m_clicks.size();
+        for (const QPoint& point : burst) {
+            input(clickAt(point));
+            QTest::qWait(100);
+        }
+        // Injected input is not a mouse: under load the Shell may handle two injected presses as
+        // one moment, and then mutter counts only one. Every press the Shell reported must become
+        // its step, in order; how many it saw is only reported.
+        QTest::qWait(2000);
+        const QList<PlatformClick> reported = m_clicks.mid(clicksBefore);
+        if (reported.size() < burst.size())
+            qWarning("the Shell reported %d of %d injected clicks", int(reported.size()), int(burst.size()));
+        QVERIFY(reported.size() >= burst.size() - 1);
+        QTRY_COMPARE_WITH_TIMEOUT(m_guide.steps().size(), before + reported.size(), 30000);
+        for (int i = 0; i < reported.size(); ++i) {
+            const Annotation& mark = m_guide.steps().at(before + i).annotations.constFirst();
+            const QPoint at = reported[i].nativePosition;
+            QVERIFY2(burst.contains(at), "a click the test made");
+            if (i > 0)
+                QVERIFY2(burst.indexOf(at) > burst.indexOf(reported[i - 1].nativePosition), "in click order");
+            QVERIFY2(mark.kind == Kind::target ? QRectF(mark.p1, mark.p2).contains(at) : mark.p1 == at,
+                     qPrintable(QStringLiteral("step %1 is not where its click was").arg(i)));
+        }
+    }
+
+    void otherProcesses_cannotStartTheExtension() {
+        QProcess gdbus;
+        gdbus.start(QStringLiteral("gdbus"),
+                    {QStringLiteral("call"), QStringLiteral("--session"), QStringLiteral("--dest"),
+                     QStringLiteral("org.gnome.Shell"), QStringLiteral("--object-path"),
+                     QString::fromLatin1(ShellExtension::clicksPath), QStringLiteral("--method"),
+                     QString::fromLatin1(ShellExtension::clicksInterface) + QStringLiteral(".Start")});
+        QVERIFY(gdbus.waitForFinished(10000));
+        QVERIFY(gdbus.exitCode() != 0);
+        QVERIFY2(gdbus.readAllStandardError().contains("AccessDenied"), "the refusal names itself");
+    }
+
+    void extensionSwitchedOff_stopsTheRecordingAndSaysWhy() {
+        QVERIFY(m_recorder->isRecording());
+        QSignalSpy interrupted(m_recorder.get(), &Recorder::interrupted);
+        QProcess::execute(QStringLiteral("gnome-extensions"),
+                          {QStringLiteral("disable"), QString::fromLatin1(ShellExtension::uuid)});
+        QTRY_COMPARE_WITH_TIMEOUT(interrupted.size(), 1, 10000);
+        QVERIFY(!m_recorder->isRecording());
+        QVERIFY2(interrupted.first().first().toString().contains(QStringLiteral("switched off")),
+                 qPrintable(interrupted.first().first().toString()));
+        const QString reason = Platform::current().clickMonitor().unavailableReason();
+        QVERIFY2(reason.contains(QStringLiteral("installed but switched off")), qPrintable(reason));
+        QVERIFY(!m_recorder->start());
+
+        // Trovix offers to switch it on.
+        QString error;
+        QVERIFY2(ShellExtension::enable(QDBusConnection::sessionBus(), &error), qPrintable(error));
+        QTRY_COMPARE(Platform::current().clickMonitor().unavailableReason(), QString());
+        QVERIFY(m_recorder->start());
+        m_recorder->stop();
+        QTRY_VERIFY(!extensionRecording());
+    }
+
+    void killedRecorder_extensionStopsReporting() {
+        // The name is this process's from the recordings above; a recorder process takes it over.
+        QDBusConnection::sessionBus().unregisterService(QString::fromLatin1(ShellExtension::ownerName));
+        QProcess child;
+        child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        child.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--record-child")});
+        QVERIFY(child.waitForReadyRead(15000));
+        QCOMPARE(child.readAllStandardOutput().trimmed(), QByteArray("recording"));
+        QVERIFY(extensionRecording());
+        child.kill();
+        QVERIFY(child.waitForFinished(5000));
+        QTRY_VERIFY_WITH_TIMEOUT(!extensionRecording(), 5000);
+    }
+
+    void cleanupTestCase() {
+        m_recorder.reset();
+        m_buttons.kill();
+        m_buttons.waitForFinished();
+    }
+
+private:
+    WidgetFactory m_factory;
+    QProcess m_buttons;
+    Guide m_guide;
+    std::unique_ptr<Recorder> m_recorder;
+    QList<PlatformClick> m_clicks;
+    QRect m_red, m_green, m_blue;
+};
+
+// --record-child: a recorder process of its own, for the test to kill mid-recording.
+int main(int argc, char** argv) {
+    QApplication app(argc, argv);
+    if (argc > 1 && QByteArray(argv[1]) == "--record-child") {
+        QString error;
+        auto watch = Platform::current().clickMonitor().watch([](const PlatformClick&) {}, {}, &error);
+        if (!watch) {
+            std::fprintf(stderr, "%s\n", qPrintable(error));
+            return 1;
+        }
+        std::printf("recording\n");
+        std::fflush(stdout);
+        return app.exec();
+    }
+    RecorderGnomeTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "test_recorder_gnome.moc"
