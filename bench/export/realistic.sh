@@ -2,7 +2,7 @@
 # Export of a realistic guide, side by side in one run: real GTK windows (gtk3-widget-factory,
 # gtk3-demo, gtk3-icon-browser) over a photo-like wallpaper at 3840×2160, screenshots taken in Xvfb,
 # every fourth step with five marks. Times and peak memory (/usr/bin/time) of trovix-export for every
-# format and quality, img2pdf on the same PNGs, the same guide with every step marked, and the decode
+# format (Markdown, HTML, PDF, DOCX, ODT) and quality, img2pdf on the same PNGs, the same guide with every step marked, and the decode
 # floor against the exports in one process (bench_export).
 #
 #   bench/export/realistic.sh BUILD_DIR [steps]
@@ -92,11 +92,10 @@ echo '|--------------------------------------|--------:|--------:|---------:|'
 measure 'img2pdf (same PNGs)' "$out/img2pdf.pdf" img2pdf -o "$out/img2pdf.pdf" "${pngs[@]}"
 for folder in "$guide" "$marked"; do
     kind=$([ "$folder" = "$guide" ] && echo 'every 4th marked' || echo 'all marked')
-    for format in pdf html markdown; do
+    for format in pdf html markdown docx odt; do
         for quality in full balanced small; do
             target=$out/$(basename "$folder" .trovix)-$format-$quality
-            [ "$format" = pdf ] && target=$target.pdf
-            [ "$format" = html ] && target=$target.html
+            [ "$format" != markdown ] && target=$target.$format
             measure "$format $quality, $kind" "$target" \
                 "$build/src/export/tool/trovix-export" --format "$format" --quality "$quality" \
                 --output "$target" "$folder"
