@@ -74,7 +74,7 @@ std::optional<ExportImage> Exporter::prepare(const Step& step, ExportQuality qua
     // One scale for both directions, taken along the longer side, where rounding errs least.
     const QSize full = step.base.size();
     const double shrink = full.width() >= full.height() ? double(base.width()) / full.width()
-                                                        : double(base.height()) / full.height();
+                                                         : double(base.height()) / full.height();
     const QImage drawn = Renderer::render(base, step.annotations, step.scale * shrink);
     return jpegImage(drawn.isNull() ? base : drawn, quality);
 }
