@@ -95,7 +95,7 @@ QByteArray OdtWriter::styles(const QString& title) {
         "><office:font-face-decls><style:font-face style:name=\"Arial\" svg:font-family=\"Arial\" "
         "style:font-family-generic=\"swiss\" style:font-pitch=\"variable\"/></office:font-face-decls>"
         "<office:styles><style:default-style style:family=\"paragraph\"><style:paragraph-properties "
-        "fo:margin-top=\"0pt\" fo:margin-bottom=\"6pt\" fo:line-height=\"115%\"/><style:text-properties "
+        "fo:margin-top=\"0pt\" fo:margin-bottom=\"6pt\" fo:line-height=\"110%\"/><style:text-properties "
         "style:font-name=\"Arial\" style:font-name-asian=\"Arial\" style:font-name-complex=\"Arial\" "
         "fo:font-size=\"11pt\" style:font-size-asian=\"11pt\" style:font-size-complex=\"11pt\" " +
         language() +
@@ -113,7 +113,7 @@ QByteArray OdtWriter::styles(const QString& title) {
         "<style:style style:name=\"Subtitle\" style:family=\"paragraph\" "
         "style:parent-style-name=\"Standard\" "
         "style:next-style-name=\"Text_20_body\" style:class=\"chapter\"><style:paragraph-properties "
-        "fo:margin-bottom=\"24pt\" fo:padding-bottom=\"12pt\" fo:border-bottom=\"0.75pt solid #d1d1d6\"/>"
+        "fo:margin-bottom=\"12pt\" fo:padding-bottom=\"12pt\" fo:border-bottom=\"0.75pt solid #d1d1d6\"/>"
         "<style:text-properties fo:color=\"#8c8c94\"/></style:style>"
         "<style:style style:name=\"Heading\" style:family=\"paragraph\" style:parent-style-name=\"Standard\" "
         "style:next-style-name=\"Text_20_body\" style:class=\"text\"><style:paragraph-properties "
