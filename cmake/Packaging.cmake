@@ -28,7 +28,7 @@ set(CPACK_PACKAGE_VENDOR "The Trovix developers")
 set(CPACK_PACKAGE_CONTACT "Trovix developers <trovix@users.noreply.github.com>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "turn screenshots into step-by-step illustrated guides")
 set(CPACK_PACKAGE_DESCRIPTION "Capture regions of the screen or record clicks in other applications,\
- annotate the steps, keep guides in a library and export them as Markdown, HTML or PDF.")
+ annotate the steps, keep guides in a library and export them as Markdown, HTML, PDF, Word (DOCX) or OpenDocument (ODT).")
 set(CPACK_PACKAGE_HOMEPAGE_URL "https://trovix.github.io/")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)

@@ -123,9 +123,8 @@ void exportGuide(benchmark::State& state, ExportFormat format, ExportQuality qua
     for (auto _ : state) {
         state.PauseTiming();
         QTemporaryDir dir;
-        const QString target = dir.filePath(format == ExportFormat::markdown ? "Guide"
-                                            : format == ExportFormat::html   ? "Guide.html"
-                                                                             : "Guide.pdf");
+        const QString target = dir.filePath(format == ExportFormat::markdown ? QStringLiteral("Guide")
+                                                                             : "Guide." + formatName(format));
         resetPeak();
         state.ResumeTiming();
         bytes = Exporter::write(format, QStringLiteral("Benchmark guide"), steps, quality, target).bytes;
@@ -189,8 +188,11 @@ void registerAll() {
             ->Iterations(1)
             ->Unit(benchmark::kSecond)
             ->UseRealTime();
-    const std::pair<ExportFormat, const char*> formats[] = {
-        {ExportFormat::markdown, "Markdown"}, {ExportFormat::html, "Html"}, {ExportFormat::pdf, "Pdf"}};
+    const std::pair<ExportFormat, const char*> formats[] = {{ExportFormat::markdown, "Markdown"},
+                                                            {ExportFormat::html, "Html"},
+                                                            {ExportFormat::pdf, "Pdf"},
+                                                            {ExportFormat::docx, "Docx"},
+                                                            {ExportFormat::odt, "Odt"}};
     for (const auto& [format, formatName] : formats)
         for (ExportQuality quality : allExportQualities) {
             const std::string name =

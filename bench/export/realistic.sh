@@ -2,7 +2,7 @@
 # Export of a realistic guide, side by side in one run: real GTK windows (gtk3-widget-factory,
 # gtk3-demo, gtk3-icon-browser) over a photo-like wallpaper at 3840×2160, screenshots taken in Xvfb,
 # every fourth step with five marks. Times and peak memory (/usr/bin/time) of trovix-export for every
-# format and quality, img2pdf on the same PNGs, the same guide with every step marked, and the decode
+# format (Markdown, HTML, PDF, DOCX, ODT) and quality, img2pdf on the same PNGs, the same guide with every step marked, and the decode
 # floor against the exports in one process (bench_export).
 #
 #   bench/export/realistic.sh BUILD_DIR [steps]
@@ -74,29 +74,29 @@ png_bytes=$(cat "${pngs[@]}" | wc -c)
 printf 'guide: %d steps, PNGs %.1f MB (%.2f MB a step)\n\n' "${#pngs[@]}" \
     "$(echo "$png_bytes / 1000000" | bc -l)" "$(echo "$png_bytes / 1000000 / ${#pngs[@]}" | bc -l)"
 
-# measure LABEL OUTPUT COMMAND...: one row of wall time, peak resident memory and output size.
+# measure LABEL OUTPUT COMMAND...: one row of wall time, processor time (user and system, which
+# other work on a shared machine disturbs less), peak resident memory and output size.
 measure() {
     local label=$1 output=$2
     shift 2
     rm -rf "$output"
-    if ! /usr/bin/time -f '%e %M' -o "$out/time" "$@" >/dev/null 2>"$out/err"; then
+    if ! /usr/bin/time -f '%e %U %S %M' -o "$out/time" "$@" >/dev/null 2>"$out/err"; then
         echo "$label: failed"; cat "$out/err"; return
     fi
-    read -r wall kb <"$out/time"
-    printf '| %-36s | %7.2f | %7.0f | %8.1f |\n' "$label" "$wall" "$((kb / 1024))" \
-        "$(echo "$(du -sb "$output" | cut -f1) / 1000000" | bc -l)"
+    read -r wall user system kb <"$out/time"
+    printf '| %-36s | %7.2f | %6.2f | %7.0f | %8.1f |\n' "$label" "$wall" "$(echo "$user + $system" | bc)" \
+        "$((kb / 1024))" "$(echo "$(du -sb "$output" | cut -f1) / 1000000" | bc -l)"
 }
 
-echo '| export                               |  wall s | peak MB |  size MB |'
-echo '|--------------------------------------|--------:|--------:|---------:|'
+echo '| export                               |  wall s |  cpu s | peak MB |  size MB |'
+echo '|--------------------------------------|--------:|-------:|--------:|---------:|'
 measure 'img2pdf (same PNGs)' "$out/img2pdf.pdf" img2pdf -o "$out/img2pdf.pdf" "${pngs[@]}"
 for folder in "$guide" "$marked"; do
     kind=$([ "$folder" = "$guide" ] && echo 'every 4th marked' || echo 'all marked')
-    for format in pdf html markdown; do
+    for format in pdf html markdown docx odt; do
         for quality in full balanced small; do
             target=$out/$(basename "$folder" .trovix)-$format-$quality
-            [ "$format" = pdf ] && target=$target.pdf
-            [ "$format" = html ] && target=$target.html
+            [ "$format" != markdown ] && target=$target.$format
             measure "$format $quality, $kind" "$target" \
                 "$build/src/export/tool/trovix-export" --format "$format" --quality "$quality" \
                 --output "$target" "$folder"
@@ -104,10 +104,46 @@ for folder in "$guide" "$marked"; do
     done
 done
 echo
+# On a shared machine one run of each is at the mercy of whatever else runs: the word-processor
+# exports are also timed in rounds that take Markdown, PDF, DOCX and ODT in turn, and the medians
+# compared ($TROVIX_BENCH_ROUNDS rounds, default 3; 0 leaves this out).
+rounds=${TROVIX_BENCH_ROUNDS:-3}
+if [ "$rounds" -gt 0 ]; then
+    echo "Markdown, PDF, DOCX and ODT in turn, $rounds rounds (every 4th marked), medians:"
+    echo
+    echo '| quality  | format   |  wall s |  cpu s | peak MB |'
+    echo '|----------|----------|--------:|-------:|--------:|'
+    for quality in small balanced full; do
+        for _ in $(seq "$rounds"); do
+            for format in markdown pdf docx odt; do
+                target=$out/rounds-$format
+                [ "$format" != markdown ] && target=$target.$format
+                rm -rf "$target"
+                /usr/bin/time -f "$quality $format %e %U %S %M" -a -o "$out/rounds" \
+                    "$build/src/export/tool/trovix-export" --format "$format" --quality "$quality" \
+                    --output "$target" "$guide" >/dev/null 2>&1
+            done
+        done
+    done
+    python3 - "$out/rounds" <<'EOF'
+import collections, statistics, sys
+runs = collections.defaultdict(list)
+for line in open(sys.argv[1]):
+    quality, format, wall, user, system, kb = line.split()
+    runs[quality, format].append((float(wall), float(user) + float(system), int(kb) / 1024))
+for (quality, format), r in runs.items():
+    print("| %-8s | %-8s | %7.2f | %6.2f | %7.0f |" % (quality, format, statistics.median(x[0] for x in r),
+          statistics.median(x[1] for x in r), max(x[2] for x in r)))
+EOF
+    echo
+fi
 full=$(du -sb "$out/Realistic-pdf-full.pdf" | cut -f1)
 echo "PDF full (every 4th marked) against the sum of its PNGs: $(echo "scale=2; $full * 100 / $png_bytes - 100" | bc) %"
 echo
-echo "Decode floor and exports in one process (bench_export, every 4th step marked):"
+echo "Decode floor and exports in one process (bench_export, every 4th step marked; medians of"
+echo "\$TROVIX_BENCH_REPETITIONS runs when it is set):"
+repetitions=${TROVIX_BENCH_REPETITIONS:-1}
 TROVIX_BENCH_GUIDE=$guide "$build/bench/export/bench_export" \
-    --benchmark_filter='DecodeFloor|Pdf/(balanced|small|full)|Markdown/(balanced|small)' 2>/dev/null |
-    grep -E '^Export/'
+    --benchmark_filter='DecodeFloor|Pdf/|Markdown/|Docx/|Odt/' --benchmark_repetitions="$repetitions" \
+    --benchmark_report_aggregates_only="$([ "$repetitions" -gt 1 ] && echo true || echo false)" 2>/dev/null |
+    grep -E '^Export/' | grep -Ev '_(mean|stddev|cv)\b'

@@ -307,6 +307,14 @@ nicht selbst belegen lässt (Wayland-Sitzungen).
         <source>Done</source>
         <translation>Fertig</translation>
     </message>
+    <message>
+        <source>Export as Word Document</source>
+        <translation>Als Word-Dokument exportieren</translation>
+    </message>
+    <message>
+        <source>Export as OpenDocument Text</source>
+        <translation>Als OpenDocument-Text exportieren</translation>
+    </message>
 </context>
 <context>
     <name>trovix::ExportPopover</name>
@@ -365,6 +373,14 @@ nicht selbst belegen lässt (Wayland-Sitzungen).
         <source>PDF…</source>
         <translation>PDF …</translation>
     </message>
+    <message>
+        <source>Word document (.docx)…</source>
+        <translation>Word-Dokument (.docx) …</translation>
+    </message>
+    <message>
+        <source>OpenDocument text (.odt)…</source>
+        <translation>OpenDocument-Text (.odt) …</translation>
+    </message>
 </context>
 <context>
     <name>trovix::ExportTool</name>
@@ -373,26 +389,12 @@ nicht selbst belegen lässt (Wayland-Sitzungen).
         <translation>Weitere Informationen mit „trovix-export --help“.</translation>
     </message>
     <message>
-        <source>Exports a Trovix guide folder as Markdown (a folder with guide.md and images), HTML (one file) or PDF.
-Without --output the export is written next to the guide folder.</source>
-        <translation>Exportiert einen Trovix-Anleitungsordner als Markdown (ein Ordner mit guide.md und Bildern), HTML (eine Datei) oder PDF.
-Ohne --output wird der Export neben den Anleitungsordner geschrieben.</translation>
-    </message>
-    <message>
         <source>The saved guide folder (.trovix).</source>
         <translation>Der gespeicherte Anleitungsordner (.trovix).</translation>
     </message>
     <message>
-        <source>markdown, html or pdf.</source>
-        <translation>markdown, html oder pdf.</translation>
-    </message>
-    <message>
         <source>small, balanced or full (default: the quality chosen in Trovix, else balanced).</source>
         <translation>small, balanced oder full (Vorgabe: die in Trovix gewählte Qualität, sonst balanced).</translation>
-    </message>
-    <message>
-        <source>The HTML or PDF file, or a folder to put it in; for Markdown, the folder to create.</source>
-        <translation>Die HTML- oder PDF-Datei oder ein Ordner dafür; bei Markdown der anzulegende Ordner.</translation>
     </message>
     <message>
         <source>path</source>
@@ -405,14 +407,6 @@ Ohne --output wird der Export neben den Anleitungsordner geschrieben.</translati
     <message>
         <source>only one guide folder can be exported at a time</source>
         <translation>es kann nur ein Anleitungsordner auf einmal exportiert werden</translation>
-    </message>
-    <message>
-        <source>--format is required (markdown, html or pdf)</source>
-        <translation>--format ist erforderlich (markdown, html oder pdf)</translation>
-    </message>
-    <message>
-        <source>unknown format “%1” (use markdown, html or pdf)</source>
-        <translation>unbekanntes Format „%1“ (markdown, html oder pdf verwenden)</translation>
     </message>
     <message>
         <source>unknown quality “%1” (use small, balanced or full)</source>
@@ -449,6 +443,28 @@ Ohne --output wird der Export neben den Anleitungsordner geschrieben.</translati
     <message>
         <source>quality</source>
         <translation>Qualität</translation>
+    </message>
+    <message>
+        <source>Exports a Trovix guide folder as Markdown (a folder with guide.md and images), HTML (one file), PDF, or a Word (DOCX) or OpenDocument (ODT) document.
+Without --output the export is written next to the guide folder.</source>
+        <translation>Exportiert einen Trovix-Anleitungsordner als Markdown (ein Ordner mit guide.md und Bildern), HTML (eine Datei), PDF oder als Word- (DOCX) oder OpenDocument-Dokument (ODT).
+Ohne --output wird der Export neben den Anleitungsordner geschrieben.</translation>
+    </message>
+    <message>
+        <source>markdown, html, pdf, docx or odt.</source>
+        <translation>markdown, html, pdf, docx oder odt.</translation>
+    </message>
+    <message>
+        <source>The HTML, PDF, DOCX or ODT file, or a folder to put it in; for Markdown, the folder to create.</source>
+        <translation>Die HTML-, PDF-, DOCX- oder ODT-Datei oder ein Ordner dafür; bei Markdown der anzulegende Ordner.</translation>
+    </message>
+    <message>
+        <source>--format is required (markdown, html, pdf, docx or odt)</source>
+        <translation>--format ist erforderlich (markdown, html, pdf, docx oder odt)</translation>
+    </message>
+    <message>
+        <source>unknown format “%1” (use markdown, html, pdf, docx or odt)</source>
+        <translation>unbekanntes Format „%1“ (markdown, html, pdf, docx oder odt verwenden)</translation>
     </message>
 </context>
 <context>

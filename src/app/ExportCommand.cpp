@@ -116,6 +116,22 @@ ExportCommand::Outcome ExportCommand::run(const QString& name,
     return watcher.result();
 }
 
+QString ExportCommand::saveTitle(ExportFormat format) {
+    switch (format) {
+    case ExportFormat::html:
+        return tr("Export as HTML");
+    case ExportFormat::pdf:
+        return tr("Export as PDF");
+    case ExportFormat::docx:
+        return tr("Export as Word Document");
+    case ExportFormat::odt:
+        return tr("Export as OpenDocument Text");
+    case ExportFormat::markdown:
+        break;
+    }
+    return tr("Export");
+}
+
 void ExportCommand::exportGuide(const Guide& guide, ExportFormat format, QWidget* window) {
     if (m_running)
         return; // one export at a time
@@ -125,10 +141,9 @@ void ExportCommand::exportGuide(const Guide& guide, ExportFormat format, QWidget
         return;
     }
 
-    const bool html = format == ExportFormat::html;
-    const QString ext = html ? QStringLiteral("html") : QStringLiteral("pdf");
+    const QString ext = formatName(format);
     Dialogs::SavePanel panel;
-    panel.title = html ? tr("Export as HTML") : tr("Export as PDF");
+    panel.title = saveTitle(format);
     panel.directory = startDirectory();
     panel.proposedName = guide.title() + u'.' + ext;
     panel.suffixes = {ext};
@@ -144,8 +159,7 @@ void ExportCommand::exportGuide(const Guide& guide, ExportFormat format, QWidget
     const Outcome outcome = run(
         QFileInfo(file).fileName(),
         [=](const ExportProgress& progress) {
-            return html ? Exporter::writeHtml(title, steps, quality, file, progress)
-                        : Exporter::writePdf(title, steps, quality, file, progress);
+            return Exporter::write(format, title, steps, quality, file, progress);
         },
         window);
     m_running = false;

@@ -53,6 +53,8 @@ private:
     Outcome run(const QString& name, const std::function<ExportResult(const ExportProgress&)>& work,
                 QWidget* window);
     QString startDirectory() const;
+    // The save dialog's title for a one-file format.
+    static QString saveTitle(ExportFormat format);
     void showError(const QString& message, QWidget* window);
 
     Reveal m_reveal;

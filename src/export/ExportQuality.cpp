@@ -96,6 +96,26 @@ QString title(ExportFormat format) {
         return QCoreApplication::translate("trovix::ExportQuality", "HTML (single file)…");
     case ExportFormat::pdf:
         return QCoreApplication::translate("trovix::ExportQuality", "PDF…");
+    case ExportFormat::docx:
+        return QCoreApplication::translate("trovix::ExportQuality", "Word document (.docx)…");
+    case ExportFormat::odt:
+        return QCoreApplication::translate("trovix::ExportQuality", "OpenDocument text (.odt)…");
+    }
+    return {};
+}
+
+QString formatName(ExportFormat format) {
+    switch (format) {
+    case ExportFormat::markdown:
+        return QStringLiteral("markdown");
+    case ExportFormat::html:
+        return QStringLiteral("html");
+    case ExportFormat::pdf:
+        return QStringLiteral("pdf");
+    case ExportFormat::docx:
+        return QStringLiteral("docx");
+    case ExportFormat::odt:
+        return QStringLiteral("odt");
     }
     return {};
 }

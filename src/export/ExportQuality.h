@@ -35,13 +35,17 @@ ExportQuality currentExportQuality();
 // Stores the user's choice.
 void setCurrentExportQuality(ExportQuality quality);
 
-// The three export formats, in the order of the export menu.
-enum class ExportFormat { markdown, html, pdf };
+// The export formats, in the order of the export menu.
+enum class ExportFormat { markdown, html, pdf, docx, odt };
 
-inline constexpr std::array<ExportFormat, 3> allExportFormats{ExportFormat::markdown, ExportFormat::html,
-                                                              ExportFormat::pdf};
+inline constexpr std::array<ExportFormat, 5> allExportFormats{
+    ExportFormat::markdown, ExportFormat::html, ExportFormat::pdf, ExportFormat::docx, ExportFormat::odt};
 
-// The export menu's item titles ("Markdown (folder with images)…", "HTML (single file)…", "PDF…").
+// The export menu's item titles ("Markdown (folder with images)…", "HTML (single file)…", "PDF…",
+// "Word document (.docx)…", "OpenDocument text (.odt)…").
 QString title(ExportFormat format);
+// The name used on the command line and as the file's extension: "markdown", "html", "pdf", "docx",
+// "odt".
+QString formatName(ExportFormat format);
 
 } // namespace trovix

@@ -2,6 +2,8 @@
 
 #include "document/Error.h"
 #include "document/Guide.h"
+#include "export/DocxWriter.h"
+#include "export/OdtWriter.h"
 #include "export/OutputFile.h"
 #include "export/PreparedPictures.h"
 #include "render/ImageCodec.h"
@@ -169,8 +171,31 @@ ExportResult Exporter::write(ExportFormat format, const QString& title, const QL
         return writeHtml(title, steps, quality, destination, progress);
     case ExportFormat::pdf:
         return writePdf(title, steps, quality, destination, progress);
+    case ExportFormat::docx:
+        return writeDocx(title, steps, quality, destination, progress);
+    case ExportFormat::odt:
+        return writeOdt(title, steps, quality, destination, progress);
     }
     return {};
+}
+
+ExportResult Exporter::writeDocx(const QString& title, const QList<Step>& steps, ExportQuality quality,
+                                 const QString& file, const ExportProgress& progress,
+                                 const QDateTime& created) {
+    return DocxWriter::write(title, steps, quality, file, progress, created);
+}
+
+ExportResult Exporter::writeOdt(const QString& title, const QList<Step>& steps, ExportQuality quality,
+                                const QString& file, const ExportProgress& progress,
+                                const QDateTime& created) {
+    return OdtWriter::write(title, steps, quality, file, progress, created);
+}
+
+QString Exporter::metaLine(int steps, QDate date) {
+    return (steps == 1 ? QCoreApplication::translate("trovix::PdfWriter", "%1 step  ·  %2")
+                       : QCoreApplication::translate("trovix::PdfWriter", "%1 steps  ·  %2"))
+        .arg(steps)
+        .arg(longDate(date, QLocale::system()));
 }
 
 QString Exporter::longDate(QDate date, const QLocale& locale) {

@@ -6,6 +6,7 @@
 
 #include <QByteArray>
 #include <QDate>
+#include <QDateTime>
 #include <QList>
 #include <QLocale>
 #include <QString>
@@ -80,10 +81,25 @@ public:
     static ExportResult writePdf(const Guide& guide, ExportQuality quality, const QString& file,
                                  const ExportProgress& progress = {});
 
-    // Dispatches on `format`: `destination` is the Markdown folder or the HTML or PDF file.
+    // Writes the guide as a Word document (.docx) or an OpenDocument text (.odt) to `file`
+    // atomically: the title, the meta line, then each step as a numbered Heading 1 with its note and
+    // picture, all in paragraph styles a reader can restyle. Pictures are the preset's JPEG, or at full
+    // quality the stored PNG as it is; they are written one at a time, so memory does not grow with
+    // the guide. `created` is the documents' creation date, and its date is the one on the meta line.
+    static ExportResult writeDocx(const QString& title, const QList<Step>& steps, ExportQuality quality,
+                                  const QString& file, const ExportProgress& progress = {},
+                                  const QDateTime& created = QDateTime::currentDateTime());
+    static ExportResult writeOdt(const QString& title, const QList<Step>& steps, ExportQuality quality,
+                                 const QString& file, const ExportProgress& progress = {},
+                                 const QDateTime& created = QDateTime::currentDateTime());
+
+    // Dispatches on `format`: `destination` is the Markdown folder or the file.
     static ExportResult write(ExportFormat format, const QString& title, const QList<Step>& steps,
                               ExportQuality quality, const QString& destination,
                               const ExportProgress& progress = {});
+
+    // The line under a document's title: "3 steps  ·  March 6, 2025".
+    static QString metaLine(int steps, QDate date);
 
     // The date as the locale's long date without the weekday and without time ("March 6, 2025" in
     // US English, "6. März 2025" in German).

@@ -221,12 +221,7 @@ void PdfWriter::write(const QList<Step>& steps, ExportQuality quality, QDate dat
     draw(m_title, guideTitle, margin, margin, contentWidth);
     double y = margin + h + 4;
     const int total = int(steps.size());
-    const QString metaLine =
-        (total == 1 ? QCoreApplication::translate("trovix::PdfWriter", "%1 step  ·  %2")
-                    : QCoreApplication::translate("trovix::PdfWriter", "%1 steps  ·  %2"))
-            .arg(total)
-            .arg(Exporter::longDate(date, QLocale::system()));
-    draw(metaLine, meta, margin, y, contentWidth);
+    draw(Exporter::metaLine(total, date), meta, margin, y, contentWidth);
     y += 26;
     cairo_set_source_rgb(m_cr, hairR, hairG, hairB);
     cairo_rectangle(m_cr, margin, y, contentWidth, 1);

@@ -61,10 +61,12 @@ void readBytes(png_structp png, png_bytep data, size_t length) {
 bool isOpaque(const QImage& image) {
     if (!image.hasAlphaChannel())
         return true;
-    for (int y = 0; y < image.height(); ++y) {
+    // The sizes are read once: QImage's accessors are calls into Qt, and this loop sees every pixel.
+    const int width = image.width(), height = image.height();
+    for (int y = 0; y < height; ++y) {
         const auto* line = reinterpret_cast<const quint32*>(image.constScanLine(y));
         quint32 all = 0xffffffffu;
-        for (int x = 0; x < image.width(); ++x)
+        for (int x = 0; x < width; ++x)
             all &= line[x];
         if ((all >> 24) != 0xff)
             return false;

@@ -264,7 +264,7 @@ private Q_SLOTS:
         const QString guide = savedGuide(dir.path(), "G", {flat(40, 30, Qt::red)});
         const QList<QStringList> bad = {
             {},
-            {guide, "--format", "docx"},
+            {guide, "--format", "rtf"},
             {guide, "--format", "pdf", "--colour", "red"},
             {dir.filePath("nowhere.trovix"), "--format", "pdf"},
         };
@@ -350,6 +350,12 @@ private Q_SLOTS:
         outcome = exportTool({guide, "--format", "pdf", "--output", dir.filePath("named.pdf")});
         QCOMPARE(outcome.code, 0);
         QVERIFY(QFileInfo(dir.filePath("named.pdf")).size() > 0);
+        // Word and OpenDocument files take the safe name too, also in a folder given as --output.
+        QCOMPARE(exportTool({guide, "--format", "docx"}).code, 0);
+        QVERIFY(QFileInfo(dir.filePath("Release- 1-2.docx")).size() > 0);
+        QDir(dir.path()).mkdir("out");
+        QCOMPARE(exportTool({guide, "--format", "odt", "--output", dir.filePath("out")}).code, 0);
+        QVERIFY(QFileInfo(dir.filePath("out/Release- 1-2.odt")).size() > 0);
 
         // A stored value names a quality exactly, case included; anything else reads as balanced.
         QSettings(QStringLiteral("Trovix"), QStringLiteral("Trovix")).setValue("exportQuality", "Small");

@@ -1,4 +1,4 @@
-// trovix-export: exports a saved guide folder as Markdown, HTML or PDF, for scripts and
+// trovix-export: exports a saved guide folder as Markdown, HTML, PDF, DOCX or ODT, for scripts and
 // documentation pipelines.
 //
 // Exit status: 0 when everything was written, 1 when the export itself failed, 2 for bad arguments
@@ -50,12 +50,9 @@ QString size(qint64 bytes) {
 }
 
 std::optional<ExportFormat> formatNamed(const QString& name) {
-    if (name == QLatin1String("markdown"))
-        return ExportFormat::markdown;
-    if (name == QLatin1String("html"))
-        return ExportFormat::html;
-    if (name == QLatin1String("pdf"))
-        return ExportFormat::pdf;
+    for (ExportFormat format : allExportFormats)
+        if (name == formatName(format))
+            return format;
     return std::nullopt;
 }
 
@@ -64,7 +61,7 @@ std::optional<ExportFormat> formatNamed(const QString& name) {
 QString destination(ExportFormat format, const QString& guideFolder, const QString& title,
                     const QString& output) {
     const QString parent = QFileInfo(guideFolder).absolutePath();
-    const QString extension = format == ExportFormat::html ? QStringLiteral(".html") : QStringLiteral(".pdf");
+    const QString extension = QLatin1Char('.') + formatName(format);
     if (format == ExportFormat::markdown)
         return output.isEmpty() ? Exporter::markdownFolder(parent, title)
                                 : QFileInfo(output).absoluteFilePath();
@@ -95,13 +92,15 @@ int main(int argc, char** argv) {
     QCommandLineParser parser;
     parser.setApplicationDescription(QCoreApplication::translate(
         "trovix::ExportTool",
-        "Exports a Trovix guide folder as Markdown (a folder with guide.md and images), HTML (one file) "
-        "or PDF.\nWithout --output the export is written next to the guide folder."));
+        "Exports a Trovix guide folder as Markdown (a folder with guide.md and images), HTML (one file), "
+        "PDF, or a Word (DOCX) or OpenDocument (ODT) document.\nWithout --output the export is written next "
+        "to the guide folder."));
     parser.addPositionalArgument(
         QCoreApplication::translate("trovix::ExportTool", "GUIDE_FOLDER"),
         QCoreApplication::translate("trovix::ExportTool", "The saved guide folder (.trovix)."));
     const QCommandLineOption format(
-        QStringLiteral("format"), QCoreApplication::translate("trovix::ExportTool", "markdown, html or pdf."),
+        QStringLiteral("format"),
+        QCoreApplication::translate("trovix::ExportTool", "markdown, html, pdf, docx or odt."),
         QCoreApplication::translate("trovix::ExportTool", "format"));
     const QCommandLineOption quality(
         QStringLiteral("quality"),
@@ -113,7 +112,7 @@ int main(int argc, char** argv) {
         QStringLiteral("output"),
         QCoreApplication::translate(
             "trovix::ExportTool",
-            "The HTML or PDF file, or a folder to put it in; for Markdown, the folder to create."),
+            "The HTML, PDF, DOCX or ODT file, or a folder to put it in; for Markdown, the folder to create."),
         QCoreApplication::translate("trovix::ExportTool", "path"));
     parser.addOptions({format, quality, output});
     const QCommandLineOption help = parser.addHelpOption();
@@ -131,13 +130,14 @@ int main(int argc, char** argv) {
                               : QCoreApplication::translate(
                                     "trovix::ExportTool", "only one guide folder can be exported at a time"));
     if (!parser.isSet(format))
-        return usageError(QCoreApplication::translate("trovix::ExportTool",
-                                                      "--format is required (markdown, html or pdf)"));
+        return usageError(QCoreApplication::translate(
+            "trovix::ExportTool", "--format is required (markdown, html, pdf, docx or odt)"));
     const std::optional<ExportFormat> chosenFormat = formatNamed(parser.value(format));
     if (!chosenFormat)
-        return usageError(QCoreApplication::translate("trovix::ExportTool",
-                                                      "unknown format “%1” (use markdown, html or pdf)")
-                              .arg(parser.value(format)));
+        return usageError(
+            QCoreApplication::translate("trovix::ExportTool",
+                                        "unknown format “%1” (use markdown, html, pdf, docx or odt)")
+                .arg(parser.value(format)));
     ExportQuality chosenQuality = currentExportQuality();
     if (parser.isSet(quality)) {
         const std::optional<ExportQuality> named = exportQualityFromStoredValue(parser.value(quality));
