@@ -4,6 +4,8 @@
 #include "app/MainMenu.h"
 #include "app/MainToolBar.h"
 #include "app/MainWindowController.h"
+#include "app/PreferencesDialog.h"
+#include "app/RedactCommand.h"
 #include "app/StatusItem.h"
 #include "capture/Capture.h"
 #include "capture/CaptureCommand.h"
@@ -17,6 +19,8 @@
 #include "platform/Dialogs.h"
 #include "platform/Platform.h"
 #include "recorder/Recorder.h"
+#include "redact/Redactor.h"
+#include "redact/StepScreening.h"
 
 #include <QCoreApplication>
 #include <QMenuBar>
@@ -24,11 +28,25 @@
 
 namespace trovix {
 
+namespace {
+
+// Every new step, whichever way it comes, is searched for secrets on a worker thread and joins the
+// guide (and so the working copy, a save, the clipboard or an export) only with them covered.
+void screenNewSteps(Guide& guide) {
+    SecretDetector::Read read = RedactCommand::systemReader();
+    if (!read)
+        return; // without text recognition there is nothing to read secrets from
+    guide.setIntake(StepScreening::intake(std::move(read), [] { return RedactionOptions::current(); }));
+}
+
+} // namespace
+
 AppDelegate::AppDelegate(QObject* parent)
     : QObject(parent)
     , m_guide(GuideStore::load())
     , m_documents(*m_guide, m_recents)
     , m_selector(std::make_unique<RegionSelector>()) {
+    screenNewSteps(*m_guide);
     QPointer<AppDelegate> self(this);
     m_capture = std::make_unique<CaptureCommand>(
         *m_guide, *m_selector,
@@ -166,11 +184,18 @@ void AppDelegate::annotate(const QUuid& stepId) {
     // meanwhile, and replaces only the annotations and the picture, so title and note edits made
     // while it was open stay.
     QPointer<AppDelegate> self(this);
-    new EditorController(step->base, step->scale, step->annotations, step->title,
-                         [self, stepId](const QList<Annotation>& annotations) {
-                             if (self)
-                                 self->m_guide->replaceAnnotations(stepId, annotations);
-                         });
+    auto* editor = new EditorController(step->base, step->scale, step->annotations, step->title,
+                                        [self, stepId](const QList<Annotation>& annotations) {
+                                            if (self)
+                                                self->m_guide->replaceAnnotations(stepId, annotations);
+                                        });
+    editor->setRedactions(step->redactions, Redactor::canUncover(*step) ? step->original : Image(),
+                          [self, stepId](const QList<Redaction>& uncovered, const QList<QRectF>& added) {
+                              if (self)
+                                  self->m_guide->updateStep(stepId, [&](Step& step) {
+                                      step = Redactor::changed(step, uncovered, added);
+                                  });
+                          });
 }
 
 void AppDelegate::showLibrary() {
@@ -218,6 +243,14 @@ void AppDelegate::runCommand(const QString& command) {
         showLibrary();
 }
 
+void AppDelegate::redactSecretsAction() {
+    m_redact.redactGuide(*m_guide, m_mainWindow ? m_mainWindow->window() : nullptr);
+}
+
+void AppDelegate::preferencesAction() {
+    PreferencesDialog::show(m_mainWindow ? m_mainWindow->window() : nullptr);
+}
+
 void AppDelegate::libraryAction() {
     showLibrary();
 }
@@ -241,6 +274,8 @@ void AppDelegate::applicationWillTerminate() {
         m_mainWindow->window()->saveFrame();
     // Click recording stops first, so no recorded click changes the guide after the last write.
     recorder().stop();
+    // Steps still being searched for secrets join the guide before it is written for the last time.
+    m_guide->settlePending();
     // Written last, after everything that may still change the guide has stopped.
     m_guide->writeWorkingCopy();
 }

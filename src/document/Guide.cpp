@@ -80,6 +80,38 @@ bool Guide::replaceAnnotations(const QUuid& id, const QList<Annotation>& annotat
 }
 
 void Guide::append(const Step& step) {
+    if (!m_intake) {
+        appendNow(step);
+        return;
+    }
+    QFuture<Step> screened = m_intake(step);
+    m_pending.append({step, screened});
+    // A continuation rather than a watcher: it also runs when the future is already finished.
+    screened.then(this, [this](const Step&) { admitFinished(); })
+        .onFailed(this, [this] { admitFinished(); })
+        .onCanceled(this, [this] { admitFinished(); });
+}
+
+void Guide::admitFinished() {
+    while (!m_pending.isEmpty() && m_pending.first().second.isFinished()) {
+        auto [given, screened] = m_pending.takeFirst();
+        Step step = given;
+        try {
+            if (!screened.isCanceled() && screened.resultCount() > 0)
+                step = screened.result();
+        } catch (...) {
+        }
+        appendNow(step);
+    }
+}
+
+void Guide::settlePending() {
+    for (auto& pending : m_pending)
+        pending.second.waitForFinished();
+    admitFinished();
+}
+
+void Guide::appendNow(const Step& step) {
     QList<Step> steps = m_steps;
     steps.append(step);
     setSteps(steps);

@@ -2,6 +2,7 @@
 
 #include "document/Step.h"
 
+#include <QFuture>
 #include <QList>
 #include <QObject>
 #include <QString>
@@ -57,8 +58,19 @@ public:
     // Replaces a step's annotations (and its rendered picture) in one assignment to `steps`.
     bool replaceAnnotations(const QUuid& id, const QList<Annotation>& annotations);
 
-    // Appends the step, then selects it (two assignments).
+    // Appends the step, then selects it (two assignments). With an intake set, the step first goes
+    // through it, and is appended once the intake is done with it, in the order appended.
     void append(const Step& step);
+
+    // What every new step goes through before it joins the guide, for work that must be done before
+    // any write of the step: it may change the step (never its id). The future may finish on any
+    // thread; a failed or cancelled one lets the step in as it was given.
+    using Intake = std::function<QFuture<Step>(const Step&)>;
+    void setIntake(Intake intake) { m_intake = std::move(intake); }
+    // Steps handed to append() that are still in the intake.
+    int pendingCount() const { return int(m_pending.size()); }
+    // Waits for every step in the intake and appends it: before quitting, so none is lost.
+    void settlePending();
     // Replaces title, steps (selecting the first), and file URL without touching isDirty.
     void replaceContents(const QString& title, const QList<Step>& steps, const QUrl& fileURL);
     // Empties the document, marks it clean and writes the working copy at once.
@@ -88,6 +100,8 @@ Q_SIGNALS:
 
 private:
     void markDirty();
+    void appendNow(const Step& step);
+    void admitFinished();
 
     QString m_title = untitledTitle();
     QList<Step> m_steps;
@@ -97,6 +111,8 @@ private:
     bool m_isDirty = false;
     bool m_suppressDirty = false;
     QTimer m_autosave;
+    Intake m_intake;
+    QList<std::pair<Step, QFuture<Step>>> m_pending;
 };
 
 } // namespace trovix
