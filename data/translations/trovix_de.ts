@@ -244,6 +244,28 @@ nicht selbst belegen lässt (Wayland-Sitzungen).
         <source>Screenshot</source>
         <translation>Bildschirmfoto</translation>
     </message>
+    <message>
+        <source>Redact</source>
+        <translation>Schwärzen</translation>
+    </message>
+    <message>
+        <source>Drag a box to cover it with a solid colour when you click Done</source>
+        <translation>Ziehen Sie einen Rahmen auf; mit „Fertig“ wird er mit einer deckenden Farbe überdeckt</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n region(s) redacted. Click one with Redact to uncover it.</source>
+        <translation>
+            <numerusform>%n Bereich geschwärzt. Klicken Sie ihn mit „Schwärzen“ an, um ihn aufzudecken.</numerusform>
+            <numerusform>%n Bereiche geschwärzt. Klicken Sie einen mit „Schwärzen“ an, um ihn aufzudecken.</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n region(s) redacted. Redaction is final: the original picture is no longer kept.</source>
+        <translation>
+            <numerusform>%n Bereich geschwärzt. Die Schwärzung ist endgültig: Das ursprüngliche Bild wird nicht mehr aufbewahrt.</numerusform>
+            <numerusform>%n Bereiche geschwärzt. Die Schwärzung ist endgültig: Das ursprüngliche Bild wird nicht mehr aufbewahrt.</numerusform>
+        </translation>
+    </message>
 </context>
 <context>
     <name>trovix::ExportCommand</name>
@@ -290,6 +312,13 @@ nicht selbst belegen lässt (Wayland-Sitzungen).
     <message>
         <source>Done</source>
         <translation>Fertig</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n region(s) redacted</source>
+        <translation>
+            <numerusform>%n Bereich geschwärzt</numerusform>
+            <numerusform>%n Bereiche geschwärzt</numerusform>
+        </translation>
     </message>
 </context>
 <context>
@@ -534,6 +563,18 @@ Ohne --output wird der Export neben den Anleitungsordner geschrieben.</translati
     <message>
         <source>true or false</source>
         <translation>true oder false</translation>
+    </message>
+    <message>
+        <source>covered region %1 of step %2</source>
+        <translation>geschwärzter Bereich %1 von Schritt %2</translation>
+    </message>
+    <message>
+        <source>“kind” of %1 is “%2”, not a known kind</source>
+        <translation>„kind“ von %1 ist „%2“, keine bekannte Art</translation>
+    </message>
+    <message>
+        <source>%1 isn’t a finite rectangle</source>
+        <translation>%1 ist kein endliches Rechteck</translation>
     </message>
 </context>
 <context>
@@ -834,6 +875,14 @@ Ohne --output wird der Export neben den Anleitungsordner geschrieben.</translati
         <source>Clear Menu</source>
         <translation>Menü leeren</translation>
     </message>
+    <message>
+        <source>Preferences…</source>
+        <translation>Einstellungen …</translation>
+    </message>
+    <message>
+        <source>Redact Secrets…</source>
+        <translation>Geheimnisse schwärzen …</translation>
+    </message>
 </context>
 <context>
     <name>trovix::MainToolBar</name>
@@ -1070,6 +1119,146 @@ Strg+Alt+S</translation>
     <message>
         <source>not a picture Trovix can read</source>
         <translation>kein Bild, das Trovix lesen kann</translation>
+    </message>
+</context>
+<context>
+    <name>trovix::PreferencesDialog</name>
+    <message>
+        <source>Password fields</source>
+        <translation>Passwortfelder</translation>
+    </message>
+    <message>
+        <source>E-mail addresses</source>
+        <translation>E-Mail-Adressen</translation>
+    </message>
+    <message>
+        <source>Payment card numbers</source>
+        <translation>Kartennummern</translation>
+    </message>
+    <message>
+        <source>IBANs</source>
+        <translation>IBANs</translation>
+    </message>
+    <message>
+        <source>IP addresses</source>
+        <translation>IP-Adressen</translation>
+    </message>
+    <message>
+        <source>Access tokens and keys</source>
+        <translation>Zugangstoken und Schlüssel</translation>
+    </message>
+    <message>
+        <source>Your own words:</source>
+        <translation>Ihre eigenen Wörter:</translation>
+    </message>
+    <message>
+        <source>Preferences</source>
+        <translation>Einstellungen</translation>
+    </message>
+    <message>
+        <source>Redaction</source>
+        <translation>Schwärzen</translation>
+    </message>
+    <message>
+        <source>Trovix reads the text on every new step, on this computer only, and covers these with a solid colour before the step is saved:</source>
+        <translation>Trovix liest den Text jedes neuen Schritts, nur auf diesem Computer, und überdeckt Folgendes mit einer deckenden Farbe, bevor der Schritt gespeichert wird:</translation>
+    </message>
+    <message>
+        <source>Customer names, host names… one a line</source>
+        <translation>Kundennamen, Rechnernamen … eines pro Zeile</translation>
+    </message>
+</context>
+<context>
+    <name>trovix::RedactCommand</name>
+    <message numerus="yes">
+        <source>%n password field(s)</source>
+        <translation>
+            <numerusform>%n Passwortfeld</numerusform>
+            <numerusform>%n Passwortfelder</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n e-mail address(es)</source>
+        <translation>
+            <numerusform>%n E-Mail-Adresse</numerusform>
+            <numerusform>%n E-Mail-Adressen</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n card number(s)</source>
+        <translation>
+            <numerusform>%n Kartennummer</numerusform>
+            <numerusform>%n Kartennummern</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n IBAN(s)</source>
+        <translation>
+            <numerusform>%n IBAN</numerusform>
+            <numerusform>%n IBANs</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n IP address(es)</source>
+        <translation>
+            <numerusform>%n IP-Adresse</numerusform>
+            <numerusform>%n IP-Adressen</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n key(s) or token(s)</source>
+        <translation>
+            <numerusform>%n Schlüssel oder Token</numerusform>
+            <numerusform>%n Schlüssel oder Token</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n of your words</source>
+        <translation>
+            <numerusform>%n Ihrer Wörter</numerusform>
+            <numerusform>%n Ihrer Wörter</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n region(s) covered by hand</source>
+        <translation>
+            <numerusform>%n von Hand geschwärzter Bereich</numerusform>
+            <numerusform>%n von Hand geschwärzte Bereiche</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Trovix can’t read text on this computer</source>
+        <translation>Trovix kann auf diesem Computer keinen Text lesen</translation>
+    </message>
+    <message>
+        <source>Redacting secrets needs Tesseract and its English data (the packages libtesseract5 and tesseract-ocr-eng).</source>
+        <translation>Zum Schwärzen von Geheimnissen werden Tesseract und seine englischen Sprachdaten benötigt (die Pakete libtesseract5 und tesseract-ocr-eng).</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+    <message>
+        <source>Looking for secrets…</source>
+        <translation>Suche nach Geheimnissen …</translation>
+    </message>
+    <message numerus="yes">
+        <source>Covered %n region(s)</source>
+        <translation>
+            <numerusform>%n Bereich geschwärzt</numerusform>
+            <numerusform>%n Bereiche geschwärzt</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>No secrets found</source>
+        <translation>Keine Geheimnisse gefunden</translation>
+    </message>
+    <message numerus="yes">
+        <source>Trovix found nothing to cover on the %n step(s) of this guide.</source>
+        <translation>
+            <numerusform>Trovix hat auf dem %n Schritt dieser Anleitung nichts zu schwärzen gefunden.</numerusform>
+            <numerusform>Trovix hat auf den %n Schritten dieser Anleitung nichts zu schwärzen gefunden.</numerusform>
+        </translation>
     </message>
 </context>
 <context>
