@@ -192,7 +192,7 @@ void AppDelegate::annotate(const QUuid& stepId) {
     editor->setRedactions(step->redactions, Redactor::canUncover(*step) ? step->original : Image(),
                           [self, stepId](const QList<Redaction>& uncovered, const QList<QRectF>& added) {
                               if (self)
-                                  self->m_guide->updateStep(stepId, [&](Step& step) {
+                                  self->m_guide->replacePicture(stepId, [&](Step& step) {
                                       step = Redactor::changed(step, uncovered, added);
                                   });
                           });

@@ -111,7 +111,7 @@ void RedactCommand::redactGuide(Guide& guide, QWidget* window) {
             continue;
         for (const Redaction& region : added)
             ++counts[region.kind];
-        guide.updateStep(screened[i].id, [&](Step& step) {
+        guide.replacePicture(screened[i].id, [&](Step& step) {
             if (step.base.sameAs(steps[i].base))
                 step = Redactor::cover(step, added);
         });

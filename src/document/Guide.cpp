@@ -75,6 +75,22 @@ bool Guide::updateStep(const QUuid& id, const std::function<void(Step&)>& change
     return true;
 }
 
+QUuid Guide::replacePicture(const QUuid& id, const std::function<void(Step&)>& change) {
+    const int i = indexOf(id);
+    if (i < 0)
+        return {};
+    QList<Step> steps = m_steps;
+    change(steps[i]);
+    if (!steps[i].base.sameAs(m_steps[i].base))
+        steps[i].id = QUuid::createUuid();
+    const QUuid now = steps[i].id;
+    const bool selected = m_selection == id;
+    setSteps(steps);
+    if (selected && now != id)
+        setSelection(now);
+    return now;
+}
+
 bool Guide::replaceAnnotations(const QUuid& id, const QList<Annotation>& annotations) {
     return updateStep(id, [&](Step& step) { step.setAnnotations(annotations); });
 }

@@ -55,6 +55,11 @@ public:
     int indexOf(const QUuid& id) const;
     // Changes the first step with this id in one assignment to `steps`; false when there is none.
     bool updateStep(const QUuid& id, const std::function<void(Step&)>& change);
+    // Changes the picture of the first step with this id (and whatever else `change` does) in one
+    // assignment to `steps`. A step whose base changed gets a new id, and the selection follows it:
+    // a guide folder keeps each step's picture under its id and never writes it again. Answers the
+    // step's id afterwards, or a null id when there is no such step.
+    QUuid replacePicture(const QUuid& id, const std::function<void(Step&)>& change);
     // Replaces a step's annotations (and its rendered picture) in one assignment to `steps`.
     bool replaceAnnotations(const QUuid& id, const QList<Annotation>& annotations);
 

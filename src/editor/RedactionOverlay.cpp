@@ -14,6 +14,7 @@ RedactionOverlay::RedactionOverlay(const QList<Redaction>& regions, const Image&
     , m_original(original)
     , m_scale(scale > 0 ? scale : 1) {
     setObjectName(QStringLiteral("redactions"));
+    setAccessibleName(tr("Redacted regions"));
     setGeometry(canvas->rect());
     setActive(false);
     show();

@@ -27,6 +27,7 @@ class SecretPatternsTest : public QObject {
 private Q_SLOTS:
     void find_coversEachKindOfSecretAndOnlyTheSecret() {
         QCOMPARE(found("Contact: jane.doe@example.com, thanks"), QStringList{"email:jane.doe@example.com"});
+        QCOMPARE(found("jane.doe@exampl"), QStringList{"email:jane.doe@exampl"}); // cut off by the field
         QCOMPARE(found("Card 4111 1111 1111 1111 exp 12/29"), QStringList{"card:4111 1111 1111 1111"});
         QCOMPARE(found("IBAN DE89 3704 0044 0532 0130 00 BIC COBADEFFXXX"),
                  QStringList{"iban:DE89 3704 0044 0532 0130 00"});
