@@ -252,19 +252,21 @@ nicht selbst belegen lässt (Wayland-Sitzungen).
         <source>Drag a box to cover it with a solid colour when you click Done</source>
         <translation>Ziehen Sie einen Rahmen auf; mit „Fertig“ wird er mit einer deckenden Farbe überdeckt</translation>
     </message>
-    <message numerus="yes">
-        <source>%n region(s) redacted. Click one with Redact to uncover it.</source>
-        <translation>
-            <numerusform>%n Bereich geschwärzt. Klicken Sie ihn mit „Schwärzen“ an, um ihn aufzudecken.</numerusform>
-            <numerusform>%n Bereiche geschwärzt. Klicken Sie einen mit „Schwärzen“ an, um ihn aufzudecken.</numerusform>
-        </translation>
+    <message>
+        <source>1 region redacted. Click it with Redact to uncover it.</source>
+        <translation>1 Bereich geschwärzt. Klicken Sie ihn mit „Schwärzen“ an, um ihn aufzudecken.</translation>
     </message>
-    <message numerus="yes">
-        <source>%n region(s) redacted. Redaction is final: the original picture is no longer kept.</source>
-        <translation>
-            <numerusform>%n Bereich geschwärzt. Die Schwärzung ist endgültig: Das ursprüngliche Bild wird nicht mehr aufbewahrt.</numerusform>
-            <numerusform>%n Bereiche geschwärzt. Die Schwärzung ist endgültig: Das ursprüngliche Bild wird nicht mehr aufbewahrt.</numerusform>
-        </translation>
+    <message>
+        <source>%1 regions redacted. Click one with Redact to uncover it.</source>
+        <translation>%1 Bereiche geschwärzt. Klicken Sie einen mit „Schwärzen“ an, um ihn aufzudecken.</translation>
+    </message>
+    <message>
+        <source>1 region redacted. Redaction is final: the original picture is no longer kept.</source>
+        <translation>1 Bereich geschwärzt. Die Schwärzung ist endgültig: Das ursprüngliche Bild wird nicht mehr aufbewahrt.</translation>
+    </message>
+    <message>
+        <source>%1 regions redacted. Redaction is final: the original picture is no longer kept.</source>
+        <translation>%1 Bereiche geschwärzt. Die Schwärzung ist endgültig: Das ursprüngliche Bild wird nicht mehr aufbewahrt.</translation>
     </message>
 </context>
 <context>
@@ -313,12 +315,13 @@ nicht selbst belegen lässt (Wayland-Sitzungen).
         <source>Done</source>
         <translation>Fertig</translation>
     </message>
-    <message numerus="yes">
-        <source>%n region(s) redacted</source>
-        <translation>
-            <numerusform>%n Bereich geschwärzt</numerusform>
-            <numerusform>%n Bereiche geschwärzt</numerusform>
-        </translation>
+    <message>
+        <source>1 region redacted</source>
+        <translation>1 Bereich geschwärzt</translation>
+    </message>
+    <message>
+        <source>%1 regions redacted</source>
+        <translation>%1 Bereiche geschwärzt</translation>
     </message>
 </context>
 <context>
@@ -1170,62 +1173,6 @@ Strg+Alt+S</translation>
 </context>
 <context>
     <name>trovix::RedactCommand</name>
-    <message numerus="yes">
-        <source>%n password field(s)</source>
-        <translation>
-            <numerusform>%n Passwortfeld</numerusform>
-            <numerusform>%n Passwortfelder</numerusform>
-        </translation>
-    </message>
-    <message numerus="yes">
-        <source>%n e-mail address(es)</source>
-        <translation>
-            <numerusform>%n E-Mail-Adresse</numerusform>
-            <numerusform>%n E-Mail-Adressen</numerusform>
-        </translation>
-    </message>
-    <message numerus="yes">
-        <source>%n card number(s)</source>
-        <translation>
-            <numerusform>%n Kartennummer</numerusform>
-            <numerusform>%n Kartennummern</numerusform>
-        </translation>
-    </message>
-    <message numerus="yes">
-        <source>%n IBAN(s)</source>
-        <translation>
-            <numerusform>%n IBAN</numerusform>
-            <numerusform>%n IBANs</numerusform>
-        </translation>
-    </message>
-    <message numerus="yes">
-        <source>%n IP address(es)</source>
-        <translation>
-            <numerusform>%n IP-Adresse</numerusform>
-            <numerusform>%n IP-Adressen</numerusform>
-        </translation>
-    </message>
-    <message numerus="yes">
-        <source>%n key(s) or token(s)</source>
-        <translation>
-            <numerusform>%n Schlüssel oder Token</numerusform>
-            <numerusform>%n Schlüssel oder Token</numerusform>
-        </translation>
-    </message>
-    <message numerus="yes">
-        <source>%n of your words</source>
-        <translation>
-            <numerusform>%n Ihrer Wörter</numerusform>
-            <numerusform>%n Ihrer Wörter</numerusform>
-        </translation>
-    </message>
-    <message numerus="yes">
-        <source>%n region(s) covered by hand</source>
-        <translation>
-            <numerusform>%n von Hand geschwärzter Bereich</numerusform>
-            <numerusform>%n von Hand geschwärzte Bereiche</numerusform>
-        </translation>
-    </message>
     <message>
         <source>Trovix can’t read text on this computer</source>
         <translation>Trovix kann auf diesem Computer keinen Text lesen</translation>
@@ -1242,23 +1189,96 @@ Strg+Alt+S</translation>
         <source>Looking for secrets…</source>
         <translation>Suche nach Geheimnissen …</translation>
     </message>
-    <message numerus="yes">
-        <source>Covered %n region(s)</source>
-        <translation>
-            <numerusform>%n Bereich geschwärzt</numerusform>
-            <numerusform>%n Bereiche geschwärzt</numerusform>
-        </translation>
-    </message>
     <message>
         <source>No secrets found</source>
         <translation>Keine Geheimnisse gefunden</translation>
     </message>
-    <message numerus="yes">
-        <source>Trovix found nothing to cover on the %n step(s) of this guide.</source>
-        <translation>
-            <numerusform>Trovix hat auf dem %n Schritt dieser Anleitung nichts zu schwärzen gefunden.</numerusform>
-            <numerusform>Trovix hat auf den %n Schritten dieser Anleitung nichts zu schwärzen gefunden.</numerusform>
-        </translation>
+    <message>
+        <source>1 password field</source>
+        <translation>1 Passwortfeld</translation>
+    </message>
+    <message>
+        <source>%1 password fields</source>
+        <translation>%1 Passwortfelder</translation>
+    </message>
+    <message>
+        <source>1 e-mail address</source>
+        <translation>1 E-Mail-Adresse</translation>
+    </message>
+    <message>
+        <source>%1 e-mail addresses</source>
+        <translation>%1 E-Mail-Adressen</translation>
+    </message>
+    <message>
+        <source>1 card number</source>
+        <translation>1 Kartennummer</translation>
+    </message>
+    <message>
+        <source>%1 card numbers</source>
+        <translation>%1 Kartennummern</translation>
+    </message>
+    <message>
+        <source>1 IBAN</source>
+        <translation>1 IBAN</translation>
+    </message>
+    <message>
+        <source>%1 IBANs</source>
+        <translation>%1 IBANs</translation>
+    </message>
+    <message>
+        <source>1 IP address</source>
+        <translation>1 IP-Adresse</translation>
+    </message>
+    <message>
+        <source>%1 IP addresses</source>
+        <translation>%1 IP-Adressen</translation>
+    </message>
+    <message>
+        <source>1 key or token</source>
+        <translation>1 Schlüssel oder Token</translation>
+    </message>
+    <message>
+        <source>%1 keys or tokens</source>
+        <translation>%1 Schlüssel oder Token</translation>
+    </message>
+    <message>
+        <source>1 of your words</source>
+        <translation>1 Ihrer Wörter</translation>
+    </message>
+    <message>
+        <source>%1 of your words</source>
+        <translation>%1 Ihrer Wörter</translation>
+    </message>
+    <message>
+        <source>1 region covered by hand</source>
+        <translation>1 von Hand geschwärzter Bereich</translation>
+    </message>
+    <message>
+        <source>%1 regions covered by hand</source>
+        <translation>%1 von Hand geschwärzte Bereiche</translation>
+    </message>
+    <message>
+        <source>Covered 1 region</source>
+        <translation>1 Bereich geschwärzt</translation>
+    </message>
+    <message>
+        <source>Covered %1 regions</source>
+        <translation>%1 Bereiche geschwärzt</translation>
+    </message>
+    <message>
+        <source>Trovix found nothing to cover on the one step of this guide.</source>
+        <translation>Trovix hat auf dem einen Schritt dieser Anleitung nichts zu schwärzen gefunden.</translation>
+    </message>
+    <message>
+        <source>Trovix found nothing to cover on the %1 steps of this guide.</source>
+        <translation>Trovix hat auf den %1 Schritten dieser Anleitung nichts zu schwärzen gefunden.</translation>
+    </message>
+</context>
+<context>
+    <name>trovix::RedactionOverlay</name>
+    <message>
+        <source>Redacted regions</source>
+        <translation>Geschwärzte Bereiche</translation>
     </message>
 </context>
 <context>

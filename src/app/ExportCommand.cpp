@@ -209,7 +209,8 @@ void ExportCommand::reportExport(const QString& path, qint64 bytes, QWidget* win
     alert.message = tr("Exported “%1”").arg(QFileInfo(path).fileName());
     alert.informativeText = tr("%1 · %2 image quality").arg(sizeText(total), title(currentExportQuality()));
     if (covered > 0)
-        alert.informativeText += u'\n' + tr("%n region(s) redacted", "", covered);
+        alert.informativeText +=
+            u'\n' + (covered == 1 ? tr("1 region redacted") : tr("%1 regions redacted").arg(covered));
     alert.buttons = {tr("Show in File Manager"), tr("Done")};
     alert.style = Dialogs::Style::informational;
     alert.cancelButton = 1;

@@ -35,23 +35,23 @@ SecretDetector::Read RedactCommand::systemReader() {
 QString RedactCommand::kindName(SecretKind kind, int count) {
     switch (kind) {
     case SecretKind::password:
-        return tr("%n password field(s)", "", count);
+        return (count == 1 ? tr("1 password field") : tr("%1 password fields").arg(count));
     case SecretKind::email:
-        return tr("%n e-mail address(es)", "", count);
+        return (count == 1 ? tr("1 e-mail address") : tr("%1 e-mail addresses").arg(count));
     case SecretKind::card:
-        return tr("%n card number(s)", "", count);
+        return (count == 1 ? tr("1 card number") : tr("%1 card numbers").arg(count));
     case SecretKind::iban:
-        return tr("%n IBAN(s)", "", count);
+        return (count == 1 ? tr("1 IBAN") : tr("%1 IBANs").arg(count));
     case SecretKind::ip:
-        return tr("%n IP address(es)", "", count);
+        return (count == 1 ? tr("1 IP address") : tr("%1 IP addresses").arg(count));
     case SecretKind::token:
-        return tr("%n key(s) or token(s)", "", count);
+        return (count == 1 ? tr("1 key or token") : tr("%1 keys or tokens").arg(count));
     case SecretKind::word:
-        return tr("%n of your words", "", count);
+        return (count == 1 ? tr("1 of your words") : tr("%1 of your words").arg(count));
     case SecretKind::manual:
         break;
     }
-    return tr("%n region(s) covered by hand", "", count);
+    return (count == 1 ? tr("1 region covered by hand") : tr("%1 regions covered by hand").arg(count));
 }
 
 QString RedactCommand::summary(const QMap<SecretKind, int>& counts) {
@@ -119,10 +119,13 @@ void RedactCommand::redactGuide(Guide& guide, QWidget* window) {
 
     Dialogs::Alert alert;
     const int total = std::accumulate(counts.cbegin(), counts.cend(), 0);
-    alert.message = total > 0 ? tr("Covered %n region(s)", "", total) : tr("No secrets found");
-    alert.informativeText = total > 0 ? summary(counts)
-                                      : tr("Trovix found nothing to cover on the %n step(s) of this guide.",
-                                           "", int(steps.size()));
+    alert.message = total > 0 ? (total == 1 ? tr("Covered 1 region") : tr("Covered %1 regions").arg(total))
+                              : tr("No secrets found");
+    const int stepCount = int(steps.size());
+    alert.informativeText =
+        total > 0        ? summary(counts)
+        : stepCount == 1 ? tr("Trovix found nothing to cover on the one step of this guide.")
+                         : tr("Trovix found nothing to cover on the %1 steps of this guide.").arg(stepCount);
     alert.buttons = {tr("OK")};
     alert.style = Dialogs::Style::informational;
     Dialogs::current().alert(window, alert);

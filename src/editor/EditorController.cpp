@@ -216,12 +216,17 @@ void EditorController::setRedactions(const QList<Redaction>& regions, const Imag
     m_segments->addWidget(segment);
     if (regions.isEmpty())
         return;
-    m_redactionNote->setText(
-        m_redactions->canUncover()
-            ? tr("%n region(s) redacted. Click one with Redact to uncover it.", "", int(regions.size()))
-            : tr("%n region(s) redacted. Redaction is final: the original picture is no "
-                 "longer kept.",
-                 "", int(regions.size())));
+    const int count = int(regions.size());
+    if (m_redactions->canUncover())
+        m_redactionNote->setText(
+            count == 1 ? tr("1 region redacted. Click it with Redact to uncover it.")
+                       : tr("%1 regions redacted. Click one with Redact to uncover it.").arg(count));
+    else
+        m_redactionNote->setText(
+            count == 1
+                ? tr("1 region redacted. Redaction is final: the original picture is no longer kept.")
+                : tr("%1 regions redacted. Redaction is final: the original picture is no longer kept.")
+                      .arg(count));
     m_redactionNote->setWordWrap(true);
     m_redactionNote->show();
 }
