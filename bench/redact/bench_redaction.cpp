@@ -128,6 +128,21 @@ int main(int argc, char** argv) {
                 ++harmlessShown;
                 harmlessCovered += share > 0;
             }
+            // With TROVIX_BENCH_VERBOSE, what went wrong and what the recogniser read there.
+            if (qEnvironmentVariableIsSet("TROVIX_BENCH_VERBOSE") &&
+                (item.kind ? share <= 0.99 : share > 0)) {
+                const QRect band = item.box.adjusted(-item.box.left(), -4, 200, 4) & screen.image.rect();
+                QImage crop = screen.image.copy(band).convertToFormat(QImage::Format_Grayscale8);
+                crop = crop.scaled(crop.size() * 2, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+                if (i % 2 == 0)
+                    crop.invertPixels();
+                QStringList read;
+                for (const ReadWord& w : reader(ocr)(crop))
+                    read.append(w.text);
+                std::fprintf(stderr, "%s %s (%d px, %s): %.2f covered; read: %s\n",
+                             item.kind ? "missed" : "touched", qPrintable(item.text), pixelSize,
+                             i % 2 == 0 ? "terminal" : "web", share, qPrintable(read.join(' ')));
+            }
         }
         for (const Redaction& region : step.redactions) {
             ++regions;

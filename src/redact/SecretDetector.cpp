@@ -94,8 +94,11 @@ QList<Redaction> SecretDetector::inWords(const QList<ReadWord>& words, const Red
                 continue;
             // A margin around the letters: their boxes hug the ink, and anti-aliased edges and the
             // letters' share of a word are only close.
-            const double margin = std::max(2.0, box.height() * 0.25);
-            found.append(Redaction{match.kind, box.adjusted(-margin, -margin, margin, margin)});
+            // Sideways a little more: where a word's box ends is the recogniser's guess, a letter
+            // either way.
+            const double across = std::max(3.0, box.height() * 0.6);
+            const double down = std::max(2.0, box.height() * 0.2);
+            found.append(Redaction{match.kind, box.adjusted(-across, -down, across, down)});
         }
     }
     return found;

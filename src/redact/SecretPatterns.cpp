@@ -34,7 +34,8 @@ const QList<TokenShape>& tokenShapes() {
             {re(R"((?<![A-Za-z0-9])xox[bpaors]-[A-Za-z0-9\-]{6,})"), 40},
             {re(R"((?<![A-Za-z0-9])sk-(?:proj-|live_|test_)?[A-Za-z0-9_\-]{12,})"), 40},
             {re(R"((?<![A-Za-z0-9])(?:AKIA|ASIA)[A-Z0-9]{12,})"), 20},
-            {re(R"((?<![A-Za-z0-9])eyJ[A-Za-z0-9_\-]{8,}\.[A-Za-z0-9_\-]{8,}\.?[A-Za-z0-9_\-]*)"), 30},
+            {re(R"((?<![A-Za-z0-9])eyJ[A-Za-z0-9_\-]{8,} ?\. ?[A-Za-z0-9_\-]{8,}(?: ?\. ?[A-Za-z0-9_\-]+)?)"),
+             30},
             {re(R"(BEGIN (?:[A-Z]+ )?PRIVATE KEY)"), 0},
         };
     }();
@@ -68,8 +69,8 @@ void add(QList<SecretMatch>& found, SecretKind kind, qsizetype start, qsizetype 
 }
 
 void findEmails(const QString& line, QList<SecretMatch>& found) {
-    static const QRegularExpression email(
-        QStringLiteral(R"([A-Za-z0-9._%+\-]+@[A-Za-z0-9\-]+(?:\.[A-Za-z0-9\-]*)*)"));
+    static const QRegularExpression email(QStringLiteral(
+        R"([A-Za-z0-9_%+\-]+(?:\. ?[A-Za-z0-9_%+\-]+)*@[A-Za-z0-9\-]+(?:\. ?[A-Za-z0-9\-]*)*)"));
     for (auto it = email.globalMatch(line); it.hasNext();) {
         const auto m = it.next();
         // An address cut off by a window's edge or a field's end still names someone: a name and a
@@ -119,9 +120,47 @@ void findCards(const QString& line, QList<SecretMatch>& found) {
     }
 }
 
+// Letters a recogniser reads for the digits they resemble.
+QChar asDigit(QChar c) {
+    switch (c.unicode()) {
+    case u'O':
+    case u'D':
+        return u'0';
+    case u'I':
+    case u'l':
+    case u'|':
+        return u'1';
+    case u'Z':
+        return u'2';
+    case u'S':
+        return u'5';
+    case u'B':
+        return u'8';
+    default:
+        return c;
+    }
+}
+
+// An IBAN as banks print it, in groups of four after the country, with a letter or two misread:
+// its check digits then fail, but its shape alone gives it away. Mostly digits, so that a line of
+// four-letter words never matches.
+bool looksLikeIban(const QString& text) {
+    const QStringList groups = text.split(u' ');
+    if (groups.size() < 4 || groups.first().size() != 4)
+        return false;
+    int digits = 0;
+    for (qsizetype i = 0; i < groups.size(); ++i) {
+        if (groups[i].size() > 4 || (i + 1 < groups.size() && groups[i].size() != 4))
+            return false;
+        for (const QChar c : groups[i])
+            digits += c.isDigit();
+    }
+    return digits * 2 > text.size() - groups.size() + 1;
+}
+
 void findIbans(const QString& line, QList<SecretMatch>& found) {
     static const QRegularExpression iban(
-        QStringLiteral(R"((?<![A-Za-z0-9])[A-Z]{2}[0-9]{2}(?: ?[A-Z0-9]){11,30}(?![A-Za-z0-9]))"));
+        QStringLiteral(R"((?<![A-Za-z0-9])[A-Z]{2}[0-9OIl]{2}(?: ?[A-Z0-9)|]){11,30}(?![A-Za-z0-9]))"));
     for (auto it = iban.globalMatch(line); it.hasNext();) {
         const auto m = it.next();
         // The match may run on into the next word: try it shorter, group by group.
@@ -129,7 +168,11 @@ void findIbans(const QString& line, QList<SecretMatch>& found) {
         while (text.size() >= 15) {
             QString compact = text;
             compact.remove(u' ');
-            if (compact.size() >= 15 && compact.size() <= 34 && ibanValid(compact)) {
+            QString fixed = compact;
+            for (qsizetype i = 2; i < 4; ++i)
+                fixed[i] = asDigit(fixed[i]);
+            if (compact.size() >= 15 && compact.size() <= 34 &&
+                (ibanValid(compact) || ibanValid(fixed) || looksLikeIban(text))) {
                 add(found, SecretKind::iban, m.capturedStart(), m.capturedStart() + text.size());
                 break;
             }
@@ -151,7 +194,7 @@ void findAddresses(const QString& line, QList<SecretMatch>& found) {
     }
     // IPv6: the recogniser often splits an address where its "::" leaves a gap ("2001:db8: :1"), so
     // pieces that meet at a colon are tried together.
-    static const QRegularExpression piece(QStringLiteral(R"([0-9A-Fa-f:]+)"));
+    static const QRegularExpression piece(QStringLiteral(R"([0-9A-Fa-f:lIO]+)"));
     QList<std::pair<qsizetype, qsizetype>> pieces; // start, end
     for (auto it = piece.globalMatch(line); it.hasNext();) {
         const auto m = it.next();
@@ -172,6 +215,8 @@ void findAddresses(const QString& line, QList<SecretMatch>& found) {
                 --end;
             QString joined = line.mid(start, end - start);
             joined.remove(u' ');
+            for (QChar& c : joined)
+                c = c == u'l' || c == u'I' ? u'1' : c == u'O' ? u'0' : c;
             if (isIpv6(joined)) {
                 add(found, SecretKind::ip, start, end);
                 i = j;
