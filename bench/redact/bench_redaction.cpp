@@ -5,10 +5,10 @@
 //    generated screens (a terminal and a web form, 11–16 px) with known secrets and known harmless
 //    text: dates, versions, amounts, times, phone and order numbers.
 // Usage: bench_redaction [SCREENS=200] [TIMED=10]
+#include "RandomSecrets.h"
 #include "platform/ocr/TesseractRecognizer.h"
 #include "redact/Redactor.h"
 #include "redact/StepScreening.h"
-#include "support/SecretScreens.h"
 
 #include <QElapsedTimer>
 #include <QGuiApplication>

@@ -158,8 +158,6 @@ private Q_SLOTS:
         const QString screen = tmp("screen.png");
         QProcess::execute("import", {"-window", "root", screen});
         QImage(screen).copy(m_frame).save(screen);
-        if (qEnvironmentVariableIsSet("TROVIX_TEST_KEEP"))
-            QFile::copy(screen, qEnvironmentVariable("TROVIX_TEST_KEEP") + "/screen.png");
         const QString onScreen = readByTesseract(screen);
         int seen = 0;
         for (const QString& secret : secrets)
@@ -172,8 +170,6 @@ private Q_SLOTS:
         drag(m_frame.topLeft(), m_frame.bottomRight());
         QTRY_VERIFY_WITH_TIMEOUT(workingSteps().size() == 1, 90000);
 
-        if (qEnvironmentVariableIsSet("TROVIX_TEST_KEEP")) // to look at what was covered
-            workingPicture(0).save(qEnvironmentVariable("TROVIX_TEST_KEEP") + "/captured.png");
         const QJsonArray regions = regionsOf(0);
         QSet<QString> kinds;
         for (const QJsonValue& region : regions)
