@@ -212,6 +212,7 @@ private Q_SLOTS:
         QTest::qWait(2000);
         m_app.reset();
         m_app = std::make_unique<Running>();
+        QVERIFY(!waitForWindow(QStringLiteral("^Untitled guide"), 30000).isEmpty());
         const QRectF region = rectOf(before.first());
         const auto [editor, missing] = editorWithRedactClickAt(region);
         QVERIFY2(!editor.isEmpty(), qPrintable(missing));
