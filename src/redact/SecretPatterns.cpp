@@ -11,7 +11,7 @@ namespace trovix::SecretPatterns {
 namespace {
 
 bool isTokenChar(QChar c) {
-    return (c.unicode() < 128 && c.isLetterOrNumber()) || c == u'_' || c == u'-';
+    return (c.unicode() < 128 && c.isLetterOrNumber()) || c == u'_' || c == u'-' || c == u'.';
 }
 
 // A token with a known prefix, and how long the whole token is at least. The recogniser sometimes
@@ -35,7 +35,7 @@ const QList<TokenShape>& tokenShapes() {
             {re(R"((?<![A-Za-z0-9])sk-(?:proj-|live_|test_)?[A-Za-z0-9_\-]{12,})"), 40},
             {re(R"((?<![A-Za-z0-9])(?:AKIA|ASIA)[A-Z0-9]{12,})"), 20},
             {re(R"((?<![A-Za-z0-9])eyJ[A-Za-z0-9_\-]{8,} ?\. ?[A-Za-z0-9_\-]{8,}(?: ?\. ?[A-Za-z0-9_\-]+)?)"),
-             30},
+             60},
             {re(R"(BEGIN (?:[A-Z]+ )?PRIVATE KEY)"), 0},
         };
     }();
@@ -44,6 +44,9 @@ const QList<TokenShape>& tokenShapes() {
 
 // Grows a token match over the pieces the recogniser split off it.
 qsizetype joinPieces(const QString& line, qsizetype start, qsizetype end, int minimumLength) {
+    // A letter the recogniser took for a bracket or a quote ends the pattern, not the token.
+    while (end < line.size() && !line[end].isSpace())
+        ++end;
     const auto tokenLength = [&](qsizetype to) {
         qsizetype n = 0;
         for (qsizetype i = start; i < to; ++i)
