@@ -44,15 +44,41 @@ QList<Line> intoLines(QList<ReadWord> words) {
     return lines;
 }
 
-double darkShare(const QImage& gray) {
-    qint64 dark = 0;
-    for (int y = 0; y < gray.height(); y += 4) {
-        const uchar* row = gray.constScanLine(y);
-        for (int x = 0; x < gray.width(); x += 4)
-            dark += row[x] < 96;
+// Where a picture has text on a light background and where on a dark one: the bounding boxes of
+// the tiles with enough contrast to hold letters, by the brightness of their background. Empty
+// desktop, flat panels and photos' smooth areas are left out, so only what may hold text is read,
+// and each way round only where it can be.
+struct TextAreas {
+    QRect light;
+    QRect dark;
+};
+
+TextAreas textAreas(const QImage& gray) {
+    constexpr int tile = 24;
+    TextAreas areas;
+    for (int top = 0; top < gray.height(); top += tile) {
+        for (int left = 0; left < gray.width(); left += tile) {
+            const QRect cell = QRect(left, top, tile, tile) & gray.rect();
+            int low = 255, high = 0;
+            qint64 sum = 0, count = 0;
+            for (int y = cell.top(); y <= cell.bottom(); y += 2) {
+                const uchar* row = gray.constScanLine(y);
+                for (int x = cell.left(); x <= cell.right(); x += 2) {
+                    low = std::min<int>(low, row[x]);
+                    high = std::max<int>(high, row[x]);
+                    sum += row[x];
+                    ++count;
+                }
+            }
+            if (high - low < 80 || count == 0)
+                continue;
+            // Letters cover a small part of a tile: its mean is its background's side.
+            QRect& side = sum / count >= 128 ? areas.light : areas.dark;
+            const QRect grown = cell.adjusted(-tile, -tile, tile, tile) & gray.rect();
+            side = side.isNull() ? grown : side.united(grown);
+        }
     }
-    const qint64 samples = qint64((gray.width() + 3) / 4) * ((gray.height() + 3) / 4);
-    return samples > 0 ? double(dark) / samples : 0;
+    return areas;
 }
 
 bool sameRegion(const QRectF& a, const QRectF& b) {
@@ -119,23 +145,25 @@ QList<Redaction> SecretDetector::detect(const QImage& picture, double scale, con
     prepared.setDotsPerMeterY(dotsPerMetre);
 
     // Each reading on its own: words of two readings interleaved would make lines of neither.
-    const auto secretsIn = [&](const QImage& image) {
-        QList<ReadWord> words = read(image);
+    // Recognisers look for dark letters: light text on a dark background (a terminal, a dark theme)
+    // is read the other way round.
+    const TextAreas areas = textAreas(picture.convertToFormat(QImage::Format_Grayscale8));
+    const auto secretsIn = [&](const QRect& area, bool invert) {
+        if (area.isEmpty())
+            return QList<Redaction>();
+        const QRect zoomed =
+            QRectF(QPointF(area.topLeft()) * zoom, QSizeF(area.size()) * zoom).toAlignedRect() &
+            prepared.rect();
+        QImage part = prepared.copy(zoomed);
+        if (invert)
+            part.invertPixels();
+        QList<ReadWord> words = read(part);
         for (ReadWord& word : words)
-            word.box = QRectF(word.box.topLeft() / zoom, word.box.size() / zoom);
+            word.box = QRectF((word.box.topLeft() + zoomed.topLeft()) / zoom, word.box.size() / zoom);
         return inWords(words, options);
     };
-    // Recognisers look for dark letters: light text on a dark background (a terminal, a dark theme)
-    // is read the other way round, and a picture with much of both is read both ways.
-    const double dark = darkShare(prepared);
-    QList<Redaction> found;
-    if (dark < 0.6)
-        found = secretsIn(prepared);
-    if (dark > 0.2) {
-        QImage inverted = prepared;
-        inverted.invertPixels();
-        found += secretsIn(inverted);
-    }
+    QList<Redaction> found = secretsIn(areas.light, false);
+    found += secretsIn(areas.dark, true);
     const QRectF bounds(QPointF(0, 0), QSizeF(picture.size()));
     QList<Redaction> inPoints;
     for (Redaction region : found) {
