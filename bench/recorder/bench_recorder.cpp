@@ -7,6 +7,10 @@
 // the screenshot (the accessibility lookup still runs, so the figures are an upper bound). The
 // report then also says how many titles named the clicked control correctly.
 //
+// With --redact every step is searched for secrets (the whole screenshot read with Tesseract, every
+// kind switched on) before it joins the guide, as in the application: click to step then includes
+// that search.
+//
 // With --first-clicks N it measures instead the first click of N recordings, each started afresh,
 // with --entries M desktop entries of translated applications installed first: how long the
 // description took and how many titles were whole ("Click “checkbutton” in Widget Factory").
@@ -16,6 +20,7 @@
 #include "platform/ocr/TesseractRecognizer.h"
 #include "recorder/Recorder.h"
 #include "recorder/ScreenText.h"
+#include "redact/StepScreening.h"
 
 #include <QApplication>
 #include <QDir>
@@ -193,6 +198,7 @@ int main(int argc, char** argv) {
     QApplication qapp(argc, argv);
     QStringList arguments = qapp.arguments().mid(1);
     const bool ocr = arguments.removeAll(QStringLiteral("--ocr")) > 0;
+    const bool redact = arguments.removeAll(QStringLiteral("--redact")) > 0;
     int firstClickRecordings = 0;
     if (const qsizetype at = arguments.indexOf(QStringLiteral("--first-clicks"));
         at >= 0 && at + 1 < arguments.size()) {
@@ -252,6 +258,23 @@ int main(int argc, char** argv) {
         return 1;
     }
     Guide guide;
+    if (redact) {
+        std::shared_ptr<TesseractRecognizer> reader(
+            TesseractRecognizer::create(QLocale(QLocale::English), TesseractRecognizer::Layout::page));
+        if (!reader || !reader->load()) {
+            std::fprintf(stderr, "--redact: Tesseract or its English data is not installed\n");
+            return 1;
+        }
+        guide.setIntake(StepScreening::intake(
+            [reader](const QImage& prepared) {
+                QList<ReadWord> words;
+                for (const ScreenWord& w : reader->words(prepared, Clock::now() + std::chrono::seconds(60)))
+                    words.append({w.text, w.box});
+                return words;
+            },
+            [] { return RedactionOptions{}; }));
+    }
+    const int waitMs = redact ? 60000 : 3000;
     Recorder recorder(guide, services);
     Arrivals arrivals(guide);
     recorder.start();
@@ -304,7 +327,7 @@ int main(int argc, char** argv) {
     int lost = 0;
     for (int i = 0; i < latencyClicks; ++i) {
         const Clock::time_point clicked = clicker.click(targets[std::size_t(i) % targets.size()].point);
-        if (!arrivals.waitFor(std::size_t(i + 1 - lost), 3000)) {
+        if (!arrivals.waitFor(std::size_t(i + 1 - lost), waitMs)) {
             ++lost;
             continue;
         }

@@ -260,6 +260,30 @@ nicht selbst belegen lässt (Wayland-Sitzungen).
         <source>Screenshot</source>
         <translation>Bildschirmfoto</translation>
     </message>
+    <message>
+        <source>Redact</source>
+        <translation>Schwärzen</translation>
+    </message>
+    <message>
+        <source>Drag a box to cover it with a solid colour when you click Done</source>
+        <translation>Ziehen Sie einen Rahmen auf; mit „Fertig“ wird er mit einer deckenden Farbe überdeckt</translation>
+    </message>
+    <message>
+        <source>1 region redacted. Click it with Redact to uncover it.</source>
+        <translation>1 Bereich geschwärzt. Klicken Sie ihn mit „Schwärzen“ an, um ihn aufzudecken.</translation>
+    </message>
+    <message>
+        <source>%1 regions redacted. Click one with Redact to uncover it.</source>
+        <translation>%1 Bereiche geschwärzt. Klicken Sie einen mit „Schwärzen“ an, um ihn aufzudecken.</translation>
+    </message>
+    <message>
+        <source>1 region redacted. Redaction is final: the original picture is no longer kept.</source>
+        <translation>1 Bereich geschwärzt. Die Schwärzung ist endgültig: Das ursprüngliche Bild wird nicht mehr aufbewahrt.</translation>
+    </message>
+    <message>
+        <source>%1 regions redacted. Redaction is final: the original picture is no longer kept.</source>
+        <translation>%1 Bereiche geschwärzt. Die Schwärzung ist endgültig: Das ursprüngliche Bild wird nicht mehr aufbewahrt.</translation>
+    </message>
 </context>
 <context>
     <name>trovix::ExportCommand</name>
@@ -314,6 +338,14 @@ nicht selbst belegen lässt (Wayland-Sitzungen).
     <message>
         <source>Export as OpenDocument Text</source>
         <translation>Als OpenDocument-Text exportieren</translation>
+    </message>
+    <message>
+        <source>1 region redacted</source>
+        <translation>1 Bereich geschwärzt</translation>
+    </message>
+    <message>
+        <source>%1 regions redacted</source>
+        <translation>%1 Bereiche geschwärzt</translation>
     </message>
 </context>
 <context>
@@ -596,6 +628,18 @@ Ohne --output wird der Export neben den Anleitungsordner geschrieben.</translati
     <message>
         <source>true or false</source>
         <translation>true oder false</translation>
+    </message>
+    <message>
+        <source>covered region %1 of step %2</source>
+        <translation>geschwärzter Bereich %1 von Schritt %2</translation>
+    </message>
+    <message>
+        <source>“kind” of %1 is “%2”, not a known kind</source>
+        <translation>„kind“ von %1 ist „%2“, keine bekannte Art</translation>
+    </message>
+    <message>
+        <source>%1 isn’t a finite rectangle</source>
+        <translation>%1 ist kein endliches Rechteck</translation>
     </message>
 </context>
 <context>
@@ -911,6 +955,14 @@ Ohne --output wird der Export neben den Anleitungsordner geschrieben.</translati
         <source>Clear Menu</source>
         <translation>Menü leeren</translation>
     </message>
+    <message>
+        <source>Preferences…</source>
+        <translation>Einstellungen …</translation>
+    </message>
+    <message>
+        <source>Redact Secrets…</source>
+        <translation>Geheimnisse schwärzen …</translation>
+    </message>
 </context>
 <context>
     <name>trovix::MainToolBar</name>
@@ -1181,6 +1233,163 @@ Strg+Alt+S</translation>
     <message>
         <source>Click recording in GNOME needs the “Trovix click recording” Shell extension, which is not installed. Install Trovix from its package, log out and back in, and switch the extension on. Until then, capture each step with Capture Region (Ctrl+Alt+S).</source>
         <translation>Die Klickaufnahme in GNOME braucht die Shell-Erweiterung „Trovix click recording“, die nicht installiert ist. Installieren Sie Trovix aus seinem Paket, melden Sie sich ab und wieder an und schalten Sie die Erweiterung ein. Bis dahin nehmen Sie jeden Schritt mit „Bereich aufnehmen“ (Strg+Alt+S) auf.</translation>
+    </message>
+</context>
+<context>
+    <name>trovix::PreferencesDialog</name>
+    <message>
+        <source>Password fields</source>
+        <translation>Passwortfelder</translation>
+    </message>
+    <message>
+        <source>E-mail addresses</source>
+        <translation>E-Mail-Adressen</translation>
+    </message>
+    <message>
+        <source>Payment card numbers</source>
+        <translation>Kartennummern</translation>
+    </message>
+    <message>
+        <source>IBANs</source>
+        <translation>IBANs</translation>
+    </message>
+    <message>
+        <source>IP addresses</source>
+        <translation>IP-Adressen</translation>
+    </message>
+    <message>
+        <source>Access tokens and keys</source>
+        <translation>Zugangstoken und Schlüssel</translation>
+    </message>
+    <message>
+        <source>Your own words:</source>
+        <translation>Ihre eigenen Wörter:</translation>
+    </message>
+    <message>
+        <source>Preferences</source>
+        <translation>Einstellungen</translation>
+    </message>
+    <message>
+        <source>Redaction</source>
+        <translation>Schwärzen</translation>
+    </message>
+    <message>
+        <source>Trovix reads the text on every new step, on this computer only, and covers these with a solid colour before the step is saved:</source>
+        <translation>Trovix liest den Text jedes neuen Schritts, nur auf diesem Computer, und überdeckt Folgendes mit einer deckenden Farbe, bevor der Schritt gespeichert wird:</translation>
+    </message>
+    <message>
+        <source>Customer names, host names… one a line</source>
+        <translation>Kundennamen, Rechnernamen … eines pro Zeile</translation>
+    </message>
+</context>
+<context>
+    <name>trovix::RedactCommand</name>
+    <message>
+        <source>Trovix can’t read text on this computer</source>
+        <translation>Trovix kann auf diesem Computer keinen Text lesen</translation>
+    </message>
+    <message>
+        <source>Redacting secrets needs Tesseract and its English data (the packages libtesseract5 and tesseract-ocr-eng).</source>
+        <translation>Zum Schwärzen von Geheimnissen werden Tesseract und seine englischen Sprachdaten benötigt (die Pakete libtesseract5 und tesseract-ocr-eng).</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+    <message>
+        <source>Looking for secrets…</source>
+        <translation>Suche nach Geheimnissen …</translation>
+    </message>
+    <message>
+        <source>No secrets found</source>
+        <translation>Keine Geheimnisse gefunden</translation>
+    </message>
+    <message>
+        <source>1 password field</source>
+        <translation>1 Passwortfeld</translation>
+    </message>
+    <message>
+        <source>%1 password fields</source>
+        <translation>%1 Passwortfelder</translation>
+    </message>
+    <message>
+        <source>1 e-mail address</source>
+        <translation>1 E-Mail-Adresse</translation>
+    </message>
+    <message>
+        <source>%1 e-mail addresses</source>
+        <translation>%1 E-Mail-Adressen</translation>
+    </message>
+    <message>
+        <source>1 card number</source>
+        <translation>1 Kartennummer</translation>
+    </message>
+    <message>
+        <source>%1 card numbers</source>
+        <translation>%1 Kartennummern</translation>
+    </message>
+    <message>
+        <source>1 IBAN</source>
+        <translation>1 IBAN</translation>
+    </message>
+    <message>
+        <source>%1 IBANs</source>
+        <translation>%1 IBANs</translation>
+    </message>
+    <message>
+        <source>1 IP address</source>
+        <translation>1 IP-Adresse</translation>
+    </message>
+    <message>
+        <source>%1 IP addresses</source>
+        <translation>%1 IP-Adressen</translation>
+    </message>
+    <message>
+        <source>1 key or token</source>
+        <translation>1 Schlüssel oder Token</translation>
+    </message>
+    <message>
+        <source>%1 keys or tokens</source>
+        <translation>%1 Schlüssel oder Token</translation>
+    </message>
+    <message>
+        <source>1 of your words</source>
+        <translation>1 Ihrer Wörter</translation>
+    </message>
+    <message>
+        <source>%1 of your words</source>
+        <translation>%1 Ihrer Wörter</translation>
+    </message>
+    <message>
+        <source>1 region covered by hand</source>
+        <translation>1 von Hand geschwärzter Bereich</translation>
+    </message>
+    <message>
+        <source>%1 regions covered by hand</source>
+        <translation>%1 von Hand geschwärzte Bereiche</translation>
+    </message>
+    <message>
+        <source>Covered 1 region</source>
+        <translation>1 Bereich geschwärzt</translation>
+    </message>
+    <message>
+        <source>Covered %1 regions</source>
+        <translation>%1 Bereiche geschwärzt</translation>
+    </message>
+    <message>
+        <source>Trovix found nothing to cover on the one step of this guide.</source>
+        <translation>Trovix hat auf dem einen Schritt dieser Anleitung nichts zu schwärzen gefunden.</translation>
+    </message>
+    <message>
+        <source>Trovix found nothing to cover on the %1 steps of this guide.</source>
+        <translation>Trovix hat auf den %1 Schritten dieser Anleitung nichts zu schwärzen gefunden.</translation>
+    </message>
+</context>
+<context>
+    <name>trovix::RedactionOverlay</name>
+    <message>
+        <source>Redacted regions</source>
+        <translation>Geschwärzte Bereiche</translation>
     </message>
 </context>
 <context>

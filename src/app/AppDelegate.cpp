@@ -4,6 +4,8 @@
 #include "app/MainMenu.h"
 #include "app/MainToolBar.h"
 #include "app/MainWindowController.h"
+#include "app/PreferencesDialog.h"
+#include "app/RedactCommand.h"
 #include "app/StatusItem.h"
 #include "capture/Capture.h"
 #include "capture/CaptureCommand.h"
@@ -19,6 +21,8 @@
 #include "platform/Platform.h"
 #include "platform/browser/SessionClickMonitor.h"
 #include "recorder/Recorder.h"
+#include "redact/Redactor.h"
+#include "redact/StepScreening.h"
 
 #include <QCoreApplication>
 #include <QFutureWatcher>
@@ -28,11 +32,25 @@
 
 namespace trovix {
 
+namespace {
+
+// Every new step, whichever way it comes, is searched for secrets on a worker thread and joins the
+// guide (and so the working copy, a save, the clipboard or an export) only with them covered.
+void screenNewSteps(Guide& guide) {
+    SecretDetector::Read read = RedactCommand::systemReader();
+    if (!read)
+        return; // without text recognition there is nothing to read secrets from
+    guide.setIntake(StepScreening::intake(std::move(read), [] { return RedactionOptions::current(); }));
+}
+
+} // namespace
+
 AppDelegate::AppDelegate(QObject* parent)
     : QObject(parent)
     , m_guide(GuideStore::load())
     , m_documents(*m_guide, m_recents)
     , m_selector(std::make_unique<RegionSelector>()) {
+    screenNewSteps(*m_guide);
     QPointer<AppDelegate> self(this);
     m_capture = std::make_unique<CaptureCommand>(
         *m_guide, *m_selector,
@@ -251,11 +269,18 @@ void AppDelegate::annotate(const QUuid& stepId) {
     // meanwhile, and replaces only the annotations and the picture, so title and note edits made
     // while it was open stay.
     QPointer<AppDelegate> self(this);
-    new EditorController(step->base, step->scale, step->annotations, step->title,
-                         [self, stepId](const QList<Annotation>& annotations) {
-                             if (self)
-                                 self->m_guide->replaceAnnotations(stepId, annotations);
-                         });
+    auto* editor = new EditorController(step->base, step->scale, step->annotations, step->title,
+                                        [self, stepId](const QList<Annotation>& annotations) {
+                                            if (self)
+                                                self->m_guide->replaceAnnotations(stepId, annotations);
+                                        });
+    editor->setRedactions(step->redactions, Redactor::canUncover(*step) ? step->original : Image(),
+                          [self, stepId](const QList<Redaction>& uncovered, const QList<QRectF>& added) {
+                              if (self)
+                                  self->m_guide->replacePicture(stepId, [&](Step& step) {
+                                      step = Redactor::changed(step, uncovered, added);
+                                  });
+                          });
 }
 
 void AppDelegate::showLibrary() {
@@ -303,6 +328,14 @@ void AppDelegate::runCommand(const QString& command) {
         showLibrary();
 }
 
+void AppDelegate::redactSecretsAction() {
+    m_redact.redactGuide(*m_guide, m_mainWindow ? m_mainWindow->window() : nullptr);
+}
+
+void AppDelegate::preferencesAction() {
+    PreferencesDialog::show(m_mainWindow ? m_mainWindow->window() : nullptr);
+}
+
 void AppDelegate::libraryAction() {
     showLibrary();
 }
@@ -329,6 +362,8 @@ void AppDelegate::applicationWillTerminate() {
     // A library scan still waiting for a slow disk is given up; main() does not wait for its threads.
     if (m_libraryWindow)
         m_libraryWindow->model().cancelScans();
+    // Steps still being searched for secrets join the guide before it is written for the last time.
+    m_guide->settlePending();
     // Written last, after everything that may still change the guide has stopped.
     m_guide->writeWorkingCopy();
 }

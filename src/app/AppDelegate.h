@@ -4,6 +4,7 @@
 #include "app/ExportCommand.h"
 #include "app/MainActions.h"
 #include "app/RecentDocuments.h"
+#include "app/RedactCommand.h"
 
 #include <QObject>
 #include <QStringList>
@@ -75,6 +76,10 @@ public Q_SLOTS:
     void showAction();
     void libraryAction();
     void quitAction();
+    // Searches every step of the open guide for secrets and covers them.
+    void redactSecretsAction();
+    // The preferences window (what is redacted on new steps).
+    void preferencesAction();
 
 private:
     void showRecordingUnavailable(QWidget* parent, const QString& reason);
@@ -84,6 +89,7 @@ private:
     RecentDocuments m_recents;
     DocumentCommands m_documents;
     ExportCommand m_export;
+    RedactCommand m_redact;
     std::unique_ptr<MainWindowController> m_mainWindow;
     std::unique_ptr<RegionSelector> m_selector; // made at construction, reused for every capture
     std::unique_ptr<CaptureCommand> m_capture;

@@ -1,5 +1,7 @@
 #include "app/ExportCommand.h"
 
+#include "redact/StepScreening.h"
+
 #include "document/Error.h"
 #include "document/Guide.h"
 #include "platform/Dialogs.h"
@@ -164,7 +166,7 @@ void ExportCommand::exportGuide(const Guide& guide, ExportFormat format, QWidget
         window);
     m_running = false;
     if (outcome.result)
-        reportExport(outcome.result->path, outcome.result->bytes, window);
+        reportExport(outcome.result->path, outcome.result->bytes, window, StepScreening::count(steps));
     else
         showError(outcome.error, window);
 }
@@ -193,7 +195,7 @@ void ExportCommand::exportMarkdown(const Guide& guide, ExportQuality quality, QW
         window);
     m_running = false;
     if (outcome.result)
-        reportExport(outcome.result->path, outcome.result->bytes, window);
+        reportExport(outcome.result->path, outcome.result->bytes, window, StepScreening::count(steps));
     else
         showError(outcome.error, window);
 }
@@ -215,11 +217,14 @@ QString ExportCommand::sizeText(qint64 bytes) {
                                                QLocale::DataSizeSIFormat);
 }
 
-void ExportCommand::reportExport(const QString& path, qint64 bytes, QWidget* window) {
+void ExportCommand::reportExport(const QString& path, qint64 bytes, QWidget* window, int covered) {
     const qint64 total = bytes > 0 ? bytes : sizeOnDisk(path);
     Dialogs::Alert alert;
     alert.message = tr("Exported “%1”").arg(QFileInfo(path).fileName());
     alert.informativeText = tr("%1 · %2 image quality").arg(sizeText(total), title(currentExportQuality()));
+    if (covered > 0)
+        alert.informativeText +=
+            u'\n' + (covered == 1 ? tr("1 region redacted") : tr("%1 regions redacted").arg(covered));
     alert.buttons = {tr("Show in File Manager"), tr("Done")};
     alert.style = Dialogs::Style::informational;
     alert.cancelButton = 1;

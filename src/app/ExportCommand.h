@@ -31,8 +31,9 @@ public:
     void exportGuide(const Guide& guide, ExportFormat format, QWidget* window);
     void exportMarkdown(const Guide& guide, ExportQuality quality, QWidget* window);
     // Tells the user what was written at `path`; `bytes` is the size written (when 0, the size of
-    // everything at `path` is counted).
-    void reportExport(const QString& path, qint64 bytes, QWidget* window);
+    // everything at `path` is counted), and `covered` how many regions of the pictures were covered
+    // to hide secrets.
+    void reportExport(const QString& path, qint64 bytes, QWidget* window, int covered = 0);
 
     // The size of a file, or of every file below a folder.
     static qint64 sizeOnDisk(const QString& path);

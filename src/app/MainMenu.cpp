@@ -43,6 +43,9 @@ MainMenu::MainMenu(QMenuBar* bar, AppDelegate& app, RecentDocuments& recents)
 
     QMenu* trovix = bar->addMenu(QStringLiteral("Trovix"));
     add(trovix, tr("Hide Trovix"), QKeySequence(QStringLiteral("Ctrl+H")), this, &hideApplication);
+    QAction* preferences = add(trovix, tr("Preferences…"), QKeySequence(QStringLiteral("Ctrl+,")), a,
+                               [a] { a->preferencesAction(); });
+    preferences->setMenuRole(QAction::PreferencesRole);
     trovix->addSeparator();
     QAction* quit =
         add(trovix, tr("Quit Trovix"), QKeySequence(QStringLiteral("Ctrl+Q")), a, [a] { a->quitAction(); });
@@ -77,6 +80,8 @@ MainMenu::MainMenu(QMenuBar* bar, AppDelegate& app, RecentDocuments& recents)
     add(edit, tr("Paste"), QKeySequence(QStringLiteral("Ctrl+V")), this, [] { editFocused("paste"); });
     add(edit, tr("Select All"), QKeySequence(QStringLiteral("Ctrl+A")), this,
         [] { editFocused("selectAll"); });
+    edit->addSeparator();
+    add(edit, tr("Redact Secrets…"), QKeySequence(), a, [a] { a->redactSecretsAction(); });
 
     m_window = bar->addMenu(tr("Window"));
     add(m_window, tr("Minimize"), QKeySequence(QStringLiteral("Ctrl+M")), this, [] {

@@ -82,7 +82,7 @@ void CaptureCommand::fail(const Error& error) {
 
 void CaptureCommand::complete(std::optional<Shot> shot) {
     if (shot) {
-        const QString title = tr("Step %1").arg(m_guide.steps().size() + 1);
+        const QString title = tr("Step %1").arg(m_guide.steps().size() + m_guide.pendingCount() + 1);
         m_guide.append(Step::make(shot->image, shot->scale, title));
         playShutter();
     }

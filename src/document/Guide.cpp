@@ -75,11 +75,59 @@ bool Guide::updateStep(const QUuid& id, const std::function<void(Step&)>& change
     return true;
 }
 
+QUuid Guide::replacePicture(const QUuid& id, const std::function<void(Step&)>& change) {
+    const int i = indexOf(id);
+    if (i < 0)
+        return {};
+    QList<Step> steps = m_steps;
+    change(steps[i]);
+    if (!steps[i].base.sameAs(m_steps[i].base))
+        steps[i].id = QUuid::createUuid();
+    const QUuid now = steps[i].id;
+    const bool selected = m_selection == id;
+    setSteps(steps);
+    if (selected && now != id)
+        setSelection(now);
+    return now;
+}
+
 bool Guide::replaceAnnotations(const QUuid& id, const QList<Annotation>& annotations) {
     return updateStep(id, [&](Step& step) { step.setAnnotations(annotations); });
 }
 
 void Guide::append(const Step& step) {
+    if (!m_intake) {
+        appendNow(step);
+        return;
+    }
+    QFuture<Step> screened = m_intake(step);
+    m_pending.append({step, screened});
+    // A continuation rather than a watcher: it also runs when the future is already finished.
+    screened.then(this, [this](const Step&) { admitFinished(); })
+        .onFailed(this, [this] { admitFinished(); })
+        .onCanceled(this, [this] { admitFinished(); });
+}
+
+void Guide::admitFinished() {
+    while (!m_pending.isEmpty() && m_pending.first().second.isFinished()) {
+        auto [given, screened] = m_pending.takeFirst();
+        Step step = given;
+        try {
+            if (!screened.isCanceled() && screened.resultCount() > 0)
+                step = screened.result();
+        } catch (...) {
+        }
+        appendNow(step);
+    }
+}
+
+void Guide::settlePending() {
+    for (auto& pending : m_pending)
+        pending.second.waitForFinished();
+    admitFinished();
+}
+
+void Guide::appendNow(const Step& step) {
     QList<Step> steps = m_steps;
     steps.append(step);
     setSteps(steps);

@@ -2,6 +2,7 @@
 
 #include "document/Step.h"
 
+#include <QFuture>
 #include <QList>
 #include <QObject>
 #include <QString>
@@ -54,11 +55,27 @@ public:
     int indexOf(const QUuid& id) const;
     // Changes the first step with this id in one assignment to `steps`; false when there is none.
     bool updateStep(const QUuid& id, const std::function<void(Step&)>& change);
+    // Changes the picture of the first step with this id (and whatever else `change` does) in one
+    // assignment to `steps`. A step whose base changed gets a new id, and the selection follows it:
+    // a guide folder keeps each step's picture under its id and never writes it again. Answers the
+    // step's id afterwards, or a null id when there is no such step.
+    QUuid replacePicture(const QUuid& id, const std::function<void(Step&)>& change);
     // Replaces a step's annotations (and its rendered picture) in one assignment to `steps`.
     bool replaceAnnotations(const QUuid& id, const QList<Annotation>& annotations);
 
-    // Appends the step, then selects it (two assignments).
+    // Appends the step, then selects it (two assignments). With an intake set, the step first goes
+    // through it, and is appended once the intake is done with it, in the order appended.
     void append(const Step& step);
+
+    // What every new step goes through before it joins the guide, for work that must be done before
+    // any write of the step: it may change the step (never its id). The future may finish on any
+    // thread; a failed or cancelled one lets the step in as it was given.
+    using Intake = std::function<QFuture<Step>(const Step&)>;
+    void setIntake(Intake intake) { m_intake = std::move(intake); }
+    // Steps handed to append() that are still in the intake.
+    int pendingCount() const { return int(m_pending.size()); }
+    // Waits for every step in the intake and appends it: before quitting, so none is lost.
+    void settlePending();
     // Replaces title, steps (selecting the first), and file URL without touching isDirty.
     void replaceContents(const QString& title, const QList<Step>& steps, const QUrl& fileURL);
     // Empties the document, marks it clean and writes the working copy at once.
@@ -88,6 +105,8 @@ Q_SIGNALS:
 
 private:
     void markDirty();
+    void appendNow(const Step& step);
+    void admitFinished();
 
     QString m_title = untitledTitle();
     QList<Step> m_steps;
@@ -97,6 +116,8 @@ private:
     bool m_isDirty = false;
     bool m_suppressDirty = false;
     QTimer m_autosave;
+    Intake m_intake;
+    QList<std::pair<Step, QFuture<Step>>> m_pending;
 };
 
 } // namespace trovix

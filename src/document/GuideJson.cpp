@@ -229,6 +229,12 @@ QString annotationWhere(qsizetype step, qsizetype index) {
         .arg(step + 1);
 }
 
+QString redactionWhere(qsizetype step, qsizetype index) {
+    return QCoreApplication::translate("trovix::GuideJson", "covered region %1 of step %2")
+        .arg(index + 1)
+        .arg(step + 1);
+}
+
 } // namespace
 
 QByteArray encode(const GuideRecord& record, const QString& path) {
@@ -282,7 +288,30 @@ QByteArray encode(const GuideRecord& record, const QString& path) {
             w.integer(annotation.number);
             w.out += '}';
         }
-        w.out += "]}";
+        w.out += ']';
+        if (!step.redactions.isEmpty()) {
+            w.out += ',';
+            w.key("redactions");
+            w.out += '[';
+            for (qsizetype r = 0; r < step.redactions.size(); ++r) {
+                const Redaction& region = step.redactions[r];
+                const QString where = redactionWhere(s, r);
+                if (r > 0)
+                    w.out += ',';
+                w.out += '{';
+                w.key("kind");
+                w.string(secretKindName(region.kind));
+                w.out += ',';
+                w.key("p1");
+                w.point(region.rect.topLeft(), where);
+                w.out += ',';
+                w.key("p2");
+                w.point(region.rect.bottomRight(), where);
+                w.out += '}';
+            }
+            w.out += ']';
+        }
+        w.out += '}';
     }
     w.out += ']';
     if (record.sourcePath) {
@@ -344,6 +373,27 @@ GuideRecord decode(const QByteArray& json, const QString& path) {
             annotation.text = r.string(item, "text", at);
             annotation.number = r.integer(item, "number", at);
             step.annotations.append(annotation);
+        }
+        if (object.contains(QLatin1String("redactions"))) {
+            const QJsonArray regions = r.array(object, "redactions", where);
+            for (qsizetype i = 0; i < regions.size(); ++i) {
+                const QString at = redactionWhere(s, i);
+                if (!regions[i].isObject())
+                    r.fail(QCoreApplication::translate("trovix::GuideJson", "%1 isn’t an object").arg(at));
+                const QJsonObject item = regions[i].toObject();
+                const QString name = r.string(item, "kind", at);
+                const std::optional<SecretKind> kind = secretKindFromName(name);
+                if (!kind)
+                    r.fail(QCoreApplication::translate("trovix::GuideJson",
+                                                       "“kind” of %1 is “%2”, not a known kind")
+                               .arg(at, name));
+                const QRectF rect(r.point(item, "p1", at), r.point(item, "p2", at));
+                if (!std::isfinite(rect.x()) || !std::isfinite(rect.y()) || !std::isfinite(rect.width()) ||
+                    !std::isfinite(rect.height()))
+                    r.fail(QCoreApplication::translate("trovix::GuideJson", "%1 isn’t a finite rectangle")
+                               .arg(at));
+                step.redactions.append(Redaction{*kind, rect.normalized()});
+            }
         }
         record.steps.append(step);
     }

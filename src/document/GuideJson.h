@@ -1,6 +1,7 @@
 #pragma once
 
 #include "document/Annotation.h"
+#include "document/Redaction.h"
 
 #include <QByteArray>
 #include <QList>
@@ -18,6 +19,8 @@ struct StepRecord {
     QString note;
     double scale = 1;
     QList<Annotation> annotations;
+    // Written only when there are any, so a guide without covered regions reads as before.
+    QList<Redaction> redactions = {};
 };
 
 // The content of "guide.json".

@@ -176,7 +176,8 @@ void writeSnapshot(const Snapshot& s, const QString& folder) {
     record.dirty = s.dirty;
     record.steps.reserve(s.steps.size());
     for (const Step& step : s.steps)
-        record.steps.append(StepRecord{step.id, step.title, step.note, step.scale, step.annotations});
+        record.steps.append(
+            StepRecord{step.id, step.title, step.note, step.scale, step.annotations, step.redactions});
     const QString jsonPath = inFolder(folder, guideFile);
     const QByteArray json = GuideJson::encode(record, jsonPath);
     if (const int error =
@@ -406,6 +407,7 @@ LoadedGuide GuideStore::read(const QString& folder) {
         loaded.steps.append(Step::restore(r.id, r.title, r.note,
                                           Image::fromPng(std::move(file.bytes), file.check.size), r.scale,
                                           r.annotations));
+        loaded.steps.last().redactions = r.redactions;
     }
     return loaded;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "document/Annotation.h"
+#include "document/Redaction.h"
 #include "render/Image.h"
 
 #include <QList>
@@ -25,6 +26,11 @@ struct Step {
     double scale = 1;
     QList<Annotation> annotations;
     Image rendered;
+    // Regions of `base` covered because they showed a secret; the base already has them filled.
+    QList<Redaction> redactions;
+    // The screenshot before those regions were filled. Kept in memory only and never written, so a
+    // covered region can be uncovered again during the run that covered it; null after that.
+    Image original;
 
     // A new step with a random id; rendered from base and annotations.
     static Step make(const Image& base, double scale, const QString& title,

@@ -1,6 +1,7 @@
 #include "editor/EditorController.h"
 
 #include "editor/CanvasView.h"
+#include "editor/RedactionOverlay.h"
 #include "platform/Dialogs.h"
 #include "render/ImageCodec.h"
 #include "render/Renderer.h"
@@ -11,6 +12,7 @@
 #include <QCloseEvent>
 #include <QFileInfo>
 #include <QHBoxLayout>
+#include <QLabel>
 #include <QMimeData>
 #include <QPushButton>
 #include <QSaveFile>
@@ -119,7 +121,7 @@ QPushButton* EditorController::button(const QString& title, void (EditorControll
 void EditorController::buildUI() {
     // The tool selector: one segment per tool, exactly one selected.
     auto* segments = new QWidget;
-    auto* segmentsLayout = new QHBoxLayout(segments);
+    auto* segmentsLayout = m_segments = new QHBoxLayout(segments);
     segmentsLayout->setContentsMargins(0, 0, 0, 0);
     segmentsLayout->setSpacing(0);
     m_tools = new QButtonGroup(this);
@@ -142,6 +144,10 @@ void EditorController::buildUI() {
     bar->setSpacing(8);
     bar->addWidget(segments);
     bar->addWidget(button(tr("Undo"), &EditorController::undo));
+    m_redactionNote = new QLabel;
+    m_redactionNote->setObjectName(QStringLiteral("redactionNote"));
+    m_redactionNote->hide();
+    bar->addWidget(m_redactionNote, 1);
     bar->addStretch(1);
     bar->addWidget(button(tr("Copy"), &EditorController::copyImage));
     bar->addWidget(button(tr("Save…"), &EditorController::save));
@@ -178,12 +184,51 @@ void EditorController::buildUI() {
 }
 
 void EditorController::toolChanged(int segment) {
+    if (m_redactions)
+        m_redactions->setActive(segment == redactSegment());
     if (segment >= 0 && segment < toolKinds().size())
         m_canvas->setKind(toolKinds()[segment]);
 }
 
 void EditorController::undo() {
+    // With the Redact tool, Undo takes back its own changes first.
+    if (m_redactions && m_redactions->isActive() && m_redactions->undo())
+        return;
     m_canvas->undo();
+}
+
+int EditorController::redactSegment() {
+    return int(toolKinds().size());
+}
+
+void EditorController::setRedactions(const QList<Redaction>& regions, const Image& original,
+                                     RedactDone onDone) {
+    if (m_redactions)
+        return;
+    m_onRedactDone = std::move(onDone);
+    m_redactions = new RedactionOverlay(regions, original, m_canvas->scale(), m_canvas);
+    auto* segment = new QToolButton;
+    segment->setText(tr("Redact"));
+    segment->setToolTip(tr("Drag a box to cover it with a solid colour when you click Done"));
+    segment->setCheckable(true);
+    segment->setFocusPolicy(Qt::TabFocus);
+    m_tools->addButton(segment, redactSegment());
+    m_segments->addWidget(segment);
+    if (regions.isEmpty())
+        return;
+    const int count = int(regions.size());
+    if (m_redactions->canUncover())
+        m_redactionNote->setText(
+            count == 1 ? tr("1 region redacted. Click it with Redact to uncover it.")
+                       : tr("%1 regions redacted. Click one with Redact to uncover it.").arg(count));
+    else
+        m_redactionNote->setText(
+            count == 1
+                ? tr("1 region redacted. Redaction is final: the original picture is no longer kept.")
+                : tr("%1 regions redacted. Redaction is final: the original picture is no longer kept.")
+                      .arg(count));
+    m_redactionNote->setWordWrap(true);
+    m_redactionNote->show();
 }
 
 void EditorController::copyImage() {
@@ -234,6 +279,9 @@ void EditorController::save() {
 void EditorController::done() {
     if (m_onDone)
         m_onDone(m_canvas->annotations());
+    if (m_onRedactDone && m_redactions &&
+        (!m_redactions->uncovered().isEmpty() || !m_redactions->added().isEmpty()))
+        m_onRedactDone(m_redactions->uncovered(), m_redactions->added());
     m_window->close();
 }
 

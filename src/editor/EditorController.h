@@ -1,6 +1,7 @@
 #pragma once
 
 #include "document/Annotation.h"
+#include "document/Redaction.h"
 #include "render/Image.h"
 
 #include <QList>
@@ -11,6 +12,8 @@
 #include <memory>
 
 class QButtonGroup;
+class QHBoxLayout;
+class QLabel;
 class QPushButton;
 class QScrollArea;
 class QWidget;
@@ -18,6 +21,7 @@ class QWidget;
 namespace trovix {
 
 class CanvasView;
+class RedactionOverlay;
 
 // One annotation editor window: a tool bar over a scrolling canvas showing one step's screenshot.
 // Done hands the edited list to the callback and closes; closing the window any other way discards
@@ -35,6 +39,15 @@ public:
     EditorController(const Image& base, double scale, const QList<Annotation>& annotations,
                      const QString& title, DoneCallback onDone = {});
     ~EditorController() override;
+
+    // What Done does with the covered regions: the regions uncovered and the boxes covered.
+    using RedactDone = std::function<void(const QList<Redaction>& uncovered, const QList<QRectF>& added)>;
+    // Shows the step's covered regions and adds the Redact tool. `original` is the picture before
+    // they were covered, or null when they are final. Done calls onDone after the annotations' callback.
+    void setRedactions(const QList<Redaction>& regions, const Image& original, RedactDone onDone);
+    RedactionOverlay* redactions() const { return m_redactions; }
+    // The Redact tool's segment in tools(), after the annotation tools.
+    static int redactSegment();
 
     // Every editor whose window is open, oldest first.
     static const QList<EditorController*>& openEditors();
@@ -75,7 +88,11 @@ private:
     CanvasView* m_canvas = nullptr;
     QScrollArea* m_scroll = nullptr;
     QButtonGroup* m_tools = nullptr;
+    QHBoxLayout* m_segments = nullptr;
+    QLabel* m_redactionNote = nullptr;
+    RedactionOverlay* m_redactions = nullptr;
     DoneCallback m_onDone;
+    RedactDone m_onRedactDone;
 };
 
 } // namespace trovix

@@ -33,6 +33,7 @@ struct Fixture {
         guide().setTitle(QStringLiteral("Demo"));
         guide().append(Step::make(Image(flat(320, 200)), 1, QStringLiteral("One")));
         guide().append(Step::make(Image(flat(320, 200)), 1, QStringLiteral("Two")));
+        guide().settlePending(); // new steps are searched for secrets before they join
     }
 };
 

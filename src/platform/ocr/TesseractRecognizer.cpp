@@ -119,7 +119,7 @@ ScreenWord withoutMarks(const ScreenWord& word, const QList<ScreenWord>& symbols
 
 } // namespace
 
-std::unique_ptr<TesseractRecognizer> TesseractRecognizer::create(const QLocale& locale) {
+std::unique_ptr<TesseractRecognizer> TesseractRecognizer::create(const QLocale& locale, Layout layout) {
     std::shared_ptr<const Library> library = Library::open();
     if (!library)
         return nullptr;
@@ -130,18 +130,19 @@ std::unique_ptr<TesseractRecognizer> TesseractRecognizer::create(const QLocale& 
             continue;
         for (const QString& directory : dataDirectories()) {
             if (QFileInfo(directory + QLatin1Char('/') + language + QStringLiteral(".traineddata")).isFile())
-                return std::unique_ptr<TesseractRecognizer>(
-                    new TesseractRecognizer(std::move(library), QDir::cleanPath(directory), language));
+                return std::unique_ptr<TesseractRecognizer>(new TesseractRecognizer(
+                    std::move(library), QDir::cleanPath(directory), language, layout));
         }
     }
     return nullptr;
 }
 
 TesseractRecognizer::TesseractRecognizer(std::shared_ptr<const Library> library, QString dataPath,
-                                         QString language)
+                                         QString language, Layout layout)
     : m_library(std::move(library))
     , m_dataPath(std::move(dataPath))
-    , m_language(std::move(language)) {}
+    , m_language(std::move(language))
+    , m_layout(layout) {}
 
 TesseractRecognizer::~TesseractRecognizer() {
     if (m_api) {
@@ -170,7 +171,10 @@ bool TesseractRecognizer::loadLocked() {
     }
     // Its notes ("Estimating resolution as …") are of no use to a user.
     tess.setVariable(api, "debug_file", "/dev/null");
-    tess.setPageSegMode(api, tesseract::PSM_SINGLE_LINE);
+    // A screen's text is scattered over it in short runs; sparse-text segmentation finds them all
+    // where page layout analysis would merge columns or drop lone words.
+    tess.setPageSegMode(api,
+                        m_layout == Layout::page ? tesseract::PSM_SPARSE_TEXT : tesseract::PSM_SINGLE_LINE);
     // Local (Sauvola) thresholds: with one threshold for the whole band, a dark panel beside the
     // control makes grey text, such as a disabled label, vanish into the background.
     tess.setVariable(api, "thresholding_method", "2");

@@ -16,9 +16,13 @@ namespace trovix {
 // Callable from any thread; recognitions run one at a time.
 class TesseractRecognizer : public TextRecognizer {
 public:
+    // What a picture holds: about one line of text (a control's label), or a whole screen of it.
+    enum class Layout { line, page };
+
     // A recogniser for the locale's language where its data is installed, else English; null when
     // Tesseract or both kinds of data are missing.
-    static std::unique_ptr<TesseractRecognizer> create(const QLocale& locale = QLocale::system());
+    static std::unique_ptr<TesseractRecognizer> create(const QLocale& locale = QLocale::system(),
+                                                       Layout layout = Layout::line);
     ~TesseractRecognizer() override;
 
     // The language data in use ("eng", "deu").
@@ -30,12 +34,14 @@ public:
 
 private:
     struct Library;
-    TesseractRecognizer(std::shared_ptr<const Library> library, QString dataPath, QString language);
+    TesseractRecognizer(std::shared_ptr<const Library> library, QString dataPath, QString language,
+                        Layout layout);
     bool loadLocked();
 
     std::shared_ptr<const Library> m_library;
     QString m_dataPath;
     QString m_language;
+    Layout m_layout = Layout::line;
     std::mutex m_mutex;
     void* m_api = nullptr; // the engine, once loaded
     bool m_failed = false;
