@@ -97,19 +97,6 @@ private Q_SLOTS:
                  Renderer::render(loaded.steps[0].base.pixels(), first, loaded.steps[0].scale));
     }
 
-    void write_reportsWhatCouldNotBeWritten() {
-        Guide guide;
-        guide.append(makeStep(1, "one"));
-        writeFile(folder("plain-file"), "not a folder");
-        try {
-            GuideStore::write(guide, folder("plain-file/Guide.trovix"), false);
-            QFAIL("wrote into a file");
-        } catch (const Error& error) {
-            QCOMPARE(error.code(), Error::Code::io);
-            QVERIFY2(error.message().contains("“Guide.trovix”"), qPrintable(error.message()));
-        }
-    }
-
     void read_rejectsMalformedRecords() {
         const QString target = folder("Malformed.trovix");
         Guide guide;

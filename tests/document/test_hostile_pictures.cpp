@@ -233,19 +233,16 @@ private Q_SLOTS:
         }
     }
 
-    void encode_roundTripsExactlyAndOthersCanRead() {
-        const QImage opaque = detailed(300, 170);
-        QByteArray png = ImageCodec::encodePng(opaque);
-        QCOMPARE(colourType(png), 2); // opaque pictures are stored without alpha
-        QCOMPARE(ImageCodec::checkPng(png).size, QSize(300, 170));
-        QCOMPARE(ImageCodec::decode(png), opaque);
-        QCOMPARE(QImage::fromData(png).convertToFormat(QImage::Format_ARGB32_Premultiplied), opaque);
-
-        // The pixel density travels with the picture (the editor's clipboard copy relies on it).
-        QImage dense = detailed(8, 8);
+    // Opaque pictures are stored without alpha and keep their pixel density (the editor's clipboard
+    // copy relies on it); Qt reading them back is the fast decoder's test.
+    void encode_roundTripsExactlyWithoutAlpha() {
+        QImage dense = detailed(300, 170);
         dense.setDotsPerMeterX(5669);
         dense.setDotsPerMeterY(5669);
-        QCOMPARE(ImageCodec::decode(ImageCodec::encodePng(dense)).dotsPerMeterX(), 5669);
+        const QByteArray png = ImageCodec::encodePng(dense);
+        QCOMPARE(colourType(png), 2);
+        QCOMPARE(ImageCodec::decode(png), dense);
+        QCOMPARE(ImageCodec::decode(png).dotsPerMeterX(), 5669);
     }
 
     void decode_readsEveryKindOfPng() {

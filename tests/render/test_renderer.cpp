@@ -122,22 +122,6 @@ private Q_SLOTS:
         QCOMPARE(redBounds(out), QRect(17, 17, 66, 66)); // (10 - 1.5)·2 … (40 + 1.5)·2
     }
 
-    void arrow_shaftAndHeadGeometry() {
-        // At scale 4: the tail's round cap, the 4-point shaft, and a head 18 points long reaching π/7
-        // either side of the shaft, its tip exactly at p2.
-        const QImage out = Renderer::render(testing::flat(1200, 800, Qt::white),
-                                            {mark(Kind::arrow, {100, 100}, {200, 100})}, 4);
-        const QRect bounds = redBounds(out);
-        QCOMPARE(bounds.left(), 392);                  // 98 points: 2 points of round cap
-        QVERIFY(std::abs(bounds.right() - 799) <= 1);  // the tip at 200
-        QVERIFY(std::abs(bounds.top() - 369) <= 1);    // 92.19 · 4
-        QVERIFY(std::abs(bounds.bottom() - 430) <= 1); // 107.81 · 4
-        const QRect behindBase = redBounds(out, QRect(733, 0, 1, 800));
-        const QRect pastBase = redBounds(out, QRect(737, 0, 1, 800));
-        QCOMPARE(behindBase, QRect(733, 392, 1, 16)); // only the 4-point shaft
-        QVERIFY(pastBase.height() > 55);              // the head's full width
-    }
-
     void arrow_shortArrowsDrawNothingUpToTwoPoints() {
         const QImage base = testing::flat(100, 100, Qt::white);
         for (QPointF tip : {QPointF(50, 50), QPointF(48.59, 51.41)})
@@ -248,9 +232,6 @@ private Q_SLOTS:
             QVERIFY2(std::abs(centre.x() - 100) < 1.5 && std::abs(centre.y() - 50) < 1.5,
                      qPrintable(QStringLiteral("%1, %2").arg(centre.x()).arg(centre.y())));
             QCOMPARE(label.left() < disc.left(), overhangs);
-            // Bold 14-point digits: about 10 pixels tall whatever the DPI.
-            QVERIFY2(label.height() >= 8 && label.height() <= 13,
-                     qPrintable(QString::number(label.height())));
         }
     }
 
