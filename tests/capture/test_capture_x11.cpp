@@ -240,16 +240,6 @@ private Q_SLOTS:
         QTRY_COMPARE(screenNow().pixel(300, 300), qRgb(255, 0, 255));
     }
 
-    // The selector's geometry: points to whole pixels at the picture's own scale.
-    void rectangle_spansEitherDragDirection_andCountsAboveThreePoints() {
-        QCOMPARE(SelectionView::rectBetween({110, 60}, {10, 10}), QRectF(10, 10, 100, 50));
-        QCOMPARE(SelectionView::rectBetween({-5, 20}, {5, 10}), QRectF(-5, 10, 10, 10));
-        QVERIFY(SelectionView::isLargeEnough(QRectF(0, 0, 4, 4)));
-        QVERIFY(!SelectionView::isLargeEnough(QRectF(0, 0, 3, 100)));
-        QVERIFY(!SelectionView::isLargeEnough(QRectF(0, 0, 100, 3)));
-        QVERIFY(SelectionView::isLargeEnough(QRectF(0, 0, 3.01, 3.01)));
-    }
-
     void crop_takesItsScaleFromTheImage_andWidensToWholePixels() {
         // 2880 pixels over a 1440-point frame is 2, whatever ratio the screen claims.
         const QImage image = gradient(QSize(2880, 1800));
