@@ -16,7 +16,6 @@
 #include "library/Library.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QImage>
@@ -87,26 +86,16 @@ class JourneyTest : public QObject {
     // The main window in front, its title settled to `title` (no edited mark when clean).
     bool mainWindowShows(const QString& title, bool dirty) {
         const QString expected = title + (dirty ? QStringLiteral("*") : QString()) + suffix;
-        QElapsedTimer timer;
-        timer.start();
-        while (timer.elapsed() < 15000) {
-            if (isViewable(m_window) && windowTitle(m_window) == expected)
-                return true;
-            QTest::qWait(100);
-        }
+        if (waitUntil([&] { return isViewable(m_window) && windowTitle(m_window) == expected; }, 15000))
+            return true;
         qWarning("main window: viewable %d, title “%s”, expected “%s”", isViewable(m_window),
                  qPrintable(windowTitle(m_window)), qPrintable(expected));
         return false;
     }
 
     bool workingCopyLists(const QStringList& titles) {
-        QElapsedTimer timer;
-        timer.start();
-        while (timer.elapsed() < 15000) {
-            if (workingTitles() == titles)
-                return true;
-            QTest::qWait(100);
-        }
+        if (waitUntil([&] { return workingTitles() == titles; }, 15000))
+            return true;
         qWarning("working copy lists: %s", qPrintable(workingTitles().join(QStringLiteral(" | "))));
         return false;
     }
@@ -114,13 +103,9 @@ class JourneyTest : public QObject {
     // The screen rectangle of the step row showing this number and title, waiting for it.
     QRect row(int number, const QString& title) {
         const QString name = QStringLiteral("%1. %2").arg(number).arg(title);
-        QElapsedTimer timer;
-        timer.start();
-        while (timer.elapsed() < 10000) {
-            if (const auto found = findAccessible(m_app->pid(), [&](const QString& n) { return n == name; }))
-                return found->rect;
-            QTest::qWait(200);
-        }
+        const QRect found = findOnScreen(m_app->pid(), name);
+        if (!found.isEmpty())
+            return found;
         qWarning("no row “%s”; names: %s", qPrintable(name),
                  qPrintable(accessibleNames(m_app->pid()).join(QStringLiteral(" | "))));
         return {};
@@ -297,7 +282,8 @@ private Q_SLOTS:
             [] {
                 const QJsonArray steps =
                     readJson(GuideStore::workingDir() + "/guide.json").value("steps").toArray();
-                return steps.size() == 4 && steps.at(1).toObject().value("annotations").toArray().size() == 2 &&
+                return steps.size() == 4 &&
+                       steps.at(1).toObject().value("annotations").toArray().size() == 2 &&
                        steps.at(1).toObject().value("title").toString() == QLatin1String("Open the lid");
             }(),
             15000);
