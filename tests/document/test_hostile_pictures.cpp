@@ -86,14 +86,6 @@ QImage detailed(int w, int h, QImage::Format format = QImage::Format_ARGB32_Prem
     return image.convertToFormat(format);
 }
 
-QByteArray qtPng(const QImage& image) {
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    QImageWriter(&buffer, "png").write(image);
-    return bytes;
-}
-
 int colourType(const QByteArray& png) {
     return png.size() > 25 ? uchar(png[25]) : -1;
 }

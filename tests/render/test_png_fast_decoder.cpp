@@ -2,12 +2,10 @@
 #include "render/PngFastDecoder.h"
 
 #include "support/SyntheticScreenshot.h"
+#include "support/TestFiles.h"
 
-#include <QBuffer>
 #include <QTest>
 #include <QtEndian>
-
-#include <zlib.h>
 
 #include <cstdlib>
 
@@ -15,23 +13,6 @@ using namespace trovix;
 using namespace trovix::testing;
 
 namespace {
-
-QByteArray qtPng(const QImage& image) {
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return bytes;
-}
-
-void appendChunk(QByteArray& png, const char* type, const QByteArray& body) {
-    const QByteArray typed = QByteArray(type, 4) + body;
-    const quint32 length = qToBigEndian<quint32>(quint32(body.size()));
-    png += QByteArray(reinterpret_cast<const char*>(&length), 4) + typed;
-    const quint32 crc = qToBigEndian<quint32>(
-        quint32(crc32(0, reinterpret_cast<const Bytef*>(typed.constData()), uInt(typed.size()))));
-    png += QByteArray(reinterpret_cast<const char*>(&crc), 4);
-}
 
 // An RGBA PNG whose rows use the five filter types in turn (row y: type y % 5).
 QByteArray everyFilter(const QImage& source) {
@@ -56,10 +37,8 @@ QByteArray everyFilter(const QImage& source) {
     qToBigEndian<quint32>(quint32(image.height()), header.data() + 4);
     header[8] = 8;
     header[9] = 6;
-    appendChunk(png, "IHDR", header);
-    appendChunk(png, "IDAT", qCompress(raw).mid(4)); // qCompress puts the length before the zlib stream
-    appendChunk(png, "IEND", {});
-    return png;
+    // qCompress puts the length before the zlib stream.
+    return png + pngChunk("IHDR", header) + pngChunk("IDAT", qCompress(raw).mid(4)) + pngChunk("IEND", {});
 }
 
 QImage qtDecoded(const QByteArray& png) {
