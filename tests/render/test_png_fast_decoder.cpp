@@ -62,7 +62,7 @@ private Q_SLOTS:
         dense.setDotsPerMeterX(5669);
         dense.setDotsPerMeterY(5669);
         // Qt's encoder, ours, and every kind of row filter. RGB and RGBA, odd widths.
-        const QByteArray files[] = {qtPng(dense), qtPng(translucent), ImageCodec::encodePng(dense),
+        const QByteArray files[] = {encoded(dense), encoded(translucent), ImageCodec::encodePng(dense),
                                     ImageCodec::encodePng(translucent), everyFilter(translucent)};
         for (const QByteArray& png : files) {
             const std::optional<QImage> fast = PngFastDecoder::decode(png, 16384, 1 << 27);
@@ -79,7 +79,7 @@ private Q_SLOTS:
         QVERIFY(!PngFastDecoder::decode(damaged, 16384, 1 << 27));
         QVERIFY(!PngFastDecoder::decode(files[2].left(files[2].size() - 20), 16384, 1 << 27));
         QVERIFY(
-            !PngFastDecoder::decode(qtPng(dense.convertToFormat(QImage::Format_Indexed8)), 16384, 1 << 27));
+            !PngFastDecoder::decode(encoded(dense.convertToFormat(QImage::Format_Indexed8)), 16384, 1 << 27));
         QVERIFY(!PngFastDecoder::decode(files[2], 639, 1 << 27));
     }
 };

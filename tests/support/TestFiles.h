@@ -1,7 +1,7 @@
 #pragma once
 
 // Small helpers shared by the tests that work with files: reading and writing whole files, a picture
-// with detail everywhere, Qt's own PNG of a picture, and PNG chunks with correct checksums for building
+// with detail everywhere, Qt's own file of a picture, and PNG chunks with correct checksums for building
 // damaged files.
 
 #include <QBuffer>
@@ -65,12 +65,12 @@ inline int maxDifference(const QImage& a, const QImage& b, QRect area = {}) {
     return worst;
 }
 
-// The picture as Qt's own PNG writer stores it.
-inline QByteArray qtPng(const QImage& image) {
+// The picture as Qt's own writer stores it in `format`.
+inline QByteArray encoded(const QImage& image, const char* format = "PNG") {
     QByteArray bytes;
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
+    image.save(&buffer, format);
     return bytes;
 }
 
