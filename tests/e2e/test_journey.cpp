@@ -462,15 +462,13 @@ private Q_SLOTS:
         QVERIFY(html.open(QIODevice::ReadOnly));
         QCOMPARE(QString::fromUtf8(html.readAll()).count(QStringLiteral("data:image/jpeg;base64,")), 4);
 
-        // PDF, read back with poppler: the titles in order, a numbered footer on every page.
+        // PDF, read back with poppler: the titles in order and the document's title (layout and footers are
+        // the PDF export's test).
         const QString info = run(QStringLiteral("pdfinfo"), {m_out + "/Journey.pdf"});
         const QRegularExpressionMatch pages =
             QRegularExpression(QStringLiteral("Pages:\\s+(\\d+)")).match(info);
         QVERIFY2(pages.hasMatch(), qPrintable(info));
-        const int pageCount = pages.captured(1).toInt();
-        QVERIFY2(pageCount >= 2, qPrintable(info)); // four steps, three of them whole screens
-        QVERIFY2(info.contains(QRegularExpression(QStringLiteral("Page size:\\s+612 x 792"))),
-                 qPrintable(info));
+        QVERIFY2(pages.captured(1).toInt() >= 2, qPrintable(info)); // four steps, three of them whole screens
         QVERIFY2(info.contains(QRegularExpression(QStringLiteral("Title:\\s+Journey\\n"))), qPrintable(info));
         const QString text = run(QStringLiteral("pdftotext"), {m_out + "/Journey.pdf", QStringLiteral("-")});
         QVERIFY(text.startsWith(QStringLiteral("Journey")));
@@ -480,9 +478,6 @@ private Q_SLOTS:
             QVERIFY2(found >= at, qPrintable(title + "\n---\n" + text));
             at = found;
         }
-        for (int p = 1; p <= pageCount; ++p)
-            QVERIFY2(text.contains(QStringLiteral("Page %1").arg(p)), qPrintable(text));
-        QVERIFY(!text.contains(QStringLiteral("Page %1").arg(pageCount + 1)));
         // pdftoppm draws each page: the pictures are really there, not blank pages.
         QVERIFY(
             run(QStringLiteral("pdftoppm"), {QStringLiteral("-png"), QStringLiteral("-r"),
