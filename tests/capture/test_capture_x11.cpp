@@ -9,6 +9,7 @@
 #include "document/Guide.h"
 #include "support/FakeDialogs.h"
 #include "support/PatternWindow.h"
+#include "support/TestFiles.h"
 #include "support/Xdotool.h"
 
 #include <QApplication>
@@ -22,26 +23,6 @@ using namespace trovix;
 using namespace trovix::testing;
 
 namespace {
-
-// The first pixel where two pictures differ, for a readable failure.
-QString difference(const QImage& actual, const QImage& expected) {
-    if (actual.size() != expected.size())
-        return QStringLiteral("size %1×%2, expected %3×%4")
-            .arg(actual.width())
-            .arg(actual.height())
-            .arg(expected.width())
-            .arg(expected.height());
-    const QImage a = actual.convertToFormat(QImage::Format_RGB32);
-    for (int y = 0; y < a.height(); ++y)
-        for (int x = 0; x < a.width(); ++x)
-            if (a.pixel(x, y) != expected.pixel(x, y))
-                return QStringLiteral("pixel (%1, %2) is %3, expected %4")
-                    .arg(x)
-                    .arg(y)
-                    .arg(a.pixel(x, y) & 0xffffff, 6, 16, QLatin1Char('0'))
-                    .arg(expected.pixel(x, y) & 0xffffff, 6, 16, QLatin1Char('0'));
-    return {};
-}
 
 QRgb dimmed(QRgb c) {
     return qRgb(qRed(c) * 153 / 255, qGreen(c) * 153 / 255, qBlue(c) * 153 / 255);
@@ -144,7 +125,7 @@ private Q_SLOTS:
         // The frozen picture is the pattern everywhere: no main window, no window frame, no pointer.
         const QImage frozen = overlay->view()->image();
         QCOMPARE(frozen.size(), m_screen.size());
-        QCOMPARE(difference(frozen.copy(m_pictured), PatternWindow::expected(m_pictured)), QString());
+        QCOMPARE(maxDifference(frozen.copy(m_pictured), PatternWindow::expected(m_pictured)), 0);
 
         xdotool({QStringLiteral("mousemove"), QStringLiteral("10"), QStringLiteral("10"),
                  QStringLiteral("mousedown"), QStringLiteral("1"), QStringLiteral("mousemove"),
@@ -161,7 +142,7 @@ private Q_SLOTS:
         const Step& step = m_guide->steps()[0];
         QCOMPARE(step.title, QStringLiteral("Step 1"));
         QCOMPARE(step.scale, 1.0);
-        QCOMPARE(difference(step.base.pixels(), PatternWindow::expected(QRect(10, 10, 100, 50))), QString());
+        QCOMPARE(maxDifference(step.base.pixels(), PatternWindow::expected(QRect(10, 10, 100, 50))), 0);
         // Trovix was not the active application: its window stays out of the way.
         QVERIFY(!overlay->isVisible());
         QTRY_VERIFY(m_main->windowState() & Qt::WindowMinimized);
@@ -212,9 +193,9 @@ private Q_SLOTS:
         QTest::qWait(300);
         QCOMPARE(started.size(), 1);
         QCOMPARE(selecting.size(), 1);
-        QCOMPARE(difference(m_selector->windows().first()->view()->image().copy(m_pictured),
-                            PatternWindow::expected(m_pictured)),
-                 QString());
+        QCOMPARE(maxDifference(m_selector->windows().first()->view()->image().copy(m_pictured),
+                               PatternWindow::expected(m_pictured)),
+                 0);
 
         // Started while Trovix was active: its main window is back in front afterwards.
         xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
@@ -234,8 +215,7 @@ private Q_SLOTS:
         QSignalSpy done(&watcher, &QFutureWatcher<QImage>::finished);
         watcher.setFuture(Capture::display(QGuiApplication::primaryScreen()));
         QVERIFY(done.wait(5000));
-        QCOMPARE(difference(watcher.result().copy(m_pictured), PatternWindow::expected(m_pictured)),
-                 QString());
+        QCOMPARE(maxDifference(watcher.result().copy(m_pictured), PatternWindow::expected(m_pictured)), 0);
         QTRY_VERIFY(!(m_main->windowState() & Qt::WindowMinimized) && m_main->windowHandle()->isExposed());
         QTRY_COMPARE(screenNow().pixel(300, 300), qRgb(255, 0, 255));
     }
