@@ -114,8 +114,8 @@ private Q_SLOTS:
         QSignalSpy selecting(m_command.get(), &CaptureCommand::selecting);
         QSignalSpy finished(m_command.get(), &CaptureCommand::finished);
         // The pointer rests inside the region that will be chosen.
-        xdotool({QStringLiteral("mousemove"), QStringLiteral("60"), QStringLiteral("35")});
-        xdotool({QStringLiteral("key"), QStringLiteral("ctrl+alt+s")});
+        xdotool({"mousemove", "60", "35"});
+        xdotool({"key", "ctrl+alt+s"});
         QVERIFY(selecting.wait(5000));
         QCOMPARE(m_selector->windows().size(), 1);
         OverlayWindow* overlay = m_selector->windows().first();
@@ -127,14 +127,12 @@ private Q_SLOTS:
         QCOMPARE(frozen.size(), m_screen.size());
         QCOMPARE(maxDifference(frozen.copy(m_pictured), PatternWindow::expected(m_pictured)), 0);
 
-        xdotool({QStringLiteral("mousemove"), QStringLiteral("10"), QStringLiteral("10"),
-                 QStringLiteral("mousedown"), QStringLiteral("1"), QStringLiteral("mousemove"),
-                 QStringLiteral("60"), QStringLiteral("35"), QStringLiteral("mousemove"),
-                 QStringLiteral("110"), QStringLiteral("60")});
+        xdotool(
+            {"mousemove", "10", "10", "mousedown", "1", "mousemove", "60", "35", "mousemove", "110", "60"});
         // Mid-drag the overlay is what the screen shows: the region clear, the rest dimmed.
         QTRY_VERIFY(near(screenNow().pixel(50, 40), FakePlatform::patternColor(50, 40)));
         QTRY_VERIFY(near(screenNow().pixel(700, 500), dimmed(FakePlatform::patternColor(700, 500))));
-        xdotool({QStringLiteral("mouseup"), QStringLiteral("1")});
+        xdotool({"mouseup", "1"});
 
         QVERIFY(finished.size() == 1 || finished.wait(5000));
         QCOMPARE(finished[0][0].toBool(), true);
@@ -155,21 +153,18 @@ private Q_SLOTS:
     void smallDrag_isIgnored_andEscapeCancels() {
         QSignalSpy selecting(m_command.get(), &CaptureCommand::selecting);
         QSignalSpy finished(m_command.get(), &CaptureCommand::finished);
-        xdotool({QStringLiteral("key"), QStringLiteral("ctrl+alt+s")});
+        xdotool({"key", "ctrl+alt+s"});
         QVERIFY(selecting.wait(5000));
         OverlayWindow* overlay = m_selector->windows().first();
         QTRY_VERIFY(overlay->windowHandle()->isExposed());
-        xdotool({QStringLiteral("mousemove"), QStringLiteral("300"), QStringLiteral("300"),
-                 QStringLiteral("mousedown"), QStringLiteral("1"), QStringLiteral("mousemove"),
-                 QStringLiteral("303"), QStringLiteral("400"), QStringLiteral("mouseup"),
-                 QStringLiteral("1")});
+        xdotool({"mousemove", "300", "300", "mousedown", "1", "mousemove", "303", "400", "mouseup", "1"});
         QTest::qWait(200);
         QCOMPARE(finished.size(), 0);
         QVERIFY(overlay->isVisible());
         QVERIFY(!overlay->view()->selection());
 
         // Escape reaches the overlay through its keyboard grab, though another application was active.
-        xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
+        xdotool({"key", "Escape"});
         QVERIFY(finished.wait(5000));
         QCOMPARE(finished[0][0].toBool(), false);
         QCOMPARE(m_guide->steps().size(), 1);
@@ -186,8 +181,7 @@ private Q_SLOTS:
         QSignalSpy selecting(m_command.get(), &CaptureCommand::selecting);
         QSignalSpy finished(m_command.get(), &CaptureCommand::finished);
         const int presses = m_presses;
-        xdotool({QStringLiteral("key"), QStringLiteral("--delay"), QStringLiteral("5"),
-                 QStringLiteral("ctrl+alt+s"), QStringLiteral("ctrl+alt+s")});
+        xdotool({"key", "--delay", "5", "ctrl+alt+s", "ctrl+alt+s"});
         QVERIFY(selecting.wait(5000));
         QTRY_COMPARE(m_presses, presses + 2);
         QTest::qWait(300);
@@ -198,7 +192,7 @@ private Q_SLOTS:
                  0);
 
         // Started while Trovix was active: its main window is back in front afterwards.
-        xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
+        xdotool({"key", "Escape"});
         QVERIFY(finished.wait(5000));
         QCOMPARE(m_shown, 1);
         QTRY_VERIFY(m_main->windowState() == Qt::WindowMaximized && m_main->windowHandle()->isExposed());
