@@ -78,14 +78,6 @@ QString guideWith(const QString& folder, const QByteArray& picture) {
     return id + ".png";
 }
 
-QImage detailed(int w, int h, QImage::Format format = QImage::Format_ARGB32_Premultiplied) {
-    QImage image(w, h, QImage::Format_ARGB32);
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x)
-            image.setPixel(x, y, qRgba((x * 9) & 0xff, (y * 13) & 0xff, (x * y) & 0xff, 255));
-    return image.convertToFormat(format);
-}
-
 int colourType(const QByteArray& png) {
     return png.size() > 25 ? uchar(png[25]) : -1;
 }
@@ -215,7 +207,7 @@ private Q_SLOTS:
     // Opaque pictures are stored without alpha and keep their pixel density (the editor's clipboard
     // copy relies on it); Qt reading them back is the fast decoder's test.
     void encode_roundTripsExactlyWithoutAlpha() {
-        QImage dense = detailed(300, 170);
+        QImage dense = pattern(300, 170, 1);
         dense.setDotsPerMeterX(5669);
         dense.setDotsPerMeterY(5669);
         const QByteArray png = ImageCodec::encodePng(dense);
@@ -225,7 +217,7 @@ private Q_SLOTS:
     }
 
     void decode_readsEveryKindOfPng() {
-        QImage source = detailed(57, 33, QImage::Format_ARGB32);
+        QImage source = pattern(57, 33, 2).convertToFormat(QImage::Format_ARGB32);
         QImage translucent = source;
         for (int x = 0; x < 57; ++x)
             translucent.setPixel(x, 5, qRgba(x * 4, 0, 0, x * 4));
@@ -258,7 +250,7 @@ private Q_SLOTS:
     }
 
     void check_catchesEveryTruncationAndEveryFlippedBit() {
-        const QByteArray png = ImageCodec::encodePng(detailed(20, 10));
+        const QByteArray png = ImageCodec::encodePng(pattern(20, 10, 3));
         QVERIFY(ImageCodec::checkPng(png).ok());
         for (qsizetype length = 0; length < png.size(); ++length)
             QVERIFY2(!ImageCodec::checkPng(png.left(length)).ok(), qPrintable(QString::number(length)));
