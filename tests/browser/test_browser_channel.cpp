@@ -5,8 +5,8 @@
 #include "platform/browser/BrowserClickSource.h"
 #include "platform/browser/PageMessage.h"
 #include "platform/browser/SessionClickMonitor.h"
+#include "support/TestFiles.h"
 
-#include <QBuffer>
 #include <QElapsedTimer>
 #include <QImage>
 #include <QJsonDocument>
@@ -21,13 +21,7 @@ using namespace trovix;
 namespace {
 
 QByteArray png(QSize size) {
-    QImage image(size, QImage::Format_RGB32);
-    image.fill(Qt::red);
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return bytes;
+    return testing::encoded(testing::flat(size.width(), size.height(), Qt::red));
 }
 
 QJsonObject click(qint64 id, const QByteArray& picture,

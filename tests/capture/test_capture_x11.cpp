@@ -9,6 +9,7 @@
 #include "document/Guide.h"
 #include "support/FakeDialogs.h"
 #include "support/PatternWindow.h"
+#include "support/TestFiles.h"
 #include "support/Xdotool.h"
 
 #include <QApplication>
@@ -22,26 +23,6 @@ using namespace trovix;
 using namespace trovix::testing;
 
 namespace {
-
-// The first pixel where two pictures differ, for a readable failure.
-QString difference(const QImage& actual, const QImage& expected) {
-    if (actual.size() != expected.size())
-        return QStringLiteral("size %1×%2, expected %3×%4")
-            .arg(actual.width())
-            .arg(actual.height())
-            .arg(expected.width())
-            .arg(expected.height());
-    const QImage a = actual.convertToFormat(QImage::Format_RGB32);
-    for (int y = 0; y < a.height(); ++y)
-        for (int x = 0; x < a.width(); ++x)
-            if (a.pixel(x, y) != expected.pixel(x, y))
-                return QStringLiteral("pixel (%1, %2) is %3, expected %4")
-                    .arg(x)
-                    .arg(y)
-                    .arg(a.pixel(x, y) & 0xffffff, 6, 16, QLatin1Char('0'))
-                    .arg(expected.pixel(x, y) & 0xffffff, 6, 16, QLatin1Char('0'));
-    return {};
-}
 
 QRgb dimmed(QRgb c) {
     return qRgb(qRed(c) * 153 / 255, qGreen(c) * 153 / 255, qBlue(c) * 153 / 255);
@@ -133,8 +114,8 @@ private Q_SLOTS:
         QSignalSpy selecting(m_command.get(), &CaptureCommand::selecting);
         QSignalSpy finished(m_command.get(), &CaptureCommand::finished);
         // The pointer rests inside the region that will be chosen.
-        xdotool({QStringLiteral("mousemove"), QStringLiteral("60"), QStringLiteral("35")});
-        xdotool({QStringLiteral("key"), QStringLiteral("ctrl+alt+s")});
+        xdotool({"mousemove", "60", "35"});
+        xdotool({"key", "ctrl+alt+s"});
         QVERIFY(selecting.wait(5000));
         QCOMPARE(m_selector->windows().size(), 1);
         OverlayWindow* overlay = m_selector->windows().first();
@@ -144,16 +125,14 @@ private Q_SLOTS:
         // The frozen picture is the pattern everywhere: no main window, no window frame, no pointer.
         const QImage frozen = overlay->view()->image();
         QCOMPARE(frozen.size(), m_screen.size());
-        QCOMPARE(difference(frozen.copy(m_pictured), PatternWindow::expected(m_pictured)), QString());
+        QCOMPARE(maxDifference(frozen.copy(m_pictured), PatternWindow::expected(m_pictured)), 0);
 
-        xdotool({QStringLiteral("mousemove"), QStringLiteral("10"), QStringLiteral("10"),
-                 QStringLiteral("mousedown"), QStringLiteral("1"), QStringLiteral("mousemove"),
-                 QStringLiteral("60"), QStringLiteral("35"), QStringLiteral("mousemove"),
-                 QStringLiteral("110"), QStringLiteral("60")});
+        xdotool(
+            {"mousemove", "10", "10", "mousedown", "1", "mousemove", "60", "35", "mousemove", "110", "60"});
         // Mid-drag the overlay is what the screen shows: the region clear, the rest dimmed.
         QTRY_VERIFY(near(screenNow().pixel(50, 40), FakePlatform::patternColor(50, 40)));
         QTRY_VERIFY(near(screenNow().pixel(700, 500), dimmed(FakePlatform::patternColor(700, 500))));
-        xdotool({QStringLiteral("mouseup"), QStringLiteral("1")});
+        xdotool({"mouseup", "1"});
 
         QVERIFY(finished.size() == 1 || finished.wait(5000));
         QCOMPARE(finished[0][0].toBool(), true);
@@ -161,7 +140,7 @@ private Q_SLOTS:
         const Step& step = m_guide->steps()[0];
         QCOMPARE(step.title, QStringLiteral("Step 1"));
         QCOMPARE(step.scale, 1.0);
-        QCOMPARE(difference(step.base.pixels(), PatternWindow::expected(QRect(10, 10, 100, 50))), QString());
+        QCOMPARE(maxDifference(step.base.pixels(), PatternWindow::expected(QRect(10, 10, 100, 50))), 0);
         // Trovix was not the active application: its window stays out of the way.
         QVERIFY(!overlay->isVisible());
         QTRY_VERIFY(m_main->windowState() & Qt::WindowMinimized);
@@ -174,21 +153,18 @@ private Q_SLOTS:
     void smallDrag_isIgnored_andEscapeCancels() {
         QSignalSpy selecting(m_command.get(), &CaptureCommand::selecting);
         QSignalSpy finished(m_command.get(), &CaptureCommand::finished);
-        xdotool({QStringLiteral("key"), QStringLiteral("ctrl+alt+s")});
+        xdotool({"key", "ctrl+alt+s"});
         QVERIFY(selecting.wait(5000));
         OverlayWindow* overlay = m_selector->windows().first();
         QTRY_VERIFY(overlay->windowHandle()->isExposed());
-        xdotool({QStringLiteral("mousemove"), QStringLiteral("300"), QStringLiteral("300"),
-                 QStringLiteral("mousedown"), QStringLiteral("1"), QStringLiteral("mousemove"),
-                 QStringLiteral("303"), QStringLiteral("400"), QStringLiteral("mouseup"),
-                 QStringLiteral("1")});
+        xdotool({"mousemove", "300", "300", "mousedown", "1", "mousemove", "303", "400", "mouseup", "1"});
         QTest::qWait(200);
         QCOMPARE(finished.size(), 0);
         QVERIFY(overlay->isVisible());
         QVERIFY(!overlay->view()->selection());
 
         // Escape reaches the overlay through its keyboard grab, though another application was active.
-        xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
+        xdotool({"key", "Escape"});
         QVERIFY(finished.wait(5000));
         QCOMPARE(finished[0][0].toBool(), false);
         QCOMPARE(m_guide->steps().size(), 1);
@@ -205,19 +181,18 @@ private Q_SLOTS:
         QSignalSpy selecting(m_command.get(), &CaptureCommand::selecting);
         QSignalSpy finished(m_command.get(), &CaptureCommand::finished);
         const int presses = m_presses;
-        xdotool({QStringLiteral("key"), QStringLiteral("--delay"), QStringLiteral("5"),
-                 QStringLiteral("ctrl+alt+s"), QStringLiteral("ctrl+alt+s")});
+        xdotool({"key", "--delay", "5", "ctrl+alt+s", "ctrl+alt+s"});
         QVERIFY(selecting.wait(5000));
         QTRY_COMPARE(m_presses, presses + 2);
         QTest::qWait(300);
         QCOMPARE(started.size(), 1);
         QCOMPARE(selecting.size(), 1);
-        QCOMPARE(difference(m_selector->windows().first()->view()->image().copy(m_pictured),
-                            PatternWindow::expected(m_pictured)),
-                 QString());
+        QCOMPARE(maxDifference(m_selector->windows().first()->view()->image().copy(m_pictured),
+                               PatternWindow::expected(m_pictured)),
+                 0);
 
         // Started while Trovix was active: its main window is back in front afterwards.
-        xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
+        xdotool({"key", "Escape"});
         QVERIFY(finished.wait(5000));
         QCOMPARE(m_shown, 1);
         QTRY_VERIFY(m_main->windowState() == Qt::WindowMaximized && m_main->windowHandle()->isExposed());
@@ -234,20 +209,9 @@ private Q_SLOTS:
         QSignalSpy done(&watcher, &QFutureWatcher<QImage>::finished);
         watcher.setFuture(Capture::display(QGuiApplication::primaryScreen()));
         QVERIFY(done.wait(5000));
-        QCOMPARE(difference(watcher.result().copy(m_pictured), PatternWindow::expected(m_pictured)),
-                 QString());
+        QCOMPARE(maxDifference(watcher.result().copy(m_pictured), PatternWindow::expected(m_pictured)), 0);
         QTRY_VERIFY(!(m_main->windowState() & Qt::WindowMinimized) && m_main->windowHandle()->isExposed());
         QTRY_COMPARE(screenNow().pixel(300, 300), qRgb(255, 0, 255));
-    }
-
-    // The selector's geometry: points to whole pixels at the picture's own scale.
-    void rectangle_spansEitherDragDirection_andCountsAboveThreePoints() {
-        QCOMPARE(SelectionView::rectBetween({110, 60}, {10, 10}), QRectF(10, 10, 100, 50));
-        QCOMPARE(SelectionView::rectBetween({-5, 20}, {5, 10}), QRectF(-5, 10, 10, 10));
-        QVERIFY(SelectionView::isLargeEnough(QRectF(0, 0, 4, 4)));
-        QVERIFY(!SelectionView::isLargeEnough(QRectF(0, 0, 3, 100)));
-        QVERIFY(!SelectionView::isLargeEnough(QRectF(0, 0, 100, 3)));
-        QVERIFY(SelectionView::isLargeEnough(QRectF(0, 0, 3.01, 3.01)));
     }
 
     void crop_takesItsScaleFromTheImage_andWidensToWholePixels() {

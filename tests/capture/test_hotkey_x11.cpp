@@ -68,28 +68,27 @@ private Q_SLOTS:
     }
 
     void press_callsItsHandler_laterOnTheMainLoop() {
-        xdotool({QStringLiteral("key"), QStringLiteral("ctrl+alt+r")});
+        xdotool({"key", "ctrl+alt+r"});
         QTRY_COMPARE(m_r, 1);
         QCOMPARE(m_s, 0);
-        xdotool({QStringLiteral("key"), QStringLiteral("ctrl+alt+s")});
+        xdotool({"key", "ctrl+alt+s"});
         QTRY_COMPARE(m_s, 1);
 
         // Other combinations of the same key are not ours.
-        xdotool({QStringLiteral("key"), QStringLiteral("ctrl+r"), QStringLiteral("alt+r"),
-                 QStringLiteral("r"), QStringLiteral("ctrl+alt+shift+r")});
+        xdotool({"key", "ctrl+r", "alt+r", "r", "ctrl+alt+shift+r"});
         QTest::qWait(200);
         QCOMPARE(m_r, 1);
     }
 
     void lockKeys_doNotMatter() {
         const int before = m_r;
-        xdotool({QStringLiteral("key"), QStringLiteral("Caps_Lock")});
-        xdotool({QStringLiteral("key"), QStringLiteral("ctrl+alt+r")});
+        xdotool({"key", "Caps_Lock"});
+        xdotool({"key", "ctrl+alt+r"});
         QTRY_COMPARE(m_r, before + 1);
-        xdotool({QStringLiteral("key"), QStringLiteral("Num_Lock")});
-        xdotool({QStringLiteral("key"), QStringLiteral("ctrl+alt+r")}); // both locks on
+        xdotool({"key", "Num_Lock"});
+        xdotool({"key", "ctrl+alt+r"}); // both locks on
         QTRY_COMPARE(m_r, before + 2);
-        xdotool({QStringLiteral("key"), QStringLiteral("Caps_Lock"), QStringLiteral("Num_Lock")});
+        xdotool({"key", "Caps_Lock", "Num_Lock"});
     }
 
     void combinationHeldByAnotherProgram_failsSilently() {
@@ -103,12 +102,12 @@ private Q_SLOTS:
         int held = 0;
         HotKey::registerHotKey(3, 0x74, HotKey::controlOption, [&] { ++held; });
         QVERIFY(!Platform::current().globalKeys().bind({HotKey::signature, 4}, 0x74, HotKey::controlOption));
-        xdotool({QStringLiteral("key"), QStringLiteral("ctrl+alt+t")});
+        xdotool({"key", "ctrl+alt+t"});
         QTest::qWait(200);
         QCOMPARE(held, 0);
         // Our other keys are unaffected.
         const int before = m_s;
-        xdotool({QStringLiteral("key"), QStringLiteral("ctrl+alt+s")});
+        xdotool({"key", "ctrl+alt+s"});
         QTRY_COMPARE(m_s, before + 1);
     }
 
@@ -125,7 +124,7 @@ private Q_SLOTS:
         QTest::qWait(300); // Qt reads the mapping notification
 
         const int before = m_r;
-        xdotool({QStringLiteral("key"), QStringLiteral("ctrl+alt+r")}); // xdotool now sends the spare keycode
+        xdotool({"key", "ctrl+alt+r"}); // xdotool now sends the spare keycode
         QTRY_COMPARE(m_r, before + 1);
 
         rival.map(spare, XCB_NO_SYMBOL, XCB_NO_SYMBOL);
@@ -133,7 +132,7 @@ private Q_SLOTS:
             rival.map(code, HotKey::keyR, 0x52);
         QTRY_COMPARE(rival.keycodes(HotKey::keyR), old);
         QTest::qWait(300);
-        xdotool({QStringLiteral("key"), QStringLiteral("ctrl+alt+r")});
+        xdotool({"key", "ctrl+alt+r"});
         QTRY_COMPARE(m_r, before + 2);
     }
 };

@@ -97,19 +97,6 @@ private Q_SLOTS:
                  Renderer::render(loaded.steps[0].base.pixels(), first, loaded.steps[0].scale));
     }
 
-    void write_reportsWhatCouldNotBeWritten() {
-        Guide guide;
-        guide.append(makeStep(1, "one"));
-        writeFile(folder("plain-file"), "not a folder");
-        try {
-            GuideStore::write(guide, folder("plain-file/Guide.trovix"), false);
-            QFAIL("wrote into a file");
-        } catch (const Error& error) {
-            QCOMPARE(error.code(), Error::Code::io);
-            QVERIFY2(error.message().contains("“Guide.trovix”"), qPrintable(error.message()));
-        }
-    }
-
     void read_rejectsMalformedRecords() {
         const QString target = folder("Malformed.trovix");
         Guide guide;
@@ -135,48 +122,6 @@ private Q_SLOTS:
             QVERIFY2(message.contains("“guide.json” in “Malformed.trovix”"), qPrintable(message));
             QVERIFY(!GuideStore::summary(target));
         }
-    }
-
-    void read_failsWhenAStepImageIsMissingOrDamaged_data() {
-        QTest::addColumn<QString>("damage");
-        for (const char* damage : {"missing", "flipped byte", "huge header"})
-            QTest::newRow(damage) << QString::fromLatin1(damage);
-    }
-
-    void read_failsWhenAStepImageIsMissingOrDamaged() {
-        QFETCH(QString, damage);
-        const QString target = folder("Damaged-" + QString(damage).replace(' ', '-') + ".trovix");
-        Guide guide;
-        for (int i = 0; i < 3; ++i)
-            guide.append(makeStep(i, QStringLiteral("Step %1").arg(i + 1)));
-        GuideStore::write(guide, target, false);
-        const QString name = guide.steps()[1].imageName();
-        const QString path = target + "/" + name;
-        const QByteArray png = readFile(path);
-        QVERIFY(ImageCodec::checkPng(png).ok());
-
-        if (damage == "missing") {
-            QVERIFY(QFile::remove(path));
-        } else if (damage == "flipped byte") {
-            QByteArray broken = png;
-            broken[broken.size() / 2] = char(broken[broken.size() / 2] ^ 0x10);
-            writeFile(path, broken);
-        } else if (damage == "huge header") {
-            QByteArray header = png.mid(16, 13);
-            qToBigEndian<quint32>(100000, header.data());
-            qToBigEndian<quint32>(100000, header.data() + 4);
-            writeFile(path, withChunk(png, "IHDR", header));
-        }
-
-        QString message;
-        QCOMPARE(readError(target, &message), Error::Code::corruptFile);
-        QVERIFY2(message.contains("“" + name + "”") &&
-                     message.contains("“" + QFileInfo(target).fileName() + "”") && message.contains("step 2"),
-                 qPrintable(message));
-        // The library still lists it, with every step counted.
-        const std::optional<GuideSummary> summary = GuideStore::summary(target);
-        QVERIFY(summary);
-        QCOMPARE(summary->stepCount, 3);
     }
 
     void read_keepsGuideWhosePictureFailsOnlyWhenDecoded() {

@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
+#include <QMap>
 #include <QRegularExpression>
 #include <QTest>
 
@@ -20,6 +21,18 @@ QString tmp(const QString& name) {
 
 QString trovixBinary() {
     return QDir(qEnvironmentVariable("TROVIX_BINARY_DIR")).filePath(QStringLiteral("src/app/trovix"));
+}
+
+bool waitUntil(const std::function<bool()>& done, int timeoutMs, int everyMs) {
+    QElapsedTimer timer;
+    timer.start();
+    for (;;) {
+        if (done())
+            return true;
+        if (timer.elapsed() >= timeoutMs)
+            return false;
+        QTest::qWait(everyMs);
+    }
 }
 
 QString xdotool(const QStringList& arguments) {
@@ -38,26 +51,21 @@ void type(const QString& text) {
 }
 
 QString waitForWindow(const QString& pattern, int timeoutMs) {
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < timeoutMs) {
-        const QString found = xdotool({"search", "--onlyvisible", "--name", pattern});
-        if (!found.isEmpty())
-            return found.split(u'\n').first();
-        QTest::qWait(100);
-    }
-    return {};
+    QString found;
+    waitUntil(
+        [&] {
+            return !(found = xdotool({"search", "--onlyvisible", "--name", pattern})).isEmpty();
+        },
+        timeoutMs);
+    return found.section(u'\n', 0, 0);
 }
 
 bool waitForWindowGone(const QString& pattern, int timeoutMs) {
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < timeoutMs) {
-        if (xdotool({"search", "--onlyvisible", "--name", pattern}).isEmpty())
-            return true;
-        QTest::qWait(100);
-    }
-    return false;
+    return waitUntil(
+        [&] {
+            return xdotool({"search", "--onlyvisible", "--name", pattern}).isEmpty();
+        },
+        timeoutMs);
 }
 
 QString windowTitle(const QString& window) {
@@ -66,47 +74,29 @@ QString windowTitle(const QString& window) {
 
 // xdotool's patterns see the title's bytes, not its characters, so they only narrow the search.
 QString waitForTitled(const QString& title, int timeoutMs) {
-    QElapsedTimer timer;
-    timer.start();
-    for (;;) {
-        for (const QString& id :
-             xdotool({"search", "--onlyvisible", "--name", QStringLiteral("^") + title}).split(u'\n'))
-            if (!id.isEmpty() && windowTitle(id) == title + QStringLiteral(" — Trovix"))
-                return id;
-        if (timer.elapsed() >= timeoutMs)
-            return {};
-        QTest::qWait(100);
-    }
+    QString found;
+    waitUntil(
+        [&] {
+            const QStringList ids =
+                xdotool({"search", "--onlyvisible", "--name", QStringLiteral("^") + title}).split(u'\n');
+            for (const QString& id : ids)
+                if (!id.isEmpty() && windowTitle(id) == title + QStringLiteral(" — Trovix"))
+                    found = id;
+            return !found.isEmpty();
+        },
+        timeoutMs);
+    return found;
 }
 
 bool waitForTitledGone(const QString& title, int timeoutMs) {
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < timeoutMs) {
-        if (waitForTitled(title, 0).isEmpty())
-            return true;
-        QTest::qWait(100);
-    }
-    return false;
+    return waitUntil([&] { return waitForTitled(title, 0).isEmpty(); }, timeoutMs);
 }
 
 QRect windowGeometry(const QString& window) {
-    const QString text = xdotool({"getwindowgeometry", "--shell", window});
-    QRect rect;
-    for (const QString& line : text.split(u'\n')) {
-        const int equals = line.indexOf(u'=');
-        const QString name = line.left(equals);
-        const int value = line.mid(equals + 1).toInt();
-        if (name == QLatin1String("X"))
-            rect.moveLeft(value);
-        else if (name == QLatin1String("Y"))
-            rect.moveTop(value);
-        else if (name == QLatin1String("WIDTH"))
-            rect.setWidth(value);
-        else if (name == QLatin1String("HEIGHT"))
-            rect.setHeight(value);
-    }
-    return rect;
+    QMap<QString, int> values; // X, Y, WIDTH, HEIGHT, …
+    for (const QString& line : xdotool({"getwindowgeometry", "--shell", window}).split(u'\n'))
+        values.insert(line.section(u'=', 0, 0), line.section(u'=', 1).toInt());
+    return QRect(values.value("X"), values.value("Y"), values.value("WIDTH"), values.value("HEIGHT"));
 }
 
 bool isViewable(const QString& window) {
@@ -127,10 +117,7 @@ void typeIntoFileDialog(const QString& dialog, const QString& text) {
     type(text);
     QTest::qWait(300);
     key(QStringLiteral("Return"));
-    QElapsedTimer timer;
-    timer.start();
-    while (isViewable(dialog) && timer.elapsed() < 2000)
-        QTest::qWait(100);
+    waitUntil([&] { return !isViewable(dialog); }, 2000);
     // A completion list may have taken the first Return.
     if (isViewable(dialog))
         key(QStringLiteral("Return"));
@@ -245,14 +232,13 @@ std::optional<AccessibleNode> findAccessible(qint64 pid, const std::function<boo
 }
 
 QRect findOnScreen(qint64 pid, const QString& name, int timeoutMs) {
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < timeoutMs) {
-        if (const auto found = findAccessible(pid, [&](const QString& n) { return n == name; }))
-            return found->rect;
-        QTest::qWait(200);
-    }
-    return {};
+    std::optional<AccessibleNode> found;
+    waitUntil(
+        [&] {
+            return (found = findAccessible(pid, [&](const QString& n) { return n == name; })).has_value();
+        },
+        timeoutMs, 200);
+    return found ? found->rect : QRect();
 }
 
 bool hasActiveWindow(qint64 pid) {

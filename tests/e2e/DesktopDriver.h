@@ -20,6 +20,9 @@ QString tmp(const QString& name);
 // The trovix executable of this build tree.
 QString trovixBinary();
 
+// Asks `done` every `everyMs` until it answers true (true) or `timeoutMs` have passed (false).
+bool waitUntil(const std::function<bool()>& done, int timeoutMs, int everyMs = 100);
+
 // Runs xdotool and answers what it printed, trimmed.
 QString xdotool(const QStringList& arguments);
 // Presses keys ("ctrl+s", "Return") with the modifiers held by nobody else.

@@ -195,15 +195,8 @@ QString answerAlert(qint64 pid, const QString& message, const QString& informati
     if (window.isEmpty())
         return QStringLiteral("no alert appeared; the application shows: ") + accessibleNames(pid).join(u'|');
     const auto shows = [pid](const QString& text, bool prefix) {
-        QElapsedTimer timer;
-        timer.start();
-        do {
-            if (findAccessible(pid,
-                               [&](const QString& n) { return prefix ? n.startsWith(text) : n == text; }))
-                return true;
-            QTest::qWait(200);
-        } while (timer.elapsed() < 10000);
-        return false;
+        const auto matches = [&](const QString& n) { return prefix ? n.startsWith(text) : n == text; };
+        return waitUntil([&] { return findAccessible(pid, matches).has_value(); }, 10000, 200);
     };
     for (const auto& [text, prefix] : {std::pair{message, false}, std::pair{informative, true}})
         if (!text.isEmpty() && !shows(text, prefix))
@@ -213,11 +206,7 @@ QString answerAlert(qint64 pid, const QString& message, const QString& informati
     activate(window);
     key(QStringLiteral("Return"));
     // By its window, not its title: another alert may follow at once under the same title.
-    QElapsedTimer timer;
-    timer.start();
-    while (isViewable(window) && timer.elapsed() < 15000)
-        QTest::qWait(100);
-    if (isViewable(window))
+    if (!waitUntil([&] { return !isViewable(window); }, 15000))
         return QStringLiteral("the alert did not close");
     return {};
 }
@@ -232,9 +221,10 @@ QRect libraryCard(qint64 pid, const QString& title) {
 
 } // namespace
 
-#define QVERIFY_ALIVE()                                                                                      \
+// Passes when the check's account of what went wrong is empty.
+#define QVERIFY_EMPTY(check)                                                                                 \
     do {                                                                                                     \
-        const QString why = alive();                                                                         \
+        const QString why = (check);                                                                         \
         QVERIFY2(why.isEmpty(), qPrintable(why));                                                            \
     } while (false)
 
@@ -278,11 +268,7 @@ class FaultsTest : public QObject {
         if (!m_app->isRunning())
             return m_app->crashed() ? QStringLiteral("trovix crashed")
                                     : QStringLiteral("trovix quit with exit code %1").arg(m_app->exitCode());
-        QElapsedTimer timer;
-        timer.start();
-        while (!isViewable(m_window) && timer.elapsed() < 5000)
-            QTest::qWait(100);
-        if (!isViewable(m_window))
+        if (!waitUntil([&] { return isViewable(m_window); }, 5000))
             return QStringLiteral("the main window is no longer on screen; visible windows: %1")
                 .arg(xdotool({"search", "--onlyvisible", "--name", "."}).replace(u'\n', u' '));
         return {};
@@ -327,12 +313,10 @@ private Q_SLOTS:
         xdotool(
             {"mousemove", "--sync", QString::number(card.center().x()), QString::number(card.center().y())});
         xdotool({"click", "--repeat", "2", "--delay", "80", "1"});
-        QString error =
-            answerAlert(m_app->pid(), QStringLiteral("Couldn’t open “Printer setup.trovix”"),
-                        QStringLiteral("It doesn’t look like a valid Trovix file.\n\nThe file "
-                                       "“guide.json” in “Printer setup.trovix” couldn’t be opened "
-                                       "because there is no such file or folder."));
-        QVERIFY2(error.isEmpty(), qPrintable(error));
+        QVERIFY_EMPTY(answerAlert(m_app->pid(), QStringLiteral("Couldn’t open “Printer setup.trovix”"),
+                                  QStringLiteral("It doesn’t look like a valid Trovix file.\n\nThe file "
+                                                 "“guide.json” in “Printer setup.trovix” couldn’t be opened "
+                                                 "because there is no such file or folder.")));
 
         // The library window stays in front, and once listed again shows that nothing is left.
         const QRect refresh = findOnScreen(m_app->pid(), QStringLiteral("Refresh"));
@@ -346,7 +330,7 @@ private Q_SLOTS:
                      .isEmpty());
 
         // The open guide lost its folder but nothing else: an edit and Ctrl+S bring the folder back whole.
-        QVERIFY_ALIVE();
+        QVERIFY_EMPTY(alive());
         QCOMPARE(documentTitle(), QStringLiteral("Mine"));
         activate(m_window);
         QVERIFY2(retype(m_app->pid(), QStringLiteral("Step title"), QStringLiteral("First of all")),
@@ -355,8 +339,7 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(titleIs(QStringLiteral("Mine*")), 10000);
         key(QStringLiteral("ctrl+s"));
         QTRY_VERIFY_WITH_TIMEOUT(titleIs(QStringLiteral("Mine")), 20000);
-        error = compareGuide(library + "/Mine.trovix", QStringLiteral("Mine"), mine);
-        QVERIFY2(error.isEmpty(), qPrintable(error));
+        QVERIFY_EMPTY(compareGuide(library + "/Mine.trovix", QStringLiteral("Mine"), mine));
         // The save re-lists the library, which shows the guide again.
         QTRY_VERIFY_WITH_TIMEOUT(!libraryCard(m_app->pid(), QStringLiteral("Mine")).isEmpty(), 20000);
     }
@@ -374,20 +357,18 @@ private Q_SLOTS:
             QStringLiteral("The file “%1” in “Big.trovix” couldn’t be saved because there "
                            "isn’t enough space on the disk.")
                 .arg(steps[0].imageName());
-        error = answerAlert(m_app->pid(), message);
-        QVERIFY2(error.isEmpty(), qPrintable(error));
+        QVERIFY_EMPTY(answerAlert(m_app->pid(), message));
         // Nothing half-written stays behind to fill the disk further.
         const QStringList left =
             QDir(tmp("full/Big.trovix")).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
         QVERIFY2(left.isEmpty(), qPrintable(QStringLiteral("left on the full disk: ") + left.join(u' ')));
 
         // Still unsaved and still without a folder: Ctrl+S asks where again.
-        QVERIFY_ALIVE();
+        QVERIFY_EMPTY(alive());
         QTRY_VERIFY_WITH_TIMEOUT(titleIs(QStringLiteral("Big*")), 5000);
         QVERIFY2(saveAs(tmp("good/Big"), QStringLiteral("ctrl+s")), "no save dialog");
         QTRY_VERIFY_WITH_TIMEOUT(titleIs(QStringLiteral("Big")), 20000);
-        error = compareGuide(tmp("good/Big.trovix"), QStringLiteral("Big"), steps);
-        QVERIFY2(error.isEmpty(), qPrintable(error));
+        QVERIFY_EMPTY(compareGuide(tmp("good/Big.trovix"), QStringLiteral("Big"), steps));
     }
 
     void readOnlyFolder_saveFails_fileStaysAndSaveAsWorks() {
@@ -414,19 +395,17 @@ private Q_SLOTS:
         for (int i = 0; i < 2; ++i) {
             activate(m_window);
             key(QStringLiteral("ctrl+s"));
-            error = answerAlert(m_app->pid(), message);
-            QVERIFY2(error.isEmpty(), qPrintable(error));
-            QVERIFY_ALIVE();
+            QVERIFY_EMPTY(answerAlert(m_app->pid(), message));
+            QVERIFY_EMPTY(alive());
             QTRY_VERIFY_WITH_TIMEOUT(titleIs(QStringLiteral("Trip*")), 5000);
         }
         // Quitting asks to save; a save that fails again keeps the application and the guide.
         activate(m_window);
         key(QStringLiteral("ctrl+q"));
-        error = answerAlert(m_app->pid(), QStringLiteral("Save changes to “Trip”?")); // "Save", the default
-        QVERIFY2(error.isEmpty(), qPrintable(error));
-        error = answerAlert(m_app->pid(), message);
-        QVERIFY2(error.isEmpty(), qPrintable(error));
-        QVERIFY_ALIVE();
+        // "Save", the default
+        QVERIFY_EMPTY(answerAlert(m_app->pid(), QStringLiteral("Save changes to “Trip”?")));
+        QVERIFY_EMPTY(answerAlert(m_app->pid(), message));
+        QVERIFY_EMPTY(alive());
         QVERIFY(titleIs(QStringLiteral("Trip*")));
 
         QCOMPARE(
@@ -435,8 +414,7 @@ private Q_SLOTS:
 
         QVERIFY2(saveAs(tmp("good/Trip copy")), "no save dialog");
         QTRY_VERIFY_WITH_TIMEOUT(titleIs(QStringLiteral("Trip")), 20000);
-        error = compareGuide(tmp("good/Trip copy.trovix"), QStringLiteral("Trip"), steps);
-        QVERIFY2(error.isEmpty(), qPrintable(error));
+        QVERIFY_EMPTY(compareGuide(tmp("good/Trip copy.trovix"), QStringLiteral("Trip"), steps));
     }
 
     void readOnlyWorkingCopy_editsAndSaveWorkSilently() {
@@ -461,12 +439,11 @@ private Q_SLOTS:
         // Autosave runs a second after the last change; its failure must stay silent.
         QTest::qWait(2500);
         QVERIFY2(xdotool({"search", "--onlyvisible", "--name", "^Trovix$"}).isEmpty(), "an alert appeared");
-        QVERIFY_ALIVE();
+        QVERIFY_EMPTY(alive());
 
         QVERIFY2(saveAs(tmp("good/Draft"), QStringLiteral("ctrl+s")), "no save dialog");
         QTRY_VERIFY_WITH_TIMEOUT(titleIs(QStringLiteral("Draft two")), 20000);
-        error = compareGuide(tmp("good/Draft.trovix"), QStringLiteral("Draft two"), steps);
-        QVERIFY2(error.isEmpty(), qPrintable(error));
+        QVERIFY_EMPTY(compareGuide(tmp("good/Draft.trovix"), QStringLiteral("Draft two"), steps));
         QTest::qWait(1500);
         QVERIFY2(xdotool({"search", "--onlyvisible", "--name", "^Trovix$"}).isEmpty(), "an alert appeared");
         QFile file(GuideStore::workingDir() + "/guide.json");
@@ -506,11 +483,7 @@ private Q_SLOTS:
             if (!retype(m_app->pid(), QStringLiteral("Search guides"), title))
                 return QStringLiteral("no search field");
             QRect card;
-            QElapsedTimer timer;
-            timer.start();
-            while ((card = libraryCard(m_app->pid(), title)).isEmpty() && timer.elapsed() < 30000)
-                QTest::qWait(200);
-            if (card.isEmpty())
+            if (!waitUntil([&] { return !(card = libraryCard(m_app->pid(), title)).isEmpty(); }, 30000, 200))
                 return QStringLiteral("no card “%1”: %2")
                     .arg(title, accessibleNames(m_app->pid()).join(u'|'));
             moveTo(card.center());
@@ -518,34 +491,23 @@ private Q_SLOTS:
             return QString();
         };
         const QString couldNot = QStringLiteral("Couldn’t open “%1.trovix”");
-        QString result = openCard(QStringLiteral("Hung"));
-        QVERIFY2(result.isEmpty(), qPrintable(result));
-        result =
-            answerAlert(m_app->pid(), couldNot.arg("Hung"),
-                        QStringLiteral("The folder “Hung.trovix” didn’t answer within 5 seconds: the disk it "
-                                       "is on may be slow or no longer connected."));
-        QVERIFY2(result.isEmpty(), qPrintable(result));
-        result = openCard(QStringLiteral("Pipe record"));
-        QVERIFY2(result.isEmpty(), qPrintable(result));
-        result =
-            answerAlert(m_app->pid(), couldNot.arg("Pipe record"),
-                        QStringLiteral("The file “guide.json” in “Pipe record.trovix” couldn’t be opened "
-                                       "because it is not a regular file."));
-        QVERIFY2(result.isEmpty(), qPrintable(result));
-        // A picture that is a link to /dev/zero shows when the guide is opened.
-        result = openCard(QStringLiteral("Zero picture"));
-        QVERIFY2(result.isEmpty(), qPrintable(result));
-        result = answerAlert(
-            m_app->pid(), couldNot.arg("Zero picture"),
-            QStringLiteral(
-                "It doesn’t look like a valid Trovix file.\n\nThe guide in “Zero picture.trovix” "
-                "couldn’t be opened because the picture of step 1 (“%1”) couldn’t be read because it "
-                "is not a regular file.")
-                .arg(zeroPicture->file));
-        QVERIFY2(result.isEmpty(), qPrintable(result));
-
-        result = openCard(QStringLiteral("Good"));
-        QVERIFY2(result.isEmpty(), qPrintable(result));
+        // A picture that is a link to /dev/zero shows only when the guide is opened.
+        for (const auto& [title, why] :
+             {std::pair{QStringLiteral("Hung"),
+                        QStringLiteral("The folder “Hung.trovix” didn’t answer within 5 seconds: the disk "
+                                       "it is on may be slow or no longer connected.")},
+              {QStringLiteral("Pipe record"),
+               QStringLiteral("The file “guide.json” in “Pipe record.trovix” couldn’t be opened because "
+                              "it is not a regular file.")},
+              {QStringLiteral("Zero picture"),
+               QStringLiteral("It doesn’t look like a valid Trovix file.\n\nThe guide in “Zero "
+                              "picture.trovix” couldn’t be opened because the picture of step 1 (“%1”) "
+                              "couldn’t be read because it is not a regular file.")
+                   .arg(zeroPicture->file)}}) {
+            QVERIFY_EMPTY(openCard(title));
+            QVERIFY_EMPTY(answerAlert(m_app->pid(), couldNot.arg(title), why));
+        }
+        QVERIFY_EMPTY(openCard(QStringLiteral("Good")));
         QTRY_VERIFY_WITH_TIMEOUT(titleIs(QStringLiteral("Good")), 20000);
 
         // A thread of the scan still waits inside the hung folder, and will for ever: Trovix ends all
@@ -581,20 +543,18 @@ private Q_SLOTS:
         QVERIFY2(!dontSave.isEmpty(), qPrintable(accessibleNames(m_app->pid()).join(u'|')));
         QVERIFY(!findOnScreen(m_app->pid(), QStringLiteral("Save changes to “Before”?")).isEmpty());
         click(dontSave);
-        QString error =
+        QVERIFY_EMPTY(
             answerAlert(m_app->pid(), QStringLiteral("Couldn’t open “X.trovix”"),
                         QStringLiteral("It doesn’t look like a valid Trovix file.\n\nThe guide in "
                                        "“X.trovix” couldn’t be opened because the picture of step 2 "
                                        "(“%1”) is damaged: ")
-                            .arg(broken[1].imageName()));
-        QVERIFY2(error.isEmpty(), qPrintable(error));
+                            .arg(broken[1].imageName())));
 
-        QVERIFY_ALIVE();
+        QVERIFY_EMPTY(alive());
         QTRY_VERIFY_WITH_TIMEOUT(titleIs(QStringLiteral("Before*")), 5000);
         QVERIFY2(saveAs(tmp("good/Before"), QStringLiteral("ctrl+s")), "no save dialog");
         QTRY_VERIFY_WITH_TIMEOUT(titleIs(QStringLiteral("Before")), 20000);
-        error = compareGuide(tmp("good/Before.trovix"), QStringLiteral("Before"), steps);
-        QVERIFY2(error.isEmpty(), qPrintable(error));
+        QVERIFY_EMPTY(compareGuide(tmp("good/Before.trovix"), QStringLiteral("Before"), steps));
     }
 };
 

@@ -16,7 +16,6 @@
 #include "library/Library.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QImage>
@@ -87,26 +86,16 @@ class JourneyTest : public QObject {
     // The main window in front, its title settled to `title` (no edited mark when clean).
     bool mainWindowShows(const QString& title, bool dirty) {
         const QString expected = title + (dirty ? QStringLiteral("*") : QString()) + suffix;
-        QElapsedTimer timer;
-        timer.start();
-        while (timer.elapsed() < 15000) {
-            if (isViewable(m_window) && windowTitle(m_window) == expected)
-                return true;
-            QTest::qWait(100);
-        }
+        if (waitUntil([&] { return isViewable(m_window) && windowTitle(m_window) == expected; }, 15000))
+            return true;
         qWarning("main window: viewable %d, title “%s”, expected “%s”", isViewable(m_window),
                  qPrintable(windowTitle(m_window)), qPrintable(expected));
         return false;
     }
 
     bool workingCopyLists(const QStringList& titles) {
-        QElapsedTimer timer;
-        timer.start();
-        while (timer.elapsed() < 15000) {
-            if (workingTitles() == titles)
-                return true;
-            QTest::qWait(100);
-        }
+        if (waitUntil([&] { return workingTitles() == titles; }, 15000))
+            return true;
         qWarning("working copy lists: %s", qPrintable(workingTitles().join(QStringLiteral(" | "))));
         return false;
     }
@@ -114,13 +103,9 @@ class JourneyTest : public QObject {
     // The screen rectangle of the step row showing this number and title, waiting for it.
     QRect row(int number, const QString& title) {
         const QString name = QStringLiteral("%1. %2").arg(number).arg(title);
-        QElapsedTimer timer;
-        timer.start();
-        while (timer.elapsed() < 10000) {
-            if (const auto found = findAccessible(m_app->pid(), [&](const QString& n) { return n == name; }))
-                return found->rect;
-            QTest::qWait(200);
-        }
+        const QRect found = findOnScreen(m_app->pid(), name);
+        if (!found.isEmpty())
+            return found;
         qWarning("no row “%s”; names: %s", qPrintable(name),
                  qPrintable(accessibleNames(m_app->pid()).join(QStringLiteral(" | "))));
         return {};
@@ -496,15 +481,13 @@ private Q_SLOTS:
             QVERIFY(bytes.startsWith("PK\x03\x04") && bytes.contains(picture.section(u':', 1).toUtf8()));
         }
 
-        // PDF, read back with poppler: the titles in order, a numbered footer on every page.
+        // PDF, read back with poppler: the titles in order and the document's title (layout and footers are
+        // the PDF export's test).
         const QString info = run(QStringLiteral("pdfinfo"), {m_out + "/Journey.pdf"});
         const QRegularExpressionMatch pages =
             QRegularExpression(QStringLiteral("Pages:\\s+(\\d+)")).match(info);
         QVERIFY2(pages.hasMatch(), qPrintable(info));
-        const int pageCount = pages.captured(1).toInt();
-        QVERIFY2(pageCount >= 2, qPrintable(info)); // four steps, three of them whole screens
-        QVERIFY2(info.contains(QRegularExpression(QStringLiteral("Page size:\\s+612 x 792"))),
-                 qPrintable(info));
+        QVERIFY2(pages.captured(1).toInt() >= 2, qPrintable(info)); // four steps, three of them whole screens
         QVERIFY2(info.contains(QRegularExpression(QStringLiteral("Title:\\s+Journey\\n"))), qPrintable(info));
         const QString text = run(QStringLiteral("pdftotext"), {m_out + "/Journey.pdf", QStringLiteral("-")});
         QVERIFY(text.startsWith(QStringLiteral("Journey")));
@@ -514,9 +497,6 @@ private Q_SLOTS:
             QVERIFY2(found >= at, qPrintable(title + "\n---\n" + text));
             at = found;
         }
-        for (int p = 1; p <= pageCount; ++p)
-            QVERIFY2(text.contains(QStringLiteral("Page %1").arg(p)), qPrintable(text));
-        QVERIFY(!text.contains(QStringLiteral("Page %1").arg(pageCount + 1)));
         // pdftoppm draws each page: the pictures are really there, not blank pages.
         QVERIFY(
             run(QStringLiteral("pdftoppm"), {QStringLiteral("-png"), QStringLiteral("-r"),

@@ -2,6 +2,7 @@
 #include "library/Library.h"
 #include "library/LibraryModel.h"
 #include "support/HostileFolders.h"
+#include "support/TestFiles.h"
 
 #include <QSemaphore>
 #include <QSettings>
@@ -65,15 +66,9 @@ private Q_SLOTS:
         }
         // Right extension, but not a readable guide: dropped without disturbing the rest.
         QVERIFY(QDir(dir).mkpath(QStringLiteral("Empty.trovix")));
-        QFile broken(writeGuideFolder(dir, QStringLiteral("X.trovix"), QStringLiteral("X"), 1, noon) +
-                     QStringLiteral("/guide.json"));
-        QVERIFY(broken.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        broken.write("{\"title\": \"X\", \"steps\": [");
-        broken.close();
-        QFile plain(QDir(dir).filePath(QStringLiteral("File.trovix")));
-        QVERIFY(plain.open(QIODevice::WriteOnly));
-        plain.write("not a folder");
-        plain.close();
+        writeFile(writeGuideFolder(dir, "X.trovix", "X", 1, noon) + "/guide.json",
+                  "{\"title\": \"X\", \"steps\": [");
+        writeFile(dir + "/File.trovix", "not a folder");
 
         QStringList found = titles(Library::scan(dir));
         found.sort();

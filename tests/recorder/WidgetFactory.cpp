@@ -96,17 +96,6 @@ std::optional<WidgetFactory::Control> WidgetFactory::find(const QString& role, c
     return std::nullopt;
 }
 
-QPoint WidgetFactory::pointBesideWindow(QSize screen) {
-    const auto window = find(QStringLiteral("frame"), QString());
-    const QRect frame = window ? window->extents : QRect();
-    for (const QPoint corner :
-         {QPoint(60, 70), QPoint(screen.width() - 60, 70), QPoint(60, screen.height() - 70),
-          QPoint(screen.width() - 60, screen.height() - 70)})
-        if (!frame.contains(corner))
-            return corner;
-    return {};
-}
-
 void WidgetFactory::activate() {
     // The window manager may still be settling in; try again for a few seconds.
     const QString script = QStringLiteral("xdotool search --onlyvisible --pid %1 | head -n1 | "

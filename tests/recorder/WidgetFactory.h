@@ -37,8 +37,6 @@ public:
     // The index-th showing control with this role whose name (or text) is label.
     std::optional<Control> find(const QString& role, const QString& label, int index = 0);
 
-    // A point of the screen (width × height) outside its window, near a corner.
-    QPoint pointBesideWindow(QSize screen);
     // Raises its window and gives it the keyboard, as a click on it would.
     void activate();
     // Stops or resumes the process, to play a hung application.

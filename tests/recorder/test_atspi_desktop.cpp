@@ -1,5 +1,4 @@
 #include "WidgetFactory.h"
-#include "platform/atspi/AtspiService.h"
 #include "platform/atspi/DesktopEntries.h"
 #include "recorder/Recorder.h"
 
@@ -10,8 +9,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <future>
-
 using namespace trovix;
 
 namespace {
@@ -20,24 +17,6 @@ const QString app = QStringLiteral(" in Widget Factory");
 
 QPointF centre(const QRect& r) {
     return QPointF(r.x() + r.width() / 2, r.y() + r.height() / 2);
-}
-
-// The role names the accessibility side gives the hit element at a point and its parent.
-std::pair<QString, QString> rolesAt(QPointF point) {
-    std::promise<std::pair<QString, QString>> result;
-    auto future = result.get_future();
-    AtspiService::instance().run(
-        [&](const AccessibleDesktop& desktop) {
-            std::pair<QString, QString> roles;
-            if (const ElementRef hit = desktop.elementAt(point)) {
-                roles.first = hit->text(ElementAttribute::role).value_or(QString());
-                if (const ElementRef parent = hit->parent())
-                    roles.second = parent->text(ElementAttribute::role).value_or(QString());
-            }
-            result.set_value(roles);
-        },
-        ScreenLayout::current(), AtspiService::Clock::now() + std::chrono::seconds(5));
-    return future.get();
 }
 
 // A window of another process with one button, "Cover", over a part of the screen.
@@ -89,27 +68,6 @@ private Q_SLOTS:
             QCOMPARE(target.title, c.title);
             QCOMPARE(target.frame, QRectF(control->extents));
         }
-    }
-
-    void roles_mapOntoTheControlNames() {
-        auto at = [this](const QString& role, const QString& label, int index = 0) {
-            const auto control = m_factory.find(role, label, index);
-            return control ? rolesAt(centre(control->extents)) : std::pair<QString, QString>();
-        };
-        QCOMPARE(at(QStringLiteral("push button"), QStringLiteral("Sans Regular")).first,
-                 QStringLiteral("AXButton"));
-        QCOMPARE(at(QStringLiteral("check box"), QStringLiteral("checkbutton")).first,
-                 QStringLiteral("AXCheckBox"));
-        QCOMPARE(at(QStringLiteral("spin button"), QStringLiteral("50")).first,
-                 QStringLiteral("AXTextField"));
-        QCOMPARE(at(QStringLiteral("combo box"), QStringLiteral("Left")).first,
-                 QStringLiteral("AXPopUpButton"));
-        // The text of an editable combo box makes it a combo box rather than a pop-up button.
-        QCOMPARE(at(QStringLiteral("text"), QStringLiteral("comboboxentry")),
-                 std::make_pair(QStringLiteral("AXTextField"), QStringLiteral("AXComboBox")));
-        // A click on a tab hits the tab's inner part first.
-        QCOMPARE(at(QStringLiteral("page tab"), QStringLiteral("page 3")).second, QStringLiteral("AXTab"));
-        QCOMPARE(at(QStringLiteral("table cell"), QStringLiteral("Cimi")).first, QStringLiteral("AXCell"));
     }
 
     void windowOnTop_isTheOneDescribed() {

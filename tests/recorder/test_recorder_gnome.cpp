@@ -218,11 +218,9 @@ private Q_SLOTS:
 
     void otherProcesses_cannotStartTheExtension() {
         QProcess gdbus;
-        gdbus.start(QStringLiteral("gdbus"),
-                    {QStringLiteral("call"), QStringLiteral("--session"), QStringLiteral("--dest"),
-                     QStringLiteral("org.gnome.Shell"), QStringLiteral("--object-path"),
-                     QString::fromLatin1(ShellExtension::clicksPath), QStringLiteral("--method"),
-                     QString::fromLatin1(ShellExtension::clicksInterface) + QStringLiteral(".Start")});
+        gdbus.start("gdbus", {"call", "--session", "--dest", "org.gnome.Shell", "--object-path",
+                              QString::fromLatin1(ShellExtension::clicksPath), "--method",
+                              QString::fromLatin1(ShellExtension::clicksInterface) + ".Start"});
         QVERIFY(gdbus.waitForFinished(10000));
         QVERIFY(gdbus.exitCode() != 0);
         QVERIFY2(gdbus.readAllStandardError().contains("AccessDenied"), "the refusal names itself");
@@ -231,8 +229,7 @@ private Q_SLOTS:
     void extensionSwitchedOff_stopsTheRecordingAndSaysWhy() {
         QVERIFY(m_recorder->isRecording());
         QSignalSpy interrupted(m_recorder.get(), &Recorder::interrupted);
-        QProcess::execute(QStringLiteral("gnome-extensions"),
-                          {QStringLiteral("disable"), QString::fromLatin1(ShellExtension::uuid)});
+        QProcess::execute("gnome-extensions", {"disable", QString::fromLatin1(ShellExtension::uuid)});
         QTRY_COMPARE_WITH_TIMEOUT(interrupted.size(), 1, 10000);
         QVERIFY(!m_recorder->isRecording());
         QVERIFY2(interrupted.first().first().toString().contains(QStringLiteral("switched off")),

@@ -106,22 +106,6 @@ private Q_SLOTS:
         QVERIFY(base.pixelColor(centre(controls[0]->extents)) != QColor(Qt::black));
     }
 
-    void clickWithoutControl_givesFallbackAndRing() {
-        const qsizetype before = m_guide.steps().size();
-        const QPoint beside = m_factory.pointBesideWindow(QSize(1920, 1080));
-        QVERIFY(!beside.isNull());
-        xdotool(clickAt(beside));
-        QTRY_COMPARE_WITH_TIMEOUT(m_guide.steps().size(), before + 1, 15000);
-        const Step& step = m_guide.steps().last();
-        QVERIFY2(step.title == QStringLiteral("Click") + app || step.title == QStringLiteral("Click"),
-                 qPrintable(step.title));
-        QCOMPARE(step.annotations.size(), 1);
-        QCOMPARE(step.annotations.first().kind, Kind::ring);
-        QCOMPARE(step.annotations.first().p1, QPointF(beside));
-        QCOMPARE(step.annotations.first().p2, QPointF(0, 0));
-        m_factory.activate();
-    }
-
     void rightClicksAndClicksInOwnWindows_giveNothing() {
         const qsizetype before = m_guide.steps().size();
         const auto toggle =

@@ -2,12 +2,10 @@
 #include "render/PngFastDecoder.h"
 
 #include "support/SyntheticScreenshot.h"
+#include "support/TestFiles.h"
 
-#include <QBuffer>
 #include <QTest>
 #include <QtEndian>
-
-#include <zlib.h>
 
 #include <cstdlib>
 
@@ -15,23 +13,6 @@ using namespace trovix;
 using namespace trovix::testing;
 
 namespace {
-
-QByteArray qtPng(const QImage& image) {
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return bytes;
-}
-
-void appendChunk(QByteArray& png, const char* type, const QByteArray& body) {
-    const QByteArray typed = QByteArray(type, 4) + body;
-    const quint32 length = qToBigEndian<quint32>(quint32(body.size()));
-    png += QByteArray(reinterpret_cast<const char*>(&length), 4) + typed;
-    const quint32 crc = qToBigEndian<quint32>(
-        quint32(crc32(0, reinterpret_cast<const Bytef*>(typed.constData()), uInt(typed.size()))));
-    png += QByteArray(reinterpret_cast<const char*>(&crc), 4);
-}
 
 // An RGBA PNG whose rows use the five filter types in turn (row y: type y % 5).
 QByteArray everyFilter(const QImage& source) {
@@ -56,10 +37,8 @@ QByteArray everyFilter(const QImage& source) {
     qToBigEndian<quint32>(quint32(image.height()), header.data() + 4);
     header[8] = 8;
     header[9] = 6;
-    appendChunk(png, "IHDR", header);
-    appendChunk(png, "IDAT", qCompress(raw).mid(4)); // qCompress puts the length before the zlib stream
-    appendChunk(png, "IEND", {});
-    return png;
+    // qCompress puts the length before the zlib stream.
+    return png + pngChunk("IHDR", header) + pngChunk("IDAT", qCompress(raw).mid(4)) + pngChunk("IEND", {});
 }
 
 QImage qtDecoded(const QByteArray& png) {
@@ -83,7 +62,7 @@ private Q_SLOTS:
         dense.setDotsPerMeterX(5669);
         dense.setDotsPerMeterY(5669);
         // Qt's encoder, ours, and every kind of row filter. RGB and RGBA, odd widths.
-        const QByteArray files[] = {qtPng(dense), qtPng(translucent), ImageCodec::encodePng(dense),
+        const QByteArray files[] = {encoded(dense), encoded(translucent), ImageCodec::encodePng(dense),
                                     ImageCodec::encodePng(translucent), everyFilter(translucent)};
         for (const QByteArray& png : files) {
             const std::optional<QImage> fast = PngFastDecoder::decode(png, 16384, 1 << 27);
@@ -100,7 +79,7 @@ private Q_SLOTS:
         QVERIFY(!PngFastDecoder::decode(damaged, 16384, 1 << 27));
         QVERIFY(!PngFastDecoder::decode(files[2].left(files[2].size() - 20), 16384, 1 << 27));
         QVERIFY(
-            !PngFastDecoder::decode(qtPng(dense.convertToFormat(QImage::Format_Indexed8)), 16384, 1 << 27));
+            !PngFastDecoder::decode(encoded(dense.convertToFormat(QImage::Format_Indexed8)), 16384, 1 << 27));
         QVERIFY(!PngFastDecoder::decode(files[2], 639, 1 << 27));
     }
 };

@@ -122,22 +122,6 @@ private Q_SLOTS:
         QCOMPARE(redBounds(out), QRect(17, 17, 66, 66)); // (10 - 1.5)·2 … (40 + 1.5)·2
     }
 
-    void arrow_shaftAndHeadGeometry() {
-        // At scale 4: the tail's round cap, the 4-point shaft, and a head 18 points long reaching π/7
-        // either side of the shaft, its tip exactly at p2.
-        const QImage out = Renderer::render(testing::flat(1200, 800, Qt::white),
-                                            {mark(Kind::arrow, {100, 100}, {200, 100})}, 4);
-        const QRect bounds = redBounds(out);
-        QCOMPARE(bounds.left(), 392);                  // 98 points: 2 points of round cap
-        QVERIFY(std::abs(bounds.right() - 799) <= 1);  // the tip at 200
-        QVERIFY(std::abs(bounds.top() - 369) <= 1);    // 92.19 · 4
-        QVERIFY(std::abs(bounds.bottom() - 430) <= 1); // 107.81 · 4
-        const QRect behindBase = redBounds(out, QRect(733, 0, 1, 800));
-        const QRect pastBase = redBounds(out, QRect(737, 0, 1, 800));
-        QCOMPARE(behindBase, QRect(733, 392, 1, 16)); // only the 4-point shaft
-        QVERIFY(pastBase.height() > 55);              // the head's full width
-    }
-
     void arrow_shortArrowsDrawNothingUpToTwoPoints() {
         const QImage base = testing::flat(100, 100, Qt::white);
         for (QPointF tip : {QPointF(50, 50), QPointF(48.59, 51.41)})
@@ -200,13 +184,6 @@ private Q_SLOTS:
         const QImage white = testing::flat(300, 200, Qt::white);
         const auto at = [](const QImage& image, int x, int y) { return image.pixelColor(x, y); };
 
-        // rect: a 3-point outline centred on the edges, nothing inside.
-        const QImage rect = Renderer::render(white, {mark(Kind::rect, {20, 30}, {120, 90})}, 1);
-        // Edges at 18.5 … 21.5: pixels 19 and 20 fully covered, 18 and 21 half.
-        QCOMPARE(redBounds(rect), QRect(QPoint(19, 29), QPoint(120, 90)));
-        QCOMPARE(at(rect, 70, 60), QColor(Qt::white));
-        QCOMPARE(at(rect, 20, 60), QColor(255, 59, 48));
-
         // target: the frame grown by 3 on every side, rounded, filled at 0.12, a 4-point outline.
         for (double scale : {1.0, 2.0}) {
             QImage base = testing::flat(int(300 * scale), int(200 * scale), Qt::white);
@@ -248,9 +225,6 @@ private Q_SLOTS:
             QVERIFY2(std::abs(centre.x() - 100) < 1.5 && std::abs(centre.y() - 50) < 1.5,
                      qPrintable(QStringLiteral("%1, %2").arg(centre.x()).arg(centre.y())));
             QCOMPARE(label.left() < disc.left(), overhangs);
-            // Bold 14-point digits: about 10 pixels tall whatever the DPI.
-            QVERIFY2(label.height() >= 8 && label.height() <= 13,
-                     qPrintable(QString::number(label.height())));
         }
     }
 
@@ -279,29 +253,19 @@ private Q_SLOTS:
         }
     }
 
-    void scaledDown_sizes_data() {
-        QTest::addColumn<QSize>("source");
-        QTest::addColumn<double>("maxSide"); // negative: absent
-        QTest::addColumn<QSize>("expected");
-        QTest::newRow("3024x1964 to 1800") << QSize(3024, 1964) << 1800.0 << QSize(1800, 1169);
-        QTest::newRow("halves round away from zero") << QSize(3, 1) << 1.5 << QSize(2, 1);
-        QTest::newRow("never enlarged") << QSize(500, 300) << 640.0 << QSize(500, 300);
-        QTest::newRow("max side zero") << QSize(500, 300) << 0.0 << QSize(1, 1);
-    }
-
-    void scaledDown_sizes() {
-        QFETCH(QSize, source);
-        QFETCH(double, maxSide);
-        QFETCH(QSize, expected);
-        QImage image = noise(source.width(), source.height(), 1, QImage::Format_ARGB32_Premultiplied);
+    // A picture marked 2x comes out opaque, at ratio 1 and in its own pixels; one already small enough
+    // keeps them unchanged. The sizes and their rounding are the exporter's test.
+    void scaledDown_givesAnOpaqueCopyAtRatioOne() {
+        QImage image = noise(500, 300, 1, QImage::Format_ARGB32_Premultiplied);
         image.setDevicePixelRatio(2);
-        const QImage out = scaledDown(image, maxSide < 0 ? std::nullopt : std::optional(maxSide));
-        QCOMPARE(out.size(), expected);
-        QVERIFY(!out.hasAlphaChannel());
-        QCOMPARE(out.devicePixelRatio(), 1.0);
-        QVERIFY(out.constBits() != image.constBits());
-        if (expected == source) // unscaled, the pixels come through unchanged
-            QCOMPARE(maxDiff(out, image), 0);
+        for (const auto& [maxSide, expected] : {std::pair{640.0, QSize(500, 300)}, {0.0, QSize(1, 1)}}) {
+            const QImage out = scaledDown(image, maxSide);
+            QCOMPARE(out.size(), expected);
+            QVERIFY(!out.hasAlphaChannel());
+            QCOMPARE(out.devicePixelRatio(), 1.0);
+            QVERIFY(out.constBits() != image.constBits());
+        }
+        QCOMPARE(maxDiff(scaledDown(image, 640), image), 0);
     }
 
     void scaledDown_averagesRatherThanSkipsPixels() {

@@ -1,8 +1,10 @@
 #pragma once
 
 // Small helpers shared by the tests that work with files: reading and writing whole files, a picture
-// with detail everywhere, and PNG chunks with correct checksums for building damaged files.
+// with detail everywhere, Qt's own file of a picture, and PNG chunks with correct checksums for building
+// damaged files.
 
+#include <QBuffer>
 #include <QByteArray>
 #include <QFile>
 #include <QImage>
@@ -61,6 +63,15 @@ inline int maxDifference(const QImage& a, const QImage& b, QRect area = {}) {
                               std::abs(qBlue(p) - qBlue(q)), std::abs(qAlpha(p) - qAlpha(q))});
         }
     return worst;
+}
+
+// The picture as Qt's own writer stores it in `format`.
+inline QByteArray encoded(const QImage& image, const char* format = "PNG") {
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, format);
+    return bytes;
 }
 
 // One PNG chunk: length, type, body and a correct CRC.
