@@ -2,6 +2,8 @@
 
 #include "document/GuideStore.h"
 
+#include <QFutureWatcher>
+
 namespace trovix {
 
 Guide::Guide(QObject* parent)
@@ -102,10 +104,15 @@ void Guide::append(const Step& step) {
     }
     QFuture<Step> screened = m_intake(step);
     m_pending.append({step, screened});
-    // A continuation rather than a watcher: it also runs when the future is already finished.
-    screened.then(this, [this](const Step&) { admitFinished(); })
-        .onFailed(this, [this] { admitFinished(); })
-        .onCanceled(this, [this] { admitFinished(); });
+    // A watcher the guide owns, rather than a continuation on the future: a guide gone before the
+    // screening ends takes its watcher along, while a continuation would still be called. It reports
+    // a future that is already finished too.
+    auto* watcher = new QFutureWatcher<Step>(this);
+    connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher] {
+        watcher->deleteLater();
+        admitFinished();
+    });
+    watcher->setFuture(screened);
 }
 
 void Guide::admitFinished() {

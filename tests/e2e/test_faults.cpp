@@ -198,7 +198,8 @@ QString answerAlert(qint64 pid, const QString& message, const QString& informati
         const auto matches = [&](const QString& n) { return prefix ? n.startsWith(text) : n == text; };
         return waitUntil([&] { return findAccessible(pid, matches).has_value(); }, 10000, 200);
     };
-    for (const auto& [text, prefix] : {std::pair{message, false}, std::pair{informative, true}})
+    const std::pair<QString, bool> texts[] = {{message, false}, {informative, true}};
+    for (const auto& [text, prefix] : texts)
         if (!text.isEmpty() && !shows(text, prefix))
             return QStringLiteral("the alert does not say “%1”; it shows: %2")
                 .arg(text, accessibleNames(pid).join(u'|'));
@@ -224,8 +225,8 @@ QRect libraryCard(qint64 pid, const QString& title) {
 // Passes when the check's account of what went wrong is empty.
 #define QVERIFY_EMPTY(check)                                                                                 \
     do {                                                                                                     \
-        const QString why = (check);                                                                         \
-        QVERIFY2(why.isEmpty(), qPrintable(why));                                                            \
+        const QString problem_ = (check);                                                                    \
+        QVERIFY2(problem_.isEmpty(), qPrintable(problem_));                                                  \
     } while (false)
 
 class FaultsTest : public QObject {
@@ -492,18 +493,19 @@ private Q_SLOTS:
         };
         const QString couldNot = QStringLiteral("Couldn’t open “%1.trovix”");
         // A picture that is a link to /dev/zero shows only when the guide is opened.
-        for (const auto& [title, why] :
-             {std::pair{QStringLiteral("Hung"),
-                        QStringLiteral("The folder “Hung.trovix” didn’t answer within 5 seconds: the disk "
-                                       "it is on may be slow or no longer connected.")},
-              {QStringLiteral("Pipe record"),
-               QStringLiteral("The file “guide.json” in “Pipe record.trovix” couldn’t be opened because "
-                              "it is not a regular file.")},
-              {QStringLiteral("Zero picture"),
-               QStringLiteral("It doesn’t look like a valid Trovix file.\n\nThe guide in “Zero "
-                              "picture.trovix” couldn’t be opened because the picture of step 1 (“%1”) "
-                              "couldn’t be read because it is not a regular file.")
-                   .arg(zeroPicture->file)}}) {
+        const std::pair<QString, QString> cards[] = {
+            {QStringLiteral("Hung"),
+             QStringLiteral("The folder “Hung.trovix” didn’t answer within 5 seconds: the disk "
+                            "it is on may be slow or no longer connected.")},
+            {QStringLiteral("Pipe record"),
+             QStringLiteral("The file “guide.json” in “Pipe record.trovix” couldn’t be opened because "
+                            "it is not a regular file.")},
+            {QStringLiteral("Zero picture"),
+             QStringLiteral("It doesn’t look like a valid Trovix file.\n\nThe guide in “Zero "
+                            "picture.trovix” couldn’t be opened because the picture of step 1 (“%1”) "
+                            "couldn’t be read because it is not a regular file.")
+                 .arg(zeroPicture->file)}};
+        for (const auto& [title, why] : cards) {
             QVERIFY_EMPTY(openCard(title));
             QVERIFY_EMPTY(answerAlert(m_app->pid(), couldNot.arg(title), why));
         }
