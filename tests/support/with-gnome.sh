@@ -43,7 +43,9 @@ if [ "$(id -u)" = 0 ]; then
     done < <(env)
     hide=true
     [ -d /run/systemd ] && hide='mount -t tmpfs tmpfs /run/systemd'
-    exec unshare -m --propagation private sh -c "$hide"' && exec runuser -u "$0" -- "$@"' \
+    # A PID namespace of its own too: when the session ends, whatever it started (services the bus
+    # activated included) ends with it, and nothing is left holding the test's output open.
+    exec unshare -m -p -f --mount-proc --propagation private sh -c "$hide"' && exec runuser -u "$0" -- "$@"' \
         "$user" env -i "${keep[@]}" "$self" "$@"
 fi
 
@@ -61,6 +63,12 @@ log=$TROVIX_WAYLAND_LOG
 pids=()
 cleanup() {
     for ((i = ${#pids[@]} - 1; i >= 0; i--)); do kill "${pids[i]}" 2>/dev/null; done
+    # A Shell that does not end within 5 s is ended by force rather than waited for.
+    for _ in $(seq 50); do
+        kill -0 "${pids[@]}" 2>/dev/null || break
+        sleep 0.1
+    done
+    kill -KILL "${pids[@]}" 2>/dev/null
     wait 2>/dev/null
 }
 trap cleanup EXIT
