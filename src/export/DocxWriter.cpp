@@ -217,13 +217,7 @@ ExportResult DocxWriter::write(const QString& title, const QList<Step>& steps, E
     const QDate date = created.date();
     zip.addLater(QStringLiteral("word/document.xml"), [&] { return document(title, steps, pictures, date); });
     zip.addLater(QStringLiteral("word/_rels/document.xml.rels"), [&] { return relationships(pictures); });
-
-    ExportResult result;
-    result.path = file;
-    result.bytes = zip.commit();
-    result.files << file;
-    pictures.finish();
-    return result;
+    return pictures.commit();
 }
 
 } // namespace trovix

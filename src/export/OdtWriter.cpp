@@ -191,13 +191,7 @@ ExportResult OdtWriter::write(const QString& title, const QList<Step>& steps, Ex
     const QDate date = created.date();
     zip.addLater(QStringLiteral("content.xml"), [&] { return content(title, steps, pictures, date); });
     zip.addLater(QStringLiteral("META-INF/manifest.xml"), [&] { return manifest(pictures); });
-
-    ExportResult result;
-    result.path = file;
-    result.bytes = zip.commit();
-    result.files << file;
-    pictures.finish();
-    return result;
+    return pictures.commit();
 }
 
 } // namespace trovix

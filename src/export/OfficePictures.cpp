@@ -8,7 +8,8 @@ namespace trovix {
 
 OfficePictures::OfficePictures(ZipArchive& zip, const QString& folder, const QList<Step>& steps,
                                ExportQuality quality, const ExportProgress& progress)
-    : m_prepared(steps, quality, PreparedPictures::Use::files)
+    : m_zip(zip)
+    , m_prepared(steps, quality, PreparedPictures::Use::files)
     , m_pictures(size_t(steps.size()))
     , m_progress(progress) {
     const bool png = quality == ExportQuality::full;
@@ -47,10 +48,15 @@ OfficePictures::OfficePictures(ZipArchive& zip, const QString& folder, const QLi
     }
 }
 
-void OfficePictures::finish() {
+ExportResult OfficePictures::commit() {
+    ExportResult result;
+    result.path = m_zip.path();
+    result.bytes = m_zip.commit();
+    result.files << result.path;
     if (m_progress && m_reported < size())
         m_progress(int(size()), int(size()));
     m_reported = int(size());
+    return result;
 }
 
 } // namespace trovix

@@ -41,10 +41,11 @@ public:
     const Picture& operator[](qsizetype index) const { return m_pictures[size_t(index)]; }
     qsizetype size() const { return qsizetype(m_pictures.size()); }
 
-    // Reports the last steps done once the document's text is written.
-    void finish();
+    // Writes the archive (pictures and the document's text), then reports the last steps done.
+    ExportResult commit();
 
 private:
+    ZipArchive& m_zip;
     PreparedPictures m_prepared;
     std::vector<Picture> m_pictures;
     ExportProgress m_progress;
