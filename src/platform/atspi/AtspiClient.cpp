@@ -256,6 +256,35 @@ std::optional<QString> AtspiClient::text(const AtspiRef& object, int maxCharacte
     return reply->arguments().constFirst().toString();
 }
 
+std::optional<AtspiRef> AtspiClient::focusedIn(const AtspiRef& root) {
+    // A match rule of the collection interface: all of these states (FOCUSED) and all of no
+    // attributes, roles and interfaces, not inverted.
+    constexpr int focusedState = 12;
+    constexpr int matchAll = 1;
+    constexpr uint canonicalOrder = 1;
+    QDBusArgument rule;
+    rule.beginStructure();
+    rule << QList<int>{1 << focusedState, 0} << matchAll << QMap<QString, QString>() << matchAll
+         << QList<int>{0, 0, 0, 0} << matchAll << QStringList() << matchAll << false;
+    rule.endStructure();
+    const auto reply = call(root.service, root.path, QStringLiteral("org.a11y.atspi.Collection"),
+                            QStringLiteral("GetMatches"),
+                            {QVariant::fromValue(rule), QVariant::fromValue(canonicalOrder),
+                             QVariant::fromValue(1), QVariant::fromValue(true)});
+    if (!reply)
+        return std::nullopt;
+    const auto matches = firstArgument(*reply, QLatin1String("a(so)"));
+    if (!matches)
+        return std::nullopt;
+    AtspiRef found;
+    matches->beginArray();
+    if (!matches->atEnd()) {
+        if (const auto ref = readRef(*matches))
+            found = *ref;
+    }
+    return found;
+}
+
 std::optional<uint> AtspiClient::processId(const QString& service) {
     if (const auto known = m_pids.constFind(service); known != m_pids.constEnd())
         return *known;
