@@ -51,6 +51,9 @@ public:
 
     // The click recorder, made with the guide on first use and then kept.
     Recorder& recorder();
+    // Whether recordings take typing and key combinations too (remembered; on at first).
+    static bool recordsTyping();
+    void setRecordsTyping(bool on);
 
     // Whether the application may quit now (asks about unsaved changes).
     bool applicationShouldTerminate();

@@ -7,6 +7,7 @@
 #include <QMenu>
 #include <QPainter>
 #include <QPainterPath>
+#include <QSettings>
 #include <QSystemTrayIcon>
 #include <QTimer>
 
@@ -154,6 +155,13 @@ void StatusItem::refresh() {
     add(tr("Guides Library"), m_actions.library);
     add(tr("Capture Region  (Ctrl+Alt+S)"), m_actions.capture);
     QAction* record = add(recordLabel(recording), m_actions.toggleRecording);
+    QAction* typing = menu->addAction(tr("Record Typing and Keys"));
+    typing->setCheckable(true);
+    typing->setChecked(QSettings().value(QStringLiteral("recordTypingAndKeys"), true).toBool());
+    QObject::connect(typing, &QAction::triggered, menu, [set = m_actions.setRecordsTyping](bool on) {
+        if (set)
+            set(on);
+    });
     if (!m_actions.recordingUnavailable.isEmpty()) {
         record->setEnabled(false);
         record->setToolTip(m_actions.recordingUnavailable);
