@@ -7,6 +7,7 @@
 
 #include <QApplication>
 #include <QDirIterator>
+#include <QLineEdit>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
@@ -104,6 +105,19 @@ private Q_SLOTS:
         QCOMPARE(m_guide.steps().size(), 2);
         QCOMPARE(m_guide.steps().last().title, QStringLiteral("Press Ctrl+A") + app);
         QVERIFY(m_guide.steps().last().annotations.isEmpty());
+
+        // Keys in Trovix's own windows are Trovix's business.
+        QLineEdit own;
+        own.setWindowTitle(QStringLiteral("Trovix"));
+        own.setGeometry(100, 900, 300, 40);
+        own.show();
+        own.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&own));
+        live({"type", "own"});
+        live({"key", "ctrl+b", "Tab"});
+        QTest::qWait(800);
+        QCOMPARE(own.text(), QStringLiteral("own"));
+        QCOMPARE(m_guide.steps().size(), 2);
     }
 
     // What a password entry holds goes into no title, note, saved folder or export, and the entry
