@@ -43,13 +43,22 @@ bool commandHeld(const KeyStroke& stroke) {
 TypedField TypedField::read(const AccessibleElement& field, const std::optional<QString>& application) {
     TypedField typed;
     typed.password = field.isSecret();
+    typed.frame = ClickDescriber::frameOf(field);
+    typed.application = application;
+    // Only a text field's text is what was typed: a terminal or a document view holds far more
+    // than that, which the keys alone then tell.
+    static const QStringList textRoles{QStringLiteral("AXTextField"), QStringLiteral("AXTextArea"),
+                                       QStringLiteral("AXComboBox")};
+    const std::optional<QString> role = field.text(ElementAttribute::role);
+    if (!typed.password && !(role && textRoles.contains(*role))) {
+        typed.frame.reset();
+        return typed;
+    }
     typed.name = ClickDescriber::string(field, ElementAttribute::title);
     if (!typed.name)
         typed.name = ClickDescriber::string(field, ElementAttribute::description);
-    typed.frame = ClickDescriber::frameOf(field);
     if (!typed.password)
         typed.text = field.text(ElementAttribute::contents);
-    typed.application = application;
     return typed;
 }
 
@@ -150,7 +159,12 @@ ClickTarget TypingTracker::typingTarget(const Event& typed, const std::optional<
         target.secret = field->frame;
         return target;
     }
-    const QString text = field && field->text ? *field->text : typed.text;
+    const bool read = field && field->text;
+    const QString text = read ? *field->text : typed.text;
+    // Keys that typed nothing visible into something that is no field (Space on a button) make no
+    // step.
+    if (!read && text.simplified().isEmpty())
+        return {};
     if (text.isEmpty()) {
         target.title =
             field && field->name ? tr("Clear “%1”").arg(*field->name) : tr("Clear the field%1").arg(suffix);
