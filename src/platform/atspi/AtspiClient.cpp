@@ -1,10 +1,31 @@
 #include "platform/atspi/AtspiClient.h"
 
 #include <QDBusArgument>
+#include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QDBusVariant>
 
 #include <algorithm>
+
+// A match rule of the collection interface: all of these states (FOCUSED) and all of no attributes,
+// roles and interfaces, not inverted. Marshalled as a registered type: a structure built by hand in a
+// free-standing QDBusArgument is never freed.
+struct FocusedRule {};
+Q_DECLARE_METATYPE(FocusedRule)
+
+QDBusArgument& operator<<(QDBusArgument& argument, const FocusedRule&) {
+    constexpr int focusedState = 12;
+    constexpr int matchAll = 1;
+    argument.beginStructure();
+    argument << QList<int>{1 << focusedState, 0} << matchAll << QMap<QString, QString>() << matchAll
+             << QList<int>{0, 0, 0, 0} << matchAll << QStringList() << matchAll << false;
+    argument.endStructure();
+    return argument;
+}
+
+const QDBusArgument& operator>>(const QDBusArgument& argument, FocusedRule&) {
+    return argument;
+}
 
 namespace trovix {
 
@@ -257,19 +278,12 @@ std::optional<QString> AtspiClient::text(const AtspiRef& object, int maxCharacte
 }
 
 std::optional<AtspiRef> AtspiClient::focusedIn(const AtspiRef& root) {
-    // A match rule of the collection interface: all of these states (FOCUSED) and all of no
-    // attributes, roles and interfaces, not inverted.
-    constexpr int focusedState = 12;
-    constexpr int matchAll = 1;
+    static const QMetaType registered = qDBusRegisterMetaType<FocusedRule>();
+    Q_UNUSED(registered);
     constexpr uint canonicalOrder = 1;
-    QDBusArgument rule;
-    rule.beginStructure();
-    rule << QList<int>{1 << focusedState, 0} << matchAll << QMap<QString, QString>() << matchAll
-         << QList<int>{0, 0, 0, 0} << matchAll << QStringList() << matchAll << false;
-    rule.endStructure();
     const auto reply = call(root.service, root.path, QStringLiteral("org.a11y.atspi.Collection"),
                             QStringLiteral("GetMatches"),
-                            {QVariant::fromValue(rule), QVariant::fromValue(canonicalOrder),
+                            {QVariant::fromValue(FocusedRule()), QVariant::fromValue(canonicalOrder),
                              QVariant::fromValue(1), QVariant::fromValue(true)});
     if (!reply)
         return std::nullopt;
@@ -278,10 +292,15 @@ std::optional<AtspiRef> AtspiClient::focusedIn(const AtspiRef& root) {
         return std::nullopt;
     AtspiRef found;
     matches->beginArray();
-    if (!matches->atEnd()) {
-        if (const auto ref = readRef(*matches))
+    while (!matches->atEnd()) {
+        const std::optional<AtspiRef> ref = readRef(*matches);
+        if (!ref)
+            break;
+        if (found.isNull())
             found = *ref;
     }
+    // Each array read is ended, or its reader stays allocated.
+    matches->endArray();
     return found;
 }
 
