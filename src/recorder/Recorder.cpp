@@ -295,7 +295,10 @@ void Recorder::keyEvents(const QList<TypingTracker::Event>& events, bool afterSt
                     });
                 };
                 if (search && !search->answered)
-                    search->then = [go, search] { go(search->field); };
+                    search->then = [go, weak = std::weak_ptr(search)] {
+                        if (const auto answered = weak.lock())
+                            go(answered->field);
+                    };
                 else
                     go(search ? search->field : event.field);
             };
