@@ -142,7 +142,10 @@ QList<TypingTracker::Event> TypingTracker::key(const KeyStroke& stroke, const QV
         ++m_number;
         m_field = focusedField;
     }
-    m_typed += stroke.text;
+    // The keys stand in only for a field that cannot be read; a whole afternoon of typing into one
+    // is kept up to a point, not without end.
+    if (m_typed.size() < typedLimit)
+        m_typed += stroke.text;
     return events;
 }
 

@@ -75,6 +75,8 @@ public:
 
     // Text in a title is cut below this many user-perceived characters, as labels are.
     static constexpr int titleTextLimit = 80;
+    // The most characters kept of the keys typed into one field (UTF-16 units).
+    static constexpr qsizetype typedLimit = 100000;
 
 private:
     QList<Event> finish();
