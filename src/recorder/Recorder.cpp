@@ -320,16 +320,27 @@ void Recorder::keyEvents(const QList<TypingTracker::Event>& events, bool afterSt
 
 void Recorder::appendStep(const Step& step, bool keyboard, const std::optional<QRectF>& field,
                           QPointF location) {
-    // A click into a field and the typing into it make one step: the typing's.
-    if (field && !m_lastClick.isNull() && field->contains(m_lastClickAt)) {
+    // A click into a field and the typing into it make one step: the typing's. So does typing that
+    // a click into the same field interrupted (to put the cursor elsewhere): the field's text now
+    // holds both.
+    if (field) {
         QList<Step> steps = m_guide.steps();
-        if (!steps.isEmpty() && steps.constLast().id == m_lastClick) {
+        const qsizetype before = steps.size();
+        if (!steps.isEmpty() && steps.constLast().id == m_lastClick && field->contains(m_lastClickAt))
             steps.removeLast();
+        if (!steps.isEmpty() && steps.constLast().id == m_lastTyped && m_lastTypedField == *field)
+            steps.removeLast();
+        if (steps.size() != before)
             m_guide.setSteps(steps);
-        }
     }
     m_lastClick = keyboard ? QUuid() : step.id;
     m_lastClickAt = location;
+    // A click keeps the typing before it in mind: typing into the same field right after it
+    // continues that typing.
+    if (keyboard) {
+        m_lastTyped = field ? step.id : QUuid();
+        m_lastTypedField = field.value_or(QRectF());
+    }
     m_guide.append(step);
 }
 

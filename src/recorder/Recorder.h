@@ -174,6 +174,9 @@ private:
     // The last click step appended, and where it clicked, until another step follows it.
     QUuid m_lastClick;
     QPointF m_lastClickAt;
+    // The last typing step appended and its field, until another step follows it.
+    QUuid m_lastTyped;
+    QRectF m_lastTypedField;
 };
 
 } // namespace trovix

@@ -191,18 +191,21 @@ private Q_SLOTS:
         key(Qt::Key_A, "a", "email");
         key(Qt::Key_X, "x", "email");
         key(Qt::Key_Backspace, {}, "email");
+        recorder.click(QPointF(20, 10)); // the cursor put back in the same field
+        key(Qt::Key_L, "l", "email");
         key(Qt::Key_R, {}, "email", Qt::ControlModifier | Qt::AltModifier);
         recorder.click(QPointF(300, 300));
         key(Qt::Key_S, {}, nullptr, Qt::ControlModifier);
         key(Qt::Key_1, "1", "pin");
-        QCOMPARE(h.captures.size(), 4u);
-        for (int i = 1; i < 4; ++i)
+        QCOMPARE(h.captures.size(), 6u);
+        for (int i = 1; i < 6; ++i)
             Pending{h.captures.at(i), {}}.finishCapture(image);
-        h.descriptions.at(1)({QStringLiteral("Click in Editor"), std::nullopt});
+        h.descriptions.at(1)({QStringLiteral("Click in Editor"), email});
+        h.descriptions.at(2)({QStringLiteral("Click in Editor"), std::nullopt});
         settle();
         recorder.stop();
-        QCOMPARE(h.captures.size(), 5u);
-        Pending{h.captures.at(4), {}}.finishCapture(image);
+        QCOMPARE(h.captures.size(), 7u);
+        Pending{h.captures.at(6), {}}.finishCapture(image);
         settle();
         QStringList titles;
         for (const Step& step : guide.steps())
