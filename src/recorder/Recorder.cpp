@@ -46,6 +46,10 @@ public:
     // The screen to grab, or none when the click brought its picture.
     void start(const RecordedClick& click, QScreen* screen) {
         const Recorder::Services& services = m_recorder->m_services;
+        // Typing is pictured on the screen of its field, which the description finds.
+        const bool deferred = click.typing && screen;
+        if (deferred)
+            m_fieldScreen = screen;
         if (click.target) {
             described(*click.target);
         } else if (click.describe) {
@@ -68,12 +72,21 @@ public:
                 described({ClickDescriber::fallbackTitle(std::nullopt), std::nullopt});
             });
         }
+        if (deferred)
+            return;
         if (!screen) {
             m_image = click.picture;
             captured();
             return;
         }
+        grab(screen);
+    }
 
+Q_SIGNALS:
+    void finished();
+
+private:
+    void grab(QScreen* screen) {
         // A failed or empty grab ends the job without a step; it still ends, so later clicks go on.
         // A watcher owned by the job, rather than a continuation on it: a continuation would still
         // call the job when the grab ends after the job is gone.
@@ -87,17 +100,30 @@ public:
             }
             captured();
         });
-        watcher->setFuture(services.capture(screen));
+        watcher->setFuture(m_recorder->m_services.capture(screen));
     }
 
-Q_SIGNALS:
-    void finished();
-
-private:
     void described(const ClickTarget& target) {
         if (m_target)
             return;
         m_target = target;
+        if (QScreen* screen = std::exchange(m_fieldScreen, nullptr)) {
+            if (target.title.isEmpty() || !m_recorder) {
+                captured(); // no step comes of it
+                return;
+            }
+            if (target.frame) {
+                m_location = target.frame->center();
+                for (QScreen* candidate : QGuiApplication::screens()) {
+                    if (ScreenLayout::contains(QRectF(candidate->geometry()), m_location)) {
+                        screen = candidate;
+                        break;
+                    }
+                }
+            }
+            m_screen = QRectF(screen->geometry());
+            grab(screen);
+        }
         advance();
     }
 
@@ -186,6 +212,8 @@ private:
     bool m_keyboard = false;
     bool m_typing = false;
     bool m_afterStop = false;
+    // The screen a typing step is pictured on until its field's own is known.
+    QPointer<QScreen> m_fieldScreen;
     std::chrono::steady_clock::time_point m_deadline;
     std::shared_ptr<ClickJob> m_prior;
     QImage m_image;
