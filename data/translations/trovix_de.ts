@@ -27,6 +27,10 @@
         <source>The desktop did not let Trovix take a screenshot.</source>
         <translation>Die Arbeitsumgebung hat Trovix kein Bildschirmfoto aufnehmen lassen.</translation>
     </message>
+    <message>
+        <source>Typing and keys are recorded in an X11 (Xorg) session only: this desktop lets no application see the keys pressed in other windows.</source>
+        <translation>Tippen und Tasten werden nur in einer X11-Sitzung (Xorg) aufgenommen: Dieser Desktop lässt keine Anwendung die in anderen Fenstern gedrückten Tasten sehen.</translation>
+    </message>
 </context>
 <context>
     <name>trovix::Capture</name>

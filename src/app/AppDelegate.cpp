@@ -26,6 +26,7 @@
 
 #include <QCoreApplication>
 #include <QFutureWatcher>
+#include <QGuiApplication>
 #include <QMenuBar>
 #include <QPointer>
 #include <QSettings>
@@ -156,6 +157,13 @@ void AppDelegate::captureRegion() {
 
 bool AppDelegate::recordsTyping() {
     return QSettings().value(QStringLiteral("recordTypingAndKeys"), true).toBool();
+}
+
+QString AppDelegate::typingUnavailableReason() {
+    if (QGuiApplication::platformName() == QLatin1String("xcb"))
+        return {};
+    return tr("Typing and keys are recorded in an X11 (Xorg) session only: this desktop lets no "
+              "application see the keys pressed in other windows.");
 }
 
 void AppDelegate::setRecordsTyping(bool on) {

@@ -68,6 +68,10 @@ MainMenu::MainMenu(QMenuBar* bar, AppDelegate& app, RecentDocuments& recents)
     m_recordTyping->setToolTip(tr("Text typed into fields and key combinations become steps while recording; "
                                   "what is typed into a password field is never recorded"));
     connect(m_recordTyping, &QAction::triggered, a, [a](bool on) { a->setRecordsTyping(on); });
+    if (const QString why = AppDelegate::typingUnavailableReason(); !why.isEmpty()) {
+        m_recordTyping->setEnabled(false);
+        m_recordTyping->setToolTip(why);
+    }
     file->addSeparator();
     add(file, tr("Save"), QKeySequence(QStringLiteral("Ctrl+S")), a, [a] { a->saveAction(); });
     add(file, tr("Save As…"), QKeySequence(QStringLiteral("Shift+Ctrl+S")), a, [a] { a->saveAsAction(); });

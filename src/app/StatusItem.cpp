@@ -1,5 +1,6 @@
 #include "app/StatusItem.h"
 
+#include "app/AppDelegate.h"
 #include "app/Icons.h"
 #include "document/Guide.h"
 
@@ -7,7 +8,6 @@
 #include <QMenu>
 #include <QPainter>
 #include <QPainterPath>
-#include <QSettings>
 #include <QSystemTrayIcon>
 #include <QTimer>
 
@@ -157,7 +157,12 @@ void StatusItem::refresh() {
     QAction* record = add(recordLabel(recording), m_actions.toggleRecording);
     QAction* typing = menu->addAction(tr("Record Typing and Keys"));
     typing->setCheckable(true);
-    typing->setChecked(QSettings().value(QStringLiteral("recordTypingAndKeys"), true).toBool());
+    typing->setChecked(AppDelegate::recordsTyping());
+    if (const QString why = AppDelegate::typingUnavailableReason(); !why.isEmpty()) {
+        typing->setEnabled(false);
+        typing->setToolTip(why);
+        menu->setToolTipsVisible(true);
+    }
     QObject::connect(typing, &QAction::triggered, menu, [set = m_actions.setRecordsTyping](bool on) {
         if (set)
             set(on);
