@@ -27,6 +27,10 @@
         <source>The desktop did not let Trovix take a screenshot.</source>
         <translation>Die Arbeitsumgebung hat Trovix kein Bildschirmfoto aufnehmen lassen.</translation>
     </message>
+    <message>
+        <source>Typing and keys are recorded in an X11 (Xorg) session only: this desktop lets no application see the keys pressed in other windows.</source>
+        <translation>Tippen und Tasten werden nur in einer X11-Sitzung (Xorg) aufgenommen: Dieser Desktop lässt keine Anwendung die in anderen Fenstern gedrückten Tasten sehen.</translation>
+    </message>
 </context>
 <context>
     <name>trovix::Capture</name>
@@ -963,6 +967,14 @@ Ohne --output wird der Export neben den Anleitungsordner geschrieben.</translati
         <source>Redact Secrets…</source>
         <translation>Geheimnisse schwärzen …</translation>
     </message>
+    <message>
+        <source>Record Typing and Keys</source>
+        <translation>Tippen und Tasten aufnehmen</translation>
+    </message>
+    <message>
+        <source>Text typed into fields and key combinations become steps while recording; what is typed into a password field is never recorded</source>
+        <translation>Beim Aufnehmen werden in Felder getippter Text und Tastenkombinationen zu Schritten; was in ein Passwortfeld getippt wird, wird nie aufgenommen</translation>
+    </message>
 </context>
 <context>
     <name>trovix::MainToolBar</name>
@@ -1430,6 +1442,10 @@ Strg+Alt+S</translation>
         <source>Quit Trovix</source>
         <translation>Trovix beenden</translation>
     </message>
+    <message>
+        <source>Record Typing and Keys</source>
+        <translation>Tippen und Tasten aufnehmen</translation>
+    </message>
 </context>
 <context>
     <name>trovix::StepDetail</name>
@@ -1610,6 +1626,37 @@ Strg+Alt+S</translation>
     </message>
 </context>
 <context>
+    <name>trovix::TypingTracker</name>
+    <message>
+        <source>Type the password in “%1”</source>
+        <translation>Passwort in „%1“ eingeben</translation>
+    </message>
+    <message>
+        <source>Type the password%1</source>
+        <translation>Passwort eingeben%1</translation>
+    </message>
+    <message>
+        <source>Clear “%1”</source>
+        <translation>„%1“ leeren</translation>
+    </message>
+    <message>
+        <source>Clear the field%1</source>
+        <translation>Feld leeren%1</translation>
+    </message>
+    <message>
+        <source>Type “%1” in “%2”</source>
+        <translation>„%1“ in „%2“ eingeben</translation>
+    </message>
+    <message>
+        <source>Type “%1”%2</source>
+        <translation>„%1“ eingeben%2</translation>
+    </message>
+    <message>
+        <source>Press %1%2</source>
+        <translation>%1 drücken%2</translation>
+    </message>
+</context>
+<context>
     <name>trovix::XInputClickMonitor</name>
     <message>
         <source>The X display cannot be opened.</source>
@@ -1630,6 +1677,37 @@ Strg+Alt+S</translation>
     <message>
         <source>The click monitor cannot make its wake-up descriptor.</source>
         <translation>Die Klicküberwachung kann ihren Weck-Deskriptor nicht anlegen.</translation>
+    </message>
+</context>
+<context>
+    <name>trovix::XInputKeyMonitor</name>
+    <message>
+        <source>The X display cannot be opened.</source>
+        <translation>Das X-Display lässt sich nicht öffnen.</translation>
+    </message>
+    <message>
+        <source>The X display has no screen %1.</source>
+        <translation>Das X-Display hat keinen Bildschirm %1.</translation>
+    </message>
+    <message>
+        <source>The X server lacks the XInput extension.</source>
+        <translation>Dem X-Server fehlt die XInput-Erweiterung.</translation>
+    </message>
+    <message>
+        <source>The X server lacks XInput 2.1.</source>
+        <translation>Dem X-Server fehlt XInput 2.1.</translation>
+    </message>
+    <message>
+        <source>The X server lacks the keyboard extension (XKB).</source>
+        <translation>Dem X-Server fehlt die Tastaturerweiterung (XKB).</translation>
+    </message>
+    <message>
+        <source>The keyboard's keymap cannot be read.</source>
+        <translation>Die Tastaturbelegung lässt sich nicht lesen.</translation>
+    </message>
+    <message>
+        <source>The key monitor cannot make its wake-up descriptor.</source>
+        <translation>Die Tastenüberwachung kann ihren Weckdeskriptor nicht anlegen.</translation>
     </message>
 </context>
 </TS>

@@ -26,8 +26,10 @@
 
 #include <QCoreApplication>
 #include <QFutureWatcher>
+#include <QGuiApplication>
 #include <QMenuBar>
 #include <QPointer>
+#include <QSettings>
 #include <QtConcurrent/QtConcurrentRun>
 
 namespace trovix {
@@ -123,7 +125,10 @@ void AppDelegate::launch() {
         *m_guide,
         StatusItem::Actions{command(&AppDelegate::showAction), command(&AppDelegate::libraryAction),
                             command(&AppDelegate::captureRegion), command(&AppDelegate::toggleRecording),
-                            command(&AppDelegate::quitAction), noClicks});
+                            command(&AppDelegate::quitAction), noClicks, [self](bool on) {
+                                if (self)
+                                    self->setRecordsTyping(on);
+                            }});
     connect(&clickMonitor, &SessionClickMonitor::availabilityChanged, this,
             [this, &clickMonitor, whyNoClicks] {
                 const QString reason = whyNoClicks();
@@ -150,9 +155,31 @@ void AppDelegate::captureRegion() {
     m_capture->captureRegion();
 }
 
+bool AppDelegate::recordsTyping() {
+    return QSettings().value(QStringLiteral("recordTypingAndKeys"), true).toBool();
+}
+
+QString AppDelegate::typingUnavailableReason() {
+    if (QGuiApplication::platformName() == QLatin1String("xcb"))
+        return {};
+    return tr("Typing and keys are recorded in an X11 (Xorg) session only: this desktop lets no "
+              "application see the keys pressed in other windows.");
+}
+
+void AppDelegate::setRecordsTyping(bool on) {
+    QSettings().setValue(QStringLiteral("recordTypingAndKeys"), on);
+    if (m_recorder)
+        m_recorder->setRecordsKeys(on);
+    if (m_menu)
+        m_menu->setRecordsTyping(on);
+    if (m_statusItem)
+        m_statusItem->refresh();
+}
+
 Recorder& AppDelegate::recorder() {
     if (!m_recorder) {
         m_recorder = std::make_unique<Recorder>(*m_guide);
+        m_recorder->setRecordsKeys(recordsTyping());
         // A recording that lost sight of the clicks has stopped; the user must learn it at once,
         // or they would go on clicking into a guide that no longer grows.
         connect(m_recorder.get(), &Recorder::interrupted, this, [this](const QString& reason) {

@@ -51,6 +51,11 @@ public:
 
     // The click recorder, made with the guide on first use and then kept.
     Recorder& recorder();
+    // Whether recordings take typing and key combinations too (remembered; on at first).
+    static bool recordsTyping();
+    // Why typing and keys cannot be recorded in this session; empty when they can.
+    static QString typingUnavailableReason();
+    void setRecordsTyping(bool on);
 
     // Whether the application may quit now (asks about unsaved changes).
     bool applicationShouldTerminate();

@@ -62,6 +62,16 @@ MainMenu::MainMenu(QMenuBar* bar, AppDelegate& app, RecentDocuments& recents)
         [a] { a->captureRegion(); });
     m_record = add(file, tr("Start/Stop Click Recording"), QKeySequence(QStringLiteral("Ctrl+Alt+R")), a,
                    [a] { a->toggleRecording(); });
+    m_recordTyping = file->addAction(tr("Record Typing and Keys"));
+    m_recordTyping->setCheckable(true);
+    m_recordTyping->setChecked(AppDelegate::recordsTyping());
+    m_recordTyping->setToolTip(tr("Text typed into fields and key combinations become steps while recording; "
+                                  "what is typed into a password field is never recorded"));
+    connect(m_recordTyping, &QAction::triggered, a, [a](bool on) { a->setRecordsTyping(on); });
+    if (const QString why = AppDelegate::typingUnavailableReason(); !why.isEmpty()) {
+        m_recordTyping->setEnabled(false);
+        m_recordTyping->setToolTip(why);
+    }
     file->addSeparator();
     add(file, tr("Save"), QKeySequence(QStringLiteral("Ctrl+S")), a, [a] { a->saveAction(); });
     add(file, tr("Save As…"), QKeySequence(QStringLiteral("Shift+Ctrl+S")), a, [a] { a->saveAsAction(); });
@@ -102,6 +112,10 @@ void MainMenu::setRecordingAvailability(const QString& unavailable, const QStrin
     record->setStatusTip(said);
     if (QMenu* file = qobject_cast<QMenu*>(record->parent()))
         file->setToolTipsVisible(true);
+}
+
+void MainMenu::setRecordsTyping(bool on) {
+    m_recordTyping->setChecked(on);
 }
 
 QAction* MainMenu::action(const QString& menu, const QString& text) const {

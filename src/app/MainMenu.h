@@ -25,6 +25,8 @@ public:
     // The record command greyed out with the reason when `unavailable` says why, else enabled with
     // `note` as its tooltip.
     void setRecordingAvailability(const QString& unavailable, const QString& note);
+    // Ticks Record Typing and Keys, or not.
+    void setRecordsTyping(bool on);
     // The action titled `text` in the top-level menu `menu`, for tests.
     QAction* action(const QString& menu, const QString& text) const;
 
@@ -40,6 +42,7 @@ private:
     RecentDocuments& m_recents;
     QMenu* m_recent = nullptr;
     QAction* m_record = nullptr;
+    QAction* m_recordTyping = nullptr;
     QMenu* m_window = nullptr;
     QList<QAction*> m_windowEntries;
 };

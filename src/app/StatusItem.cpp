@@ -1,5 +1,6 @@
 #include "app/StatusItem.h"
 
+#include "app/AppDelegate.h"
 #include "app/Icons.h"
 #include "document/Guide.h"
 
@@ -154,6 +155,18 @@ void StatusItem::refresh() {
     add(tr("Guides Library"), m_actions.library);
     add(tr("Capture Region  (Ctrl+Alt+S)"), m_actions.capture);
     QAction* record = add(recordLabel(recording), m_actions.toggleRecording);
+    QAction* typing = menu->addAction(tr("Record Typing and Keys"));
+    typing->setCheckable(true);
+    typing->setChecked(AppDelegate::recordsTyping());
+    if (const QString why = AppDelegate::typingUnavailableReason(); !why.isEmpty()) {
+        typing->setEnabled(false);
+        typing->setToolTip(why);
+        menu->setToolTipsVisible(true);
+    }
+    QObject::connect(typing, &QAction::triggered, menu, [set = m_actions.setRecordsTyping](bool on) {
+        if (set)
+            set(on);
+    });
     if (!m_actions.recordingUnavailable.isEmpty()) {
         record->setEnabled(false);
         record->setToolTip(m_actions.recordingUnavailable);

@@ -30,6 +30,8 @@ public:
         std::function<void()> quit;
         // Why click recording cannot work in this session; its entry is greyed out then.
         QString recordingUnavailable;
+        // Switches the recording of typing and keys on or off (its tick reads the setting).
+        std::function<void(bool on)> setRecordsTyping = {};
     };
 
     StatusItem(Guide& guide, Actions actions, QObject* parent = nullptr);

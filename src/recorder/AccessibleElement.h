@@ -16,6 +16,7 @@ enum class ElementAttribute {
     description,     // its longer description
     value,           // its text contents
     roleDescription, // the role in words, as the desktop's language says it ("push button")
+    contents,        // all of a text field's text, however long
 };
 
 // One element of an accessibility tree, as the click description sees it. Implementations wrap a
@@ -31,6 +32,8 @@ public:
     // Top-left corner and size on screen, in global points.
     virtual std::optional<QPointF> position() const = 0;
     virtual std::optional<QSizeF> size() const = 0;
+    // Whether the element holds a secret (a password field), whose text is never to be read.
+    virtual bool isSecret() const { return false; }
 };
 
 using ElementRef = std::shared_ptr<const AccessibleElement>;

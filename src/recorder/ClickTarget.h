@@ -16,6 +16,12 @@ struct ClickTarget {
     // labelled title ends with (" in Editor", or nothing), so that a label found another way, such
     // as on the screenshot, can still complete it.
     std::optional<QString> labelSuffix = std::nullopt;
+    // For steps made with the keyboard: the step's note; whether a ring marks the point when there
+    // is no frame (nothing was clicked there); a region (global points) to cover in the picture,
+    // such as a password field.
+    QString note = {};
+    bool ring = true;
+    std::optional<QRectF> secret = std::nullopt;
 
     // Two targets are equal when they give the same step.
     friend bool operator==(const ClickTarget& a, const ClickTarget& b) {

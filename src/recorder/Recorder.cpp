@@ -5,7 +5,9 @@
 #include "recorder/ClickDescriber.h"
 #include "recorder/ClickMark.h"
 #include "recorder/ScreenLayout.h"
+#include "redact/Redactor.h"
 
+#include <QCursor>
 #include <QFutureWatcher>
 #include <QGuiApplication>
 #include <QPointer>
@@ -26,6 +28,9 @@ public:
         : m_recorder(&recorder)
         , m_screen(area)
         , m_location(click.location)
+        , m_keyboard(bool(click.describe))
+        , m_typing(click.typing)
+        , m_afterStop(click.afterStop)
         , m_deadline(std::chrono::steady_clock::now() +
                      std::chrono::milliseconds(recorder.m_services.describeLimitMs))
         , m_prior(std::move(prior)) {
@@ -41,8 +46,20 @@ public:
     // The screen to grab, or none when the click brought its picture.
     void start(const RecordedClick& click, QScreen* screen) {
         const Recorder::Services& services = m_recorder->m_services;
+        // Typing is pictured on the screen of its field, which the description finds.
+        const bool deferred = click.typing && screen;
+        if (deferred)
+            m_fieldScreen = screen;
         if (click.target) {
             described(*click.target);
+        } else if (click.describe) {
+            QPointer<ClickJob> self(this);
+            click.describe(this, [self](const ClickTarget& target) {
+                if (self)
+                    self->described(target);
+            });
+            // A step made with the keyboard that cannot be described is left out (an empty title).
+            QTimer::singleShot(services.describeLimitMs + 1500, this, [this] { described({}); });
         } else {
             QPointer<ClickJob> self(this);
             services.describe(click, this, [self](const ClickTarget& target) {
@@ -55,12 +72,21 @@ public:
                 described({ClickDescriber::fallbackTitle(std::nullopt), std::nullopt});
             });
         }
+        if (deferred)
+            return;
         if (!screen) {
             m_image = click.picture;
             captured();
             return;
         }
+        grab(screen);
+    }
 
+Q_SIGNALS:
+    void finished();
+
+private:
+    void grab(QScreen* screen) {
         // A failed or empty grab ends the job without a step; it still ends, so later clicks go on.
         // A watcher owned by the job, rather than a continuation on it: a continuation would still
         // call the job when the grab ends after the job is gone.
@@ -74,17 +100,30 @@ public:
             }
             captured();
         });
-        watcher->setFuture(services.capture(screen));
+        watcher->setFuture(m_recorder->m_services.capture(screen));
     }
 
-Q_SIGNALS:
-    void finished();
-
-private:
     void described(const ClickTarget& target) {
         if (m_target)
             return;
         m_target = target;
+        if (QScreen* screen = std::exchange(m_fieldScreen, nullptr)) {
+            if (target.title.isEmpty() || !m_recorder) {
+                captured(); // no step comes of it
+                return;
+            }
+            if (target.frame) {
+                m_location = target.frame->center();
+                for (QScreen* candidate : QGuiApplication::screens()) {
+                    if (ScreenLayout::contains(QRectF(candidate->geometry()), m_location)) {
+                        screen = candidate;
+                        break;
+                    }
+                }
+            }
+            m_screen = QRectF(screen->geometry());
+            grab(screen);
+        }
         advance();
     }
 
@@ -103,8 +142,11 @@ private:
             return;
         m_prior.reset();
         m_finished = true;
-        if (m_recorder && m_recorder->isRecording() && !m_image.isNull())
-            m_recorder->m_guide.append(makeStep());
+        const bool wanted = m_keyboard ? !m_target->title.isEmpty() : true;
+        if (m_recorder && (m_recorder->isRecording() || m_afterStop) && wanted && !m_image.isNull()) {
+            const Step step = makeStep();
+            m_recorder->appendStep(step, m_keyboard, m_typing ? m_target->frame : std::nullopt, m_location);
+        }
         Q_EMIT finished();
     }
 
@@ -152,14 +194,26 @@ private:
     }
 
     Step makeStep() const {
-        const Annotation mark = ClickMark::make(*m_target, m_location, m_screen);
+        QList<Annotation> marks;
+        if (m_target->frame || m_target->ring)
+            marks.append(ClickMark::make(*m_target, m_location, m_screen));
         const double scale = m_image.width() / m_screen.width();
-        return Step::make(Image(m_image), scale, m_target->title, {mark});
+        const Step step = Step::make(Image(m_image), scale, m_target->title, marks, m_target->note);
+        if (!m_target->secret)
+            return step;
+        // Filled before the step goes anywhere: what a password field shows is never kept.
+        return Redactor::cover(step,
+                               {{SecretKind::password, m_target->secret->translated(-m_screen.topLeft())}});
     }
 
     QPointer<Recorder> m_recorder;
     QRectF m_screen;
     QPointF m_location;
+    bool m_keyboard = false;
+    bool m_typing = false;
+    bool m_afterStop = false;
+    // The screen a typing step is pictured on until its field's own is known.
+    QPointer<QScreen> m_fieldScreen;
     std::chrono::steady_clock::time_point m_deadline;
     std::shared_ptr<ClickJob> m_prior;
     QImage m_image;
@@ -181,6 +235,10 @@ bool Recorder::start() {
     m_monitor = m_services.installMonitor ? m_services.installMonitor(*this) : nullptr;
     if (!m_monitor)
         return false;
+    m_typing = TypingTracker();
+    m_lastClick = QUuid();
+    if (m_recordsKeys && m_services.installKeyMonitor)
+        m_keyMonitor = m_services.installKeyMonitor(*this);
     m_guide.setRecording(true);
     if (m_services.enableAccessibility)
         m_services.enableAccessibility();
@@ -188,6 +246,9 @@ bool Recorder::start() {
 }
 
 void Recorder::stop() {
+    m_keyMonitor.reset();
+    // The typing under way ends here and still becomes a step.
+    keyEvents(m_typing.end(), true);
     m_monitor.reset();
     m_guide.setRecording(false);
 }
@@ -199,7 +260,122 @@ void Recorder::monitorLost(const QString& reason) {
     Q_EMIT interrupted(reason);
 }
 
+void Recorder::setRecordsKeys(bool on) {
+    m_recordsKeys = on;
+    if (!isRecording())
+        return;
+    if (on && !m_keyMonitor && m_services.installKeyMonitor) {
+        m_keyMonitor = m_services.installKeyMonitor(*this);
+    } else if (!on && m_keyMonitor) {
+        m_keyMonitor.reset();
+        keyEvents(m_typing.end());
+    }
+}
+
+void Recorder::key(const KeyStroke& stroke, const QVariant& focusedField) {
+    if (!isRecording() || !m_keyMonitor || m_services.ownKeys.contains(TypingTracker::sequence(stroke)))
+        return;
+    const int typings = m_typing.typingNumber();
+    keyEvents(m_typing.key(stroke, focusedField));
+    // Typing into a field the focus events have not named (it had the focus before the recording
+    // began): the field is looked for at once, before focus can move on.
+    if (m_typing.isTyping() && m_typing.typingNumber() != typings && !focusedField.isValid() &&
+        m_services.findFocus) {
+        auto search = std::make_shared<FocusSearch>();
+        search->typing = m_typing.typingNumber();
+        m_focusSearch = search;
+        m_services.findFocus(this, [this, search](const QVariant& field) {
+            search->answered = true;
+            search->field = field;
+            m_typing.identify(search->typing, field);
+            if (search->then)
+                std::exchange(search->then, {})();
+        });
+    }
+}
+
+void Recorder::focusChanged(const QVariant& focusedField) {
+    if (isRecording())
+        keyEvents(m_typing.focusChanged(focusedField));
+}
+
+void Recorder::keyEvents(const QList<TypingTracker::Event>& events, bool afterStop) {
+    for (const TypingTracker::Event& event : events) {
+        RecordedClick step{QPointF(QCursor::pos())};
+        step.afterStop = afterStop;
+        if (event.kind == TypingTracker::Event::Kind::typed) {
+            step.typing = true;
+            // A typing that ended before the search for its field answered waits for it.
+            std::shared_ptr<FocusSearch> search;
+            if (!event.field.isValid() && m_focusSearch && m_focusSearch->typing == event.number)
+                search = m_focusSearch;
+            step.describe = [read = m_services.readField, event, search](QObject* context, auto done) {
+                if (!read) {
+                    done(TypingTracker::typingTarget(event, std::nullopt));
+                    return;
+                }
+                QPointer<QObject> receiver(context);
+                auto go = [read, event, receiver, done](const QVariant& field) {
+                    if (!receiver)
+                        return;
+                    read(field, receiver, [event, done](const std::optional<TypedField>& typed) {
+                        done(TypingTracker::typingTarget(event, typed));
+                    });
+                };
+                if (search && !search->answered)
+                    search->then = [go, weak = std::weak_ptr(search)] {
+                        if (const auto answered = weak.lock())
+                            go(answered->field);
+                    };
+                else
+                    go(search ? search->field : event.field);
+            };
+        } else {
+            step.describe = [name = m_services.activeApplication, keys = event.text](QObject* context,
+                                                                                     auto done) {
+                if (!name) {
+                    done(TypingTracker::keysTarget(keys, std::nullopt));
+                    return;
+                }
+                name(context, [keys, done](const std::optional<QString>& application) {
+                    done(TypingTracker::keysTarget(keys, application));
+                });
+            };
+        }
+        click(step);
+    }
+}
+
+void Recorder::appendStep(const Step& step, bool keyboard, const std::optional<QRectF>& field,
+                          QPointF location) {
+    // A click into a field and the typing into it make one step: the typing's. So does typing that
+    // a click into the same field interrupted (to put the cursor elsewhere): the field's text now
+    // holds both.
+    if (field) {
+        QList<Step> steps = m_guide.steps();
+        const qsizetype before = steps.size();
+        if (!steps.isEmpty() && steps.constLast().id == m_lastClick && field->contains(m_lastClickAt))
+            steps.removeLast();
+        if (!steps.isEmpty() && steps.constLast().id == m_lastTyped && m_lastTypedField == *field)
+            steps.removeLast();
+        if (steps.size() != before)
+            m_guide.setSteps(steps);
+    }
+    m_lastClick = keyboard ? QUuid() : step.id;
+    m_lastClickAt = location;
+    // A click keeps the typing before it in mind: typing into the same field right after it
+    // continues that typing.
+    if (keyboard) {
+        m_lastTyped = field ? step.id : QUuid();
+        m_lastTypedField = field.value_or(QRectF());
+    }
+    m_guide.append(step);
+}
+
 void Recorder::click(const RecordedClick& click) {
+    // A click ends the typing before it, whose step comes first.
+    if (!click.describe)
+        keyEvents(m_typing.end());
     QScreen* screen = nullptr;
     QRectF area = click.area;
     if (click.picture.isNull()) {

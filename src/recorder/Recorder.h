@@ -1,12 +1,15 @@
 #pragma once
 
 #include "platform/ClickMonitor.h"
+#include "platform/KeyMonitor.h"
 #include "recorder/ClickTarget.h"
+#include "recorder/TypingTracker.h"
 
 #include <QFuture>
 #include <QImage>
 #include <QObject>
 #include <QPointF>
+#include <QUuid>
 
 #include <chrono>
 #include <functional>
@@ -19,6 +22,7 @@ namespace trovix {
 
 class ClickJob;
 class Guide;
+struct Step;
 
 // One click as the recorder takes it. A location is all it needs; a source that knows more brings
 // it along, and the recorder then asks the system for less.
@@ -33,6 +37,13 @@ struct RecordedClick {
     QRectF area = {};
     // The source's own description of the control; otherwise the accessibility tree is asked.
     std::optional<ClickTarget> target = std::nullopt;
+    // For a step made with the keyboard: describes it instead of the control at the location, and
+    // marks it as no click.
+    std::function<void(QObject* context, std::function<void(const ClickTarget&)> done)> describe = {};
+    // Text typed into a field, which takes the place of a click into that field just before it.
+    bool typing = false;
+    // Made by stopping the recording (the typing it ended), so still appended after the stop.
+    bool afterStop = false;
 };
 
 // Click recording: while it is on, every left click in another application becomes a step of the
@@ -72,6 +83,24 @@ public:
         // How long describe takes at most; a description later than this plus a margin is not
         // waited for. A label read off the screenshot must be in by the same time after the click.
         int describeLimitMs = Recorder::describeBudgetMs;
+
+        // Installs the key monitor, which calls recorder.key() for each key pressed in another
+        // application and recorder.focusChanged() when the keyboard focus moves; null when keys
+        // cannot be seen (recording then records clicks alone).
+        std::function<std::unique_ptr<QObject>(Recorder& recorder)> installKeyMonitor;
+        // Reads the field a typing source named (its token), at the end of the typing; done is called
+        // once on the main thread, with nothing when the field cannot be read, unless context is gone.
+        std::function<void(const QVariant& field, QObject* context,
+                           std::function<void(const std::optional<TypedField>&)> done)>
+            readField;
+        // Names the application that has the keyboard, for a key step; done as above.
+        std::function<void(QObject* context, std::function<void(const std::optional<QString>&)> done)>
+            activeApplication;
+        // Finds the field that has the focus, for typing that began where the key monitor knew
+        // none; done as above, with an invalid token when none is found.
+        std::function<void(QObject* context, std::function<void(const QVariant&)> done)> findFocus;
+        // This application's own global keys, which never become steps.
+        QList<QKeySequence> ownKeys;
     };
 
     // The session's click monitor, the accessibility description and the screen capture. A click's
@@ -94,11 +123,19 @@ public:
     void stop();
     // Whether the click monitor is installed.
     bool isRecording() const { return m_monitor != nullptr; }
+    // Whether typing and key combinations become steps too, from the next start() on.
+    // Switched off during a recording, the typing under way still becomes a step.
+    void setRecordsKeys(bool on);
+    bool recordsKeys() const { return m_recordsKeys; }
 
     // One left click at a global point (points, top-left origin), as the monitor reports it.
     // A click outside every screen is dropped.
     void click(QPointF location) { click(RecordedClick{location}); }
     void click(const RecordedClick& click);
+    // One key pressed in another application, with the token of the field that has the focus.
+    void key(const KeyStroke& stroke, const QVariant& focusedField);
+    // The keyboard focus moved to another field (an invalid token: somewhere unknown).
+    void focusChanged(const QVariant& focusedField);
     // The monitor can no longer see clicks: recording stops, and interrupted() says why.
     void monitorLost(const QString& reason);
 
@@ -114,11 +151,32 @@ Q_SIGNALS:
 
 private:
     friend class ClickJob;
+    void keyEvents(const QList<TypingTracker::Event>& events, bool afterStop = false);
+    // Appends a step; a typing step (with its field) takes the place of the click into that field
+    // just before it.
+    void appendStep(const Step& step, bool keyboard, const std::optional<QRectF>& field, QPointF location);
 
     Guide& m_guide;
     Services m_services;
     std::unique_ptr<QObject> m_monitor;
     std::shared_ptr<ClickJob> m_previous;
+    bool m_recordsKeys = true;
+    std::unique_ptr<QObject> m_keyMonitor;
+    TypingTracker m_typing;
+    // The search for the field of a typing that began where no focus was known.
+    struct FocusSearch {
+        int typing = 0;
+        bool answered = false;
+        QVariant field;
+        std::function<void()> then;
+    };
+    std::shared_ptr<FocusSearch> m_focusSearch;
+    // The last click step appended, and where it clicked, until another step follows it.
+    QUuid m_lastClick;
+    QPointF m_lastClickAt;
+    // The last typing step appended and its field, until another step follows it.
+    QUuid m_lastTyped;
+    QRectF m_lastTypedField;
 };
 
 } // namespace trovix

@@ -2,15 +2,19 @@
 // text recognition and the screen capture. Kept apart so that tests of the click chain link none of
 // them.
 #include "capture/Capture.h"
+#include "platform/atspi/AtspiDesktop.h"
+#include "platform/atspi/AtspiFocusWatcher.h"
 #include "platform/atspi/AtspiService.h"
 #include "platform/browser/SessionClickMonitor.h"
 #include "platform/ocr/TesseractRecognizer.h"
+#include "platform/x11/XInputKeyMonitor.h"
 #include "recorder/ClickDescriber.h"
 #include "recorder/Recorder.h"
 #include "recorder/ScreenLayout.h"
 #include "recorder/ScreenText.h"
 
 #include <QCoreApplication>
+#include <QGuiApplication>
 #include <QPointer>
 #include <QThreadPool>
 #include <QtConcurrent/QtConcurrentRun>
@@ -91,6 +95,47 @@ RecordedClick recordedClick(const PlatformClick& click, const ScreenLayout& layo
     return recorded;
 }
 
+// Hands a result made on the accessibility thread to the main thread, unless the receiver is gone.
+template <typename Result>
+void deliver(QPointer<QObject> receiver, std::function<void(const Result&)> done, Result result) {
+    QMetaObject::invokeMethod(
+        QCoreApplication::instance(),
+        [receiver, done = std::move(done), result = std::move(result)] {
+            if (receiver)
+                done(result);
+        },
+        Qt::QueuedConnection);
+}
+
+// The keys of an X session and the focus as the accessibility bus reports it.
+std::unique_ptr<QObject> installX11KeyMonitor(Recorder& recorder) {
+    if (QGuiApplication::platformName() != QLatin1String("xcb"))
+        return nullptr;
+    auto holder = std::make_unique<QObject>();
+    auto* keys = new XInputKeyMonitor(holder.get());
+    if (!keys->isActive())
+        return nullptr;
+    auto* focus = new AtspiFocusWatcher(holder.get());
+    const auto token = [](const QStringList& focused) {
+        return focused.isEmpty() ? QVariant() : QVariant(focused);
+    };
+    QPointer<Recorder> weak(&recorder);
+    QObject::connect(keys, &XInputKeyMonitor::keyPressed, holder.get(),
+                     [weak, focus, token](const KeyStroke& stroke) {
+                         if (weak)
+                             weak->key(stroke, token(focus->focused()));
+                     });
+    QObject::connect(focus, &AtspiFocusWatcher::focusChanged, holder.get(),
+                     [weak, token](const QStringList& focused) {
+                         if (weak)
+                             weak->focusChanged(token(focused));
+                     });
+    return holder;
+}
+
+// A point on no window: the application named for it is the one with the keyboard.
+const QPointF nowhere(-1e9, -1e9);
+
 } // namespace
 
 Recorder::Recorder(Guide& guide, QObject* parent)
@@ -149,6 +194,50 @@ Recorder::Services Recorder::systemServices(int budgetMs) {
                     weak->monitorLost(reason);
             });
     };
+    services.installKeyMonitor = installX11KeyMonitor;
+    services.readField = [budgetMs](const QVariant& field, QObject* context,
+                                    std::function<void(const std::optional<TypedField>&)> done) {
+        const QStringList ref = field.toStringList();
+        QPointer<QObject> receiver(context);
+        AtspiService::instance().run(
+            [ref, receiver, done = std::move(done)](const AccessibleDesktop& desktop) {
+                std::optional<TypedField> typed;
+                const auto* atspi = dynamic_cast<const AtspiDesktop*>(&desktop);
+                const ElementRef element = atspi && desktop.isTrusted() && ref.size() == 2
+                                               ? atspi->element({ref.at(0), ref.at(1)})
+                                               : nullptr;
+                if (element) {
+                    const std::optional<QRectF> frame = ClickDescriber::frameOf(*element);
+                    typed = TypedField::read(
+                        *element, desktop.frontmostApplicationName(frame ? frame->center() : nowhere));
+                }
+                deliver(receiver, done, typed);
+            },
+            ScreenLayout::current(), Clock::now() + std::chrono::milliseconds(budgetMs));
+    };
+    services.findFocus = [budgetMs](QObject* context, std::function<void(const QVariant&)> done) {
+        QPointer<QObject> receiver(context);
+        AtspiService::instance().run(
+            [receiver, done = std::move(done)](const AccessibleDesktop& desktop) {
+                const auto* atspi = dynamic_cast<const AtspiDesktop*>(&desktop);
+                const std::optional<AtspiRef> focused = atspi ? atspi->focused() : std::nullopt;
+                deliver(receiver, done,
+                        focused ? QVariant(QStringList{focused->service, focused->path}) : QVariant());
+            },
+            ScreenLayout::current(), Clock::now() + std::chrono::milliseconds(budgetMs));
+    };
+    services.activeApplication = [budgetMs](QObject* context,
+                                            std::function<void(const std::optional<QString>&)> done) {
+        QPointer<QObject> receiver(context);
+        AtspiService::instance().run(
+            [receiver, done = std::move(done)](const AccessibleDesktop& desktop) {
+                deliver(receiver, done, desktop.frontmostApplicationName(nowhere));
+            },
+            ScreenLayout::current(), Clock::now() + std::chrono::milliseconds(budgetMs));
+    };
+    // The global keys this application binds for itself.
+    services.ownKeys = {QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_S),
+                        QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_R)};
     services.enableAccessibility = [] {
         enableWebAccessibility();
         // Read the installed applications' names now rather than on the first click.

@@ -162,6 +162,61 @@ private Q_SLOTS:
         QCOMPARE(readAt, (QList<QPointF>{{40, 60}, {0, 0}, {2, 0}, {42, 60}, {20, 20}, {2, 0}}));
     }
 
+    // Keys and clicks make steps in the order made: the click into a field gives way to the typing
+    // into it, a click elsewhere ends that typing, own hot keys make nothing, and a password typed
+    // as the recording stops still makes its step, covered, without its text.
+    void typingAndKeys_takeTheirPlaceAmongTheClicks() {
+        Guide guide;
+        Harness h;
+        const QRectF email(0, 0, 100, 30), pin(0, 40, 100, 30);
+        h.services.installKeyMonitor = [](Recorder&) { return std::make_unique<QObject>(); };
+        h.services.readField = [&](const QVariant& field, QObject*, auto done) {
+            const bool secret = field.toString() == QLatin1String("pin");
+            done(TypedField{secret ? std::nullopt : std::optional<QString>(QStringLiteral("al")),
+                            secret ? QStringLiteral("PIN") : QStringLiteral("Email"), secret ? pin : email,
+                            secret, QStringLiteral("Editor")});
+        };
+        h.services.activeApplication = [](QObject*, auto done) { done(QStringLiteral("Editor")); };
+        h.services.ownKeys = {QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_R)};
+        Recorder recorder(guide, h.services);
+        recorder.start();
+        const QImage image = screenImage(QGuiApplication::screens().at(0));
+        const auto key = [&](int code, QString text, const char* field, Qt::KeyboardModifiers held = {}) {
+            recorder.key({code, held, text}, field ? QVariant(QString::fromLatin1(field)) : QVariant());
+        };
+        recorder.click(QPointF(10, 10));
+        h.take(0).finishCapture(image);
+        h.take(0).described({QStringLiteral("Click in Editor"), email});
+        settle();
+        key(Qt::Key_A, "a", "email");
+        key(Qt::Key_X, "x", "email");
+        key(Qt::Key_Backspace, {}, "email");
+        recorder.click(QPointF(20, 10)); // the cursor put back in the same field
+        key(Qt::Key_L, "l", "email");
+        key(Qt::Key_R, {}, "email", Qt::ControlModifier | Qt::AltModifier);
+        recorder.click(QPointF(300, 300));
+        key(Qt::Key_S, {}, nullptr, Qt::ControlModifier);
+        key(Qt::Key_1, "1", "pin");
+        QCOMPARE(h.captures.size(), 6u);
+        for (int i = 1; i < 6; ++i)
+            Pending{h.captures.at(i), {}}.finishCapture(image);
+        h.descriptions.at(1)({QStringLiteral("Click in Editor"), email});
+        h.descriptions.at(2)({QStringLiteral("Click in Editor"), std::nullopt});
+        settle();
+        recorder.stop();
+        QCOMPARE(h.captures.size(), 7u);
+        Pending{h.captures.at(6), {}}.finishCapture(image);
+        settle();
+        QStringList titles;
+        for (const Step& step : guide.steps())
+            titles << step.title;
+        QCOMPARE(titles, (QStringList{"Type “al” in “Email”", "Click in Editor", "Press Ctrl+S in Editor",
+                                      "Type the password in “PIN”"}));
+        QCOMPARE(guide.steps().last().redactions.size(), 1);
+        QCOMPARE(guide.steps().last().redactions.first().rect, pin);
+        QCOMPARE(guide.steps().at(2).annotations.size(), 0);
+    }
+
     void marks_removeTheClickedScreensOffset() {
         // A second screen placed right of the primary one and raised above it.
         ScreenLayout layout;

@@ -1,10 +1,31 @@
 #include "platform/atspi/AtspiClient.h"
 
 #include <QDBusArgument>
+#include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QDBusVariant>
 
 #include <algorithm>
+
+// A match rule of the collection interface: all of these states (FOCUSED) and all of no attributes,
+// roles and interfaces, not inverted. Marshalled as a registered type: a structure built by hand in a
+// free-standing QDBusArgument is never freed.
+struct FocusedRule {};
+Q_DECLARE_METATYPE(FocusedRule)
+
+QDBusArgument& operator<<(QDBusArgument& argument, const FocusedRule&) {
+    constexpr int focusedState = 12;
+    constexpr int matchAll = 1;
+    argument.beginStructure();
+    argument << QList<int>{1 << focusedState, 0} << matchAll << QMap<QString, QString>() << matchAll
+             << QList<int>{0, 0, 0, 0} << matchAll << QStringList() << matchAll << false;
+    argument.endStructure();
+    return argument;
+}
+
+const QDBusArgument& operator>>(const QDBusArgument& argument, FocusedRule&) {
+    return argument;
+}
 
 namespace trovix {
 
@@ -254,6 +275,33 @@ std::optional<QString> AtspiClient::text(const AtspiRef& object, int maxCharacte
     if (!reply || reply->signature() != QLatin1String("s"))
         return std::nullopt;
     return reply->arguments().constFirst().toString();
+}
+
+std::optional<AtspiRef> AtspiClient::focusedIn(const AtspiRef& root) {
+    static const QMetaType registered = qDBusRegisterMetaType<FocusedRule>();
+    Q_UNUSED(registered);
+    constexpr uint canonicalOrder = 1;
+    const auto reply = call(root.service, root.path, QStringLiteral("org.a11y.atspi.Collection"),
+                            QStringLiteral("GetMatches"),
+                            {QVariant::fromValue(FocusedRule()), QVariant::fromValue(canonicalOrder),
+                             QVariant::fromValue(1), QVariant::fromValue(true)});
+    if (!reply)
+        return std::nullopt;
+    const auto matches = firstArgument(*reply, QLatin1String("a(so)"));
+    if (!matches)
+        return std::nullopt;
+    AtspiRef found;
+    matches->beginArray();
+    while (!matches->atEnd()) {
+        const std::optional<AtspiRef> ref = readRef(*matches);
+        if (!ref)
+            break;
+        if (found.isNull())
+            found = *ref;
+    }
+    // Each array read is ended, or its reader stays allocated.
+    matches->endArray();
+    return found;
 }
 
 std::optional<uint> AtspiClient::processId(const QString& service) {

@@ -61,6 +61,9 @@ public:
     std::optional<QStringList> interfaces(const AtspiRef& object);
     // The text of an object that has text, at most maxCharacters of it.
     std::optional<QString> text(const AtspiRef& object, int maxCharacters);
+    // The first object below root (root included) that has the keyboard focus, asked of the
+    // application in one call; a null reference when none has it.
+    std::optional<AtspiRef> focusedIn(const AtspiRef& root);
     // The process behind a bus name; remembered, since a bus name never changes hands.
     std::optional<uint> processId(const QString& service);
 

@@ -36,6 +36,8 @@ public:
             return m_client->text(m_ref, 1000);
         case ElementAttribute::roleDescription:
             return m_client->localizedRoleName(m_ref);
+        case ElementAttribute::contents:
+            return m_client->text(m_ref, 1 << 20);
         }
         return std::nullopt;
     }
@@ -55,6 +57,13 @@ public:
     std::optional<QSizeF> size() const override {
         const std::optional<QRectF> frame = extents();
         return frame ? std::optional<QSizeF>(frame->size()) : std::nullopt;
+    }
+
+    // A role that cannot be read counts as a secret: a password field that answers slowly must
+    // not have its text taken for an ordinary field's.
+    bool isSecret() const override {
+        const std::optional<uint> role = m_client->role(m_ref);
+        return !role || *role == uint(ATSPI_ROLE_PASSWORD_TEXT);
     }
 
 private:
@@ -237,6 +246,32 @@ ElementRef AtspiDesktop::elementAt(QPointF point) const {
         element = *child;
     }
     return std::make_shared<AtspiElement>(m_context.client, &m_layout, element, m_origin);
+}
+
+ElementRef AtspiDesktop::element(const AtspiRef& ref) const {
+    if (ref.isNull())
+        return nullptr;
+    return std::make_shared<AtspiElement>(m_context.client, &m_layout, ref, QPoint());
+}
+
+std::optional<AtspiRef> AtspiDesktop::focused() const {
+    AtspiClient& client = *m_context.client;
+    const std::optional<X11Windows::Client> active =
+        m_context.windows ? m_context.windows->activeWindow() : std::nullopt;
+    if (!active || !active->pid || *active->pid == m_context.ownPid)
+        return std::nullopt;
+    const std::optional<QList<AtspiRef>> applications = client.children(AtspiRef::desktop());
+    if (!applications)
+        return std::nullopt;
+    for (const AtspiRef& application : *applications) {
+        if (client.processId(application.service) != *active->pid)
+            continue;
+        const std::optional<AtspiRef> focused =
+            client.focusedIn(AtspiRef::applicationRoot(application.service));
+        if (focused && !focused->isNull())
+            return focused;
+    }
+    return std::nullopt;
 }
 
 std::optional<QString> AtspiDesktop::applicationName(uint pid) const {

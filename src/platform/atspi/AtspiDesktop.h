@@ -40,6 +40,11 @@ public:
     // application counts then (panels and the desktop take no focus and do not).
     std::optional<QString> frontmostApplicationName(QPointF click) const override;
 
+    // An object the caller already knows, such as the focused one (X11: desktop coordinates).
+    ElementRef element(const AtspiRef& ref) const;
+    // The object with the keyboard focus in the active window's application.
+    std::optional<AtspiRef> focused() const;
+
     // The accessible window that receives a click at a native point, if any.
     std::optional<AtspiRef> windowAt(QPoint point) const;
 

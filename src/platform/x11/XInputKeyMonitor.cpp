@@ -1,0 +1,274 @@
+#include "platform/x11/XInputKeyMonitor.h"
+
+#include <QGuiApplication>
+
+#include <xcb/xcb.h>
+#include <xcb/xinput.h>
+#include <xkbcommon/xkbcommon-x11.h>
+#include <xkbcommon/xkbcommon.h>
+
+#include <cstdlib>
+#include <memory>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+namespace trovix {
+
+namespace {
+
+template <typename Reply>
+std::unique_ptr<Reply, decltype(&std::free)> own(Reply* reply) {
+    return {reply, &std::free};
+}
+
+} // namespace
+
+int XInputKeyMonitor::qtKey(std::uint32_t keysym) {
+    if (keysym >= XKB_KEY_F1 && keysym <= XKB_KEY_F35)
+        return Qt::Key_F1 + int(keysym - XKB_KEY_F1);
+    switch (keysym) {
+    case XKB_KEY_Return:
+    case XKB_KEY_KP_Enter:
+    case XKB_KEY_ISO_Enter:
+        return Qt::Key_Enter;
+    case XKB_KEY_Tab:
+    case XKB_KEY_ISO_Left_Tab:
+    case XKB_KEY_KP_Tab:
+        return Qt::Key_Tab;
+    case XKB_KEY_BackSpace:
+        return Qt::Key_Backspace;
+    case XKB_KEY_Escape:
+        return Qt::Key_Escape;
+    case XKB_KEY_Delete:
+    case XKB_KEY_KP_Delete:
+        return Qt::Key_Delete;
+    case XKB_KEY_Insert:
+    case XKB_KEY_KP_Insert:
+        return Qt::Key_Insert;
+    case XKB_KEY_Home:
+    case XKB_KEY_KP_Home:
+        return Qt::Key_Home;
+    case XKB_KEY_End:
+    case XKB_KEY_KP_End:
+        return Qt::Key_End;
+    case XKB_KEY_Page_Up:
+    case XKB_KEY_KP_Page_Up:
+        return Qt::Key_PageUp;
+    case XKB_KEY_Page_Down:
+    case XKB_KEY_KP_Page_Down:
+        return Qt::Key_PageDown;
+    case XKB_KEY_Left:
+    case XKB_KEY_KP_Left:
+        return Qt::Key_Left;
+    case XKB_KEY_Right:
+    case XKB_KEY_KP_Right:
+        return Qt::Key_Right;
+    case XKB_KEY_Up:
+    case XKB_KEY_KP_Up:
+        return Qt::Key_Up;
+    case XKB_KEY_Down:
+    case XKB_KEY_KP_Down:
+        return Qt::Key_Down;
+    case XKB_KEY_Print:
+        return Qt::Key_Print;
+    case XKB_KEY_Menu:
+        return Qt::Key_Menu;
+    case XKB_KEY_space:
+    case XKB_KEY_KP_Space:
+        return Qt::Key_Space;
+    default:
+        break;
+    }
+    // Modifier keys, like every other keysym that types nothing, have no character.
+    const std::uint32_t code = xkb_keysym_to_utf32(keysym);
+    if (code <= 0x20 || code == 0x7f)
+        return 0;
+    const char32_t upper = QChar::toUpper(char32_t(code));
+    return int(upper);
+}
+
+XInputKeyMonitor::XInputKeyMonitor(QObject* parent)
+    : QObject(parent) {
+    int screenNumber = 0;
+    xcb_connection_t* connection = xcb_connect(nullptr, &screenNumber);
+    if (xcb_connection_has_error(connection)) {
+        xcb_disconnect(connection);
+        m_error = tr("The X display cannot be opened.");
+        return;
+    }
+    m_connection = connection;
+    xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(connection));
+    for (int i = 0; i < screenNumber && screens.rem; ++i)
+        xcb_screen_next(&screens);
+    if (!screens.rem) {
+        m_error = tr("The X display has no screen %1.").arg(screenNumber);
+        return;
+    }
+    const std::uint32_t root = screens.data->root;
+
+    const xcb_query_extension_reply_t* extension = xcb_get_extension_data(connection, &xcb_input_id);
+    if (!extension || !extension->present) {
+        m_error = tr("The X server lacks the XInput extension.");
+        return;
+    }
+    m_opcode = extension->major_opcode;
+    auto version = own(
+        xcb_input_xi_query_version_reply(connection, xcb_input_xi_query_version(connection, 2, 1), nullptr));
+    if (!version || version->major_version < 2 ||
+        (version->major_version == 2 && version->minor_version < 1)) {
+        m_error = tr("The X server lacks XInput 2.1.");
+        return;
+    }
+    if (!xkb_x11_setup_xkb_extension(connection, XKB_X11_MIN_MAJOR_XKB_VERSION, XKB_X11_MIN_MINOR_XKB_VERSION,
+                                     XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS, nullptr, nullptr, nullptr,
+                                     nullptr)) {
+        m_error = tr("The X server lacks the keyboard extension (XKB).");
+        return;
+    }
+    m_context = xkb_context_new(XKB_CONTEXT_NO_FLAGS);
+    if (!m_context || !loadKeymap()) {
+        m_error = tr("The keyboard's keymap cannot be read.");
+        return;
+    }
+
+    if (auto* x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr) {
+        const xcb_setup_t* setup = xcb_get_setup(x11->connection());
+        m_ownBase = setup->resource_id_base;
+        m_ownMask = setup->resource_id_mask;
+    }
+
+    // Raw events of the master keyboards: one per press and release, whichever device made it, even
+    // while another client grabs the keyboard.
+    struct {
+        xcb_input_event_mask_t head;
+        std::uint32_t mask;
+    } selection{{XCB_INPUT_DEVICE_ALL_MASTER, 1},
+                XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_KEY_RELEASE};
+    xcb_input_xi_select_events(connection, root, 1, &selection.head);
+    xcb_flush(connection);
+
+    m_wakeFd = eventfd(0, EFD_CLOEXEC);
+    if (m_wakeFd < 0) {
+        m_error = tr("The key monitor cannot make its wake-up descriptor.");
+        return;
+    }
+    m_thread = std::thread([this] { run(); });
+}
+
+XInputKeyMonitor::~XInputKeyMonitor() {
+    if (m_thread.joinable()) {
+        const std::uint64_t one = 1;
+        [[maybe_unused]] const ssize_t written = ::write(m_wakeFd, &one, sizeof one);
+        m_thread.join();
+    }
+    if (m_wakeFd >= 0)
+        ::close(m_wakeFd);
+    xkb_state_unref(m_state);
+    xkb_keymap_unref(m_keymap);
+    xkb_context_unref(m_context);
+    if (m_connection)
+        xcb_disconnect(m_connection);
+}
+
+bool XInputKeyMonitor::loadKeymap() {
+    m_device = xkb_x11_get_core_keyboard_device_id(m_connection);
+    if (m_device < 0)
+        return false;
+    xkb_keymap* keymap =
+        xkb_x11_keymap_new_from_device(m_context, m_connection, m_device, XKB_KEYMAP_COMPILE_NO_FLAGS);
+    if (!keymap)
+        return false;
+    xkb_state* state = xkb_x11_state_new_from_device(keymap, m_connection, m_device);
+    if (!state) {
+        xkb_keymap_unref(keymap);
+        return false;
+    }
+    xkb_state_unref(m_state);
+    xkb_keymap_unref(m_keymap);
+    m_keymap = keymap;
+    m_state = state;
+    return true;
+}
+
+bool XInputKeyMonitor::focusIsOwn() {
+    if (!m_ownMask)
+        return false;
+    auto focus = own(xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
+    return focus && (focus->focus & ~m_ownMask) == m_ownBase;
+}
+
+void XInputKeyMonitor::pressed(std::uint32_t keycode) {
+    // Read before the key itself changes the state: what it types depends on what is held with it.
+    KeyStroke stroke;
+    const auto active = [this](const char* name) {
+        return xkb_state_mod_name_is_active(m_state, name, XKB_STATE_MODS_EFFECTIVE) > 0;
+    };
+    if (active(XKB_MOD_NAME_CTRL))
+        stroke.modifiers |= Qt::ControlModifier;
+    if (active(XKB_MOD_NAME_ALT))
+        stroke.modifiers |= Qt::AltModifier;
+    if (active(XKB_MOD_NAME_LOGO))
+        stroke.modifiers |= Qt::MetaModifier;
+    if (active(XKB_MOD_NAME_SHIFT))
+        stroke.modifiers |= Qt::ShiftModifier;
+    // The key's name is its first level (S, not the s or the S that Shift makes of it); keys whose
+    // first level is no name Qt knows fall back to what they type.
+    const xkb_layout_index_t layout = xkb_state_key_get_layout(m_state, keycode);
+    const xkb_keysym_t* symbols = nullptr;
+    if (layout != XKB_LAYOUT_INVALID &&
+        xkb_keymap_key_get_syms_by_level(m_keymap, keycode, layout, 0, &symbols) > 0)
+        stroke.key = qtKey(symbols[0]);
+    const xkb_keysym_t typed = xkb_state_key_get_one_sym(m_state, keycode);
+    if (!stroke.key)
+        stroke.key = qtKey(typed);
+    if (!(stroke.modifiers & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier))) {
+        char text[64] = {};
+        if (xkb_state_key_get_utf8(m_state, keycode, text, sizeof text) > 0) {
+            const QString characters = QString::fromUtf8(text);
+            if (!characters.isEmpty() && characters.at(0).unicode() >= 0x20 &&
+                characters.at(0).unicode() != 0x7f)
+                stroke.text = characters;
+        }
+    }
+    xkb_state_update_key(m_state, keycode, XKB_KEY_DOWN);
+    if (!stroke.key && stroke.text.isEmpty())
+        return; // a modifier alone
+    if (focusIsOwn())
+        return;
+    QMetaObject::invokeMethod(
+        this, [this, stroke] { Q_EMIT keyPressed(stroke); }, Qt::QueuedConnection);
+}
+
+void XInputKeyMonitor::run() {
+    pollfd fds[2] = {{xcb_get_file_descriptor(m_connection), POLLIN, 0}, {m_wakeFd, POLLIN, 0}};
+    for (;;) {
+        while (xcb_generic_event_t* event = xcb_poll_for_event(m_connection)) {
+            const auto owned = own(event);
+            const std::uint8_t type = event->response_type & 0x7f;
+            if (type == XCB_MAPPING_NOTIFY) {
+                if (reinterpret_cast<xcb_mapping_notify_event_t*>(event)->request == XCB_MAPPING_KEYBOARD)
+                    loadKeymap();
+                continue;
+            }
+            if (type != XCB_GE_GENERIC)
+                continue;
+            const auto* generic = reinterpret_cast<xcb_ge_generic_event_t*>(event);
+            if (generic->extension != m_opcode)
+                continue;
+            if (generic->event_type == XCB_INPUT_RAW_KEY_PRESS)
+                pressed(reinterpret_cast<xcb_input_raw_key_press_event_t*>(event)->detail);
+            else if (generic->event_type == XCB_INPUT_RAW_KEY_RELEASE)
+                xkb_state_update_key(
+                    m_state, reinterpret_cast<xcb_input_raw_key_release_event_t*>(event)->detail, XKB_KEY_UP);
+        }
+        if (xcb_connection_has_error(m_connection))
+            return;
+        if (::poll(fds, 2, -1) < 0 && errno != EINTR)
+            return;
+        if (fds[1].revents)
+            return;
+    }
+}
+
+} // namespace trovix
