@@ -160,7 +160,7 @@ bool AppDelegate::recordsTyping() {
 }
 
 QString AppDelegate::typingUnavailableReason() {
-    if (QGuiApplication::platformName() == QLatin1String("xcb"))
+    if (Platform::current().keyMonitor().isAvailable())
         return {};
     return tr("Typing and keys are recorded in an X11 (Xorg) session only: this desktop lets no "
               "application see the keys pressed in other windows.");

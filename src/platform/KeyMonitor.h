@@ -1,7 +1,11 @@
 #pragma once
 
+#include <QObject>
 #include <QString>
 #include <Qt>
+
+#include <functional>
+#include <memory>
 
 namespace trovix {
 
@@ -13,6 +17,22 @@ struct KeyStroke {
     int key = 0;
     Qt::KeyboardModifiers modifiers = Qt::NoModifier;
     QString text;
+};
+
+// The keys pressed in other applications' windows, where the session lets an application see them.
+class KeyMonitor {
+public:
+    using Handler = std::function<void(const KeyStroke&)>;
+
+    virtual ~KeyMonitor() = default;
+
+    virtual bool isAvailable() const = 0;
+    // Reports each key to `pressed`, on the main thread and in the order pressed, until the returned
+    // object is destroyed. Null when the keys cannot be watched; `error` then says why.
+    virtual std::unique_ptr<QObject> watch(Handler pressed, QString* error = nullptr) = 0;
+
+    // The monitor of a session that shows no application other applications' keys.
+    static KeyMonitor& none();
 };
 
 } // namespace trovix

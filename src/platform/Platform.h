@@ -2,6 +2,7 @@
 
 #include "platform/ClickMonitor.h"
 #include "platform/GlobalKeys.h"
+#include "platform/KeyMonitor.h"
 #include "platform/ScreenGrabber.h"
 
 #include <QString>
@@ -19,6 +20,7 @@ public:
     virtual ScreenGrabber& screenGrabber() = 0;
     virtual GlobalKeys& globalKeys() = 0;
     virtual ClickMonitor& clickMonitor() = 0;
+    virtual KeyMonitor& keyMonitor() { return KeyMonitor::none(); }
 
     // The backend for this session, made on first use (after the QGuiApplication): Wayland in a
     // Wayland session (whichever Qt platform runs), else X11 when Qt runs on xcb, otherwise the null

@@ -2,12 +2,12 @@
 // text recognition and the screen capture. Kept apart so that tests of the click chain link none of
 // them.
 #include "capture/Capture.h"
+#include "platform/Platform.h"
 #include "platform/atspi/AtspiDesktop.h"
 #include "platform/atspi/AtspiFocusWatcher.h"
 #include "platform/atspi/AtspiService.h"
 #include "platform/browser/SessionClickMonitor.h"
 #include "platform/ocr/TesseractRecognizer.h"
-#include "platform/x11/XInputKeyMonitor.h"
 #include "recorder/ClickDescriber.h"
 #include "recorder/Recorder.h"
 #include "recorder/ScreenLayout.h"
@@ -107,24 +107,22 @@ void deliver(QPointer<QObject> receiver, std::function<void(const Result&)> done
         Qt::QueuedConnection);
 }
 
-// The keys of an X session and the focus as the accessibility bus reports it.
-std::unique_ptr<QObject> installX11KeyMonitor(Recorder& recorder) {
-    if (QGuiApplication::platformName() != QLatin1String("xcb"))
-        return nullptr;
+// The session's keys, and the focus as the accessibility bus reports it.
+std::unique_ptr<QObject> installKeyMonitor(Recorder& recorder) {
     auto holder = std::make_unique<QObject>();
-    auto* keys = new XInputKeyMonitor(holder.get());
-    if (!keys->isActive())
-        return nullptr;
     auto* focus = new AtspiFocusWatcher(holder.get());
     const auto token = [](const QStringList& focused) {
         return focused.isEmpty() ? QVariant() : QVariant(focused);
     };
     QPointer<Recorder> weak(&recorder);
-    QObject::connect(keys, &XInputKeyMonitor::keyPressed, holder.get(),
-                     [weak, focus, token](const KeyStroke& stroke) {
-                         if (weak)
-                             weak->key(stroke, token(focus->focused()));
-                     });
+    std::unique_ptr<QObject> keys =
+        Platform::current().keyMonitor().watch([weak, focus, token](const KeyStroke& stroke) {
+            if (weak)
+                weak->key(stroke, token(focus->focused()));
+        });
+    if (!keys)
+        return nullptr;
+    keys.release()->setParent(holder.get());
     QObject::connect(focus, &AtspiFocusWatcher::focusChanged, holder.get(),
                      [weak, token](const QStringList& focused) {
                          if (weak)
@@ -194,7 +192,7 @@ Recorder::Services Recorder::systemServices(int budgetMs) {
                     weak->monitorLost(reason);
             });
     };
-    services.installKeyMonitor = installX11KeyMonitor;
+    services.installKeyMonitor = installKeyMonitor;
     services.readField = [budgetMs](const QVariant& field, QObject* context,
                                     std::function<void(const std::optional<TypedField>&)> done) {
         const QStringList ref = field.toStringList();

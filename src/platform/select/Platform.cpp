@@ -12,6 +12,21 @@ namespace trovix {
 
 namespace {
 Platform* installed = nullptr;
+
+class NoKeyMonitor : public KeyMonitor {
+public:
+    bool isAvailable() const override { return false; }
+    std::unique_ptr<QObject> watch(Handler, QString* error) override {
+        if (error)
+            *error = QStringLiteral("this session shows no application the keys of other windows");
+        return nullptr;
+    }
+};
+} // namespace
+
+KeyMonitor& KeyMonitor::none() {
+    static NoKeyMonitor monitor;
+    return monitor;
 }
 
 void Platform::setCurrent(Platform* platform) {

@@ -3,6 +3,7 @@
 #include "platform/x11/X11ClickMonitor.h"
 #include "platform/x11/X11GlobalKeys.h"
 #include "platform/x11/X11ScreenGrabber.h"
+#include "platform/x11/XInputKeyMonitor.h"
 
 #include <QGuiApplication>
 
@@ -22,7 +23,8 @@ std::unique_ptr<X11Platform> X11Platform::create() {
 X11Platform::X11Platform(std::unique_ptr<X11ScreenGrabber> grabber, std::unique_ptr<X11GlobalKeys> keys)
     : m_grabber(std::move(grabber))
     , m_keys(std::move(keys))
-    , m_clicks(std::make_unique<X11ClickMonitor>()) {}
+    , m_clicks(std::make_unique<X11ClickMonitor>())
+    , m_keysPressed(std::make_unique<X11KeyMonitor>()) {}
 
 X11Platform::~X11Platform() = default;
 
@@ -36,6 +38,10 @@ GlobalKeys& X11Platform::globalKeys() {
 
 ClickMonitor& X11Platform::clickMonitor() {
     return *m_clicks;
+}
+
+KeyMonitor& X11Platform::keyMonitor() {
+    return *m_keysPressed;
 }
 
 } // namespace trovix

@@ -9,6 +9,7 @@ namespace trovix {
 class X11ScreenGrabber;
 class X11GlobalKeys;
 class X11ClickMonitor;
+class X11KeyMonitor;
 
 // Platform services on an X11 display, through xcb: the screen grab (MIT-SHM where the server has
 // it), the global hot keys (passive key grabs on the root window) and the clicks (XInput 2).
@@ -22,6 +23,7 @@ public:
     ScreenGrabber& screenGrabber() override;
     GlobalKeys& globalKeys() override;
     ClickMonitor& clickMonitor() override;
+    KeyMonitor& keyMonitor() override;
 
 private:
     X11Platform(std::unique_ptr<X11ScreenGrabber> grabber, std::unique_ptr<X11GlobalKeys> keys);
@@ -29,6 +31,7 @@ private:
     std::unique_ptr<X11ScreenGrabber> m_grabber;
     std::unique_ptr<X11GlobalKeys> m_keys;
     std::unique_ptr<X11ClickMonitor> m_clicks;
+    std::unique_ptr<X11KeyMonitor> m_keysPressed;
 };
 
 } // namespace trovix

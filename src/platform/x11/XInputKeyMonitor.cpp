@@ -271,4 +271,15 @@ void XInputKeyMonitor::run() {
     }
 }
 
+std::unique_ptr<QObject> X11KeyMonitor::watch(Handler pressed, QString* error) {
+    auto monitor = std::make_unique<XInputKeyMonitor>();
+    if (!monitor->isActive()) {
+        if (error)
+            *error = monitor->error();
+        return nullptr;
+    }
+    QObject::connect(monitor.get(), &XInputKeyMonitor::keyPressed, monitor.get(), std::move(pressed));
+    return monitor;
+}
+
 } // namespace trovix

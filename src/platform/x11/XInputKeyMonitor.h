@@ -6,6 +6,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <memory>
 #include <thread>
 
 struct xcb_connection_t;
@@ -53,6 +54,13 @@ private:
     int m_wakeFd = -1;
     std::thread m_thread;
     QString m_error;
+};
+
+// The key service of an X session: each watch runs a monitor of its own.
+class X11KeyMonitor : public KeyMonitor {
+public:
+    bool isAvailable() const override { return true; }
+    std::unique_ptr<QObject> watch(Handler pressed, QString* error) override;
 };
 
 } // namespace trovix
