@@ -41,5 +41,11 @@ set(CPACK_DEBIAN_PACKAGE_DEPENDS "qt6-qpa-plugins, qt6-wayland, libqt6svg6")
 # Opened at run time (screen-read click titles, accessibility bus, sound theme), so shlibdeps
 # cannot see them; Trovix works without each.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "at-spi2-core, libtesseract5, tesseract-ocr-eng, xdg-desktop-portal, qt6-translations-l10n")
+# The KWin effect runs in the one KWin release it was built for, which the package names without
+# pulling KWin in where another desktop runs.
+if(TROVIX_KWIN_VERSION)
+    set(CPACK_DEBIAN_PACKAGE_BREAKS
+        "kwin-common (<< 4:${TROVIX_KWIN_VERSION}~), kwin-common (>= 4:${TROVIX_KWIN_VERSION}.1~)")
+endif()
 set(CPACK_GENERATOR DEB)
 include(CPack)
