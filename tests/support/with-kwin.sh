@@ -5,7 +5,8 @@
 # for programs so named) and the pointer helper's (naming KWin's fake input). Usage: with-kwin.sh COMMAND…
 # Inside, WAYLAND_DISPLAY, TROVIX_POINTER (a pipe that moves and clicks the pointer, see
 # tests/support/kwin-input.cpp), TROVIX_KWIN_PLUGINS (a folder KWin looks for effects in, empty at
-# start: the command installs Trovix's effect there itself) and TROVIX_WAYLAND_LOG are set.
+# start unless TROVIX_KWIN_EFFECT names a plugin to put there) and TROVIX_WAYLAND_LOG are set.
+# TROVIX_KWIN_TRUSTED lists more programs (paths) to name KWin's screenshot interface for.
 # KWin runs as an unprivileged user: as root the session runs as $TROVIX_TEST_USER (default
 # trovixtest), made once here, in a PID namespace of its own so that whatever it started ends with it.
 # The packaged kwin_wayland carries a file capability these machines refuse to exec: a plain copy runs.
@@ -73,7 +74,10 @@ entry() { # FILE EXEC KEY=VALUE
         "$(basename "$2")" "$2" "$3" >"$apps/$1.desktop"
 }
 command=$(readlink -f "$(command -v "$1" || echo "$1")")
-entry trovix-test "$command" X-KDE-DBUS-Restricted-Interfaces=org.kde.KWin.ScreenShot2
+n=0
+for program in "$command" ${TROVIX_KWIN_TRUSTED:-}; do
+    entry "trovix-test-$((n++))" "$(readlink -f "$program")" X-KDE-DBUS-Restricted-Interfaces=org.kde.KWin.ScreenShot2
+done
 input="${TROVIX_BINARY_DIR}/tests/trovix_kwin_input"
 [ -x "$input" ] || fail "$input is missing (build the target trovix_kwin_input)"
 entry trovix-kwin-input "$(readlink -f "$input")" X-KDE-Wayland-Interfaces=org_kde_kwin_fake_input
@@ -82,6 +86,7 @@ entry trovix-kwin-input "$(readlink -f "$input")" X-KDE-Wayland-Interfaces=org_k
 # looked in again.
 export TROVIX_KWIN_PLUGINS="$TROVIX_TEST_TMP/plugins/kwin/effects/plugins"
 mkdir -p "$TROVIX_KWIN_PLUGINS"
+[ -n "${TROVIX_KWIN_EFFECT:-}" ] && cp "$TROVIX_KWIN_EFFECT" "$TROVIX_KWIN_PLUGINS/"
 
 dbus-update-activation-environment XDG_RUNTIME_DIR XDG_SESSION_TYPE XDG_CURRENT_DESKTOP XDG_DATA_DIRS \
     XDG_DATA_HOME WAYLAND_DISPLAY=wayland-0 >/dev/null 2>&1
