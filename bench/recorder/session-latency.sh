@@ -22,7 +22,7 @@ if [ -z "${TROVIX_BENCH_SESSION:-}" ]; then
         gnome) TROVIX_BENCH_SESSION=gnome "$root/tests/support/with-gnome.sh" "$0" "$build" "$clicks" 2>/dev/null ;;
         kde)
             TROVIX_BENCH_SESSION=kde TROVIX_KWIN_TRUSTED="$build/src/app/trovix $build/bench/recorder/bench_portal_grab" \
-                TROVIX_KWIN_EFFECT="$build/extensions/kwin/effect/plugins/kwin/effects/plugins/trovixclicks.so" \
+                TROVIX_KWIN_EFFECT="$build/src/platform/kde/effect/plugins/kwin/effects/plugins/trovixclicks.so" \
                 "$root/tests/support/with-kwin.sh" "$0" "$build" "$clicks" 2>/dev/null
             ;;
         x11) TROVIX_BENCH_SESSION=x11 TROVIX_SCREEN=1920x1080x24 "$root/tests/support/with-x11.sh" "$0" "$build" "$clicks" 2>/dev/null ;;

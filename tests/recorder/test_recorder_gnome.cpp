@@ -7,9 +7,6 @@
 
 #include <QApplication>
 #include <QDBusConnection>
-#include <QDBusConnectionInterface>
-#include <QDBusMessage>
-#include <QDBusVariant>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
@@ -27,13 +24,7 @@ int distance(QRgb a, QRgb b) {
 }
 
 bool extensionRecording() {
-    QDBusMessage get = QDBusMessage::createMethodCall(
-        QStringLiteral("org.gnome.Shell"), QString::fromLatin1(ShellExtension::clicksPath),
-        QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
-    get.setArguments({QString::fromLatin1(ShellExtension::clicksInterface), QStringLiteral("Recording")});
-    const QDBusMessage reply = QDBusConnection::sessionBus().call(get);
-    return reply.type() == QDBusMessage::ReplyMessage &&
-           reply.arguments().constFirst().value<QDBusVariant>().variant().toBool();
+    return pluginRecording(QStringLiteral("org.gnome.Shell"));
 }
 
 } // namespace
@@ -206,16 +197,7 @@ private Q_SLOTS:
 
     void killedRecorder_extensionStopsReporting() {
         // The name is this process's from the recordings above; a recorder process takes it over.
-        QDBusConnection::sessionBus().unregisterService(QString::fromLatin1(ShellExtension::ownerName));
-        QProcess child;
-        child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        child.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--record-child")});
-        QVERIFY(child.waitForReadyRead(15000));
-        QCOMPARE(child.readAllStandardOutput().trimmed(), QByteArray("recording"));
-        QVERIFY(extensionRecording());
-        child.kill();
-        QVERIFY(child.waitForFinished(5000));
-        QTRY_VERIFY_WITH_TIMEOUT(!extensionRecording(), 5000);
+        killRecorderChild(QStringLiteral("org.gnome.Shell"));
     }
 
     void cleanupTestCase() {
@@ -233,20 +215,10 @@ private:
     QRect m_red, m_green, m_blue;
 };
 
-// --record-child: a recorder process of its own, for the test to kill mid-recording.
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
-    if (argc > 1 && QByteArray(argv[1]) == "--record-child") {
-        QString error;
-        auto watch = Platform::current().clickMonitor().watch([](const PlatformClick&) {}, {}, &error);
-        if (!watch) {
-            std::fprintf(stderr, "%s\n", qPrintable(error));
-            return 1;
-        }
-        std::printf("recording\n");
-        std::fflush(stdout);
-        return app.exec();
-    }
+    if (argc > 1 && QByteArray(argv[1]) == "--record-child")
+        return recordChild();
     RecorderGnomeTest test;
     return QTest::qExec(&test, argc, argv);
 }
