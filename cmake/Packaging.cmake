@@ -1,7 +1,14 @@
 # What a system install holds besides the two programs, and the Debian package made of it with
 # `cpack -G DEB` in a Release tree.
 set(TROVIX_ID io.github.trovix.Trovix)
-install(FILES ${PROJECT_SOURCE_DIR}/data/${TROVIX_ID}.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
+# KWin gives its screenshot interface only to a program whose desktop entry runs it by its full path,
+# known only when installing (cpack installs under its own prefix).
+set(desktop_entry ${CMAKE_CURRENT_BINARY_DIR}/${TROVIX_ID}.desktop)
+install(CODE "
+    file(READ \"${PROJECT_SOURCE_DIR}/data/${TROVIX_ID}.desktop\" entry)
+    string(REPLACE \"Exec=trovix\" \"Exec=\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/trovix\" entry \"\${entry}\")
+    file(WRITE \"${desktop_entry}\" \"\${entry}\")")
+install(FILES ${desktop_entry} DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
 install(FILES ${PROJECT_SOURCE_DIR}/data/${TROVIX_ID}.metainfo.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
 install(FILES ${PROJECT_SOURCE_DIR}/data/trovix.svg
         DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps RENAME ${TROVIX_ID}.svg)
