@@ -29,7 +29,8 @@ int main(int argc, char** argv) {
     }
     std::sort(times.begin(), times.end());
     std::printf("%s (%s) grab of %dx%d: median %.0f ms, min %.0f ms, max %.0f ms (%d grabs)\n",
-                qPrintable(trovix::Platform::current().name()), qgetenv("TROVIX_BENCH_SESSION").constData(), desktop.width(), desktop.height(),
-                times[times.size() / 2], times.front(), times.back(), grabs);
+                qPrintable(trovix::Platform::current().name()), qgetenv("TROVIX_BENCH_SESSION").constData(),
+                desktop.width(), desktop.height(), times[times.size() / 2], times.front(), times.back(),
+                grabs);
     return 0;
 }
