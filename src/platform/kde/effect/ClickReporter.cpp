@@ -2,8 +2,8 @@
 
 #include <QDBusArgument>
 #include <QDBusConnection>
-#include <QDBusConnectionInterface>
 #include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
 
 #include <time.h>
 
@@ -67,24 +67,53 @@ ClickReporter::~ClickReporter() {
     QDBusConnection::sessionBus().unregisterObject(objectPath);
 }
 
+void ClickReporter::askBus(const QString& method, const QString& name,
+                           std::function<void(const QDBusMessage&)> answered) {
+    QDBusMessage call = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
+                                                       QStringLiteral("/org/freedesktop/DBus"),
+                                                       QStringLiteral("org.freedesktop.DBus"), method);
+    call << name;
+    auto* watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [watcher, answered = std::move(answered)] {
+        watcher->deleteLater();
+        answered(watcher->reply());
+    });
+}
+
 void ClickReporter::Start() {
-    const QString sender = message().service();
-    QDBusConnectionInterface* bus = connection().interface();
-    if (bus->serviceOwner(busName).value() != sender) {
-        sendErrorReply(QDBusError::AccessDenied,
-                       QStringLiteral("Only the owner of %1 may record clicks").arg(busName));
-        return;
-    }
-    const uint pid = bus->servicePid(sender).value();
+    setDelayedReply(true);
+    const QDBusMessage request = message();
+    const QString sender = request.service();
+    askBus(QStringLiteral("GetNameOwner"), busName, [this, request, sender](const QDBusMessage& owner) {
+        if (owner.type() != QDBusMessage::ReplyMessage || owner.arguments().value(0).toString() != sender) {
+            QDBusConnection::sessionBus().send(request.createErrorReply(
+                QDBusError::AccessDenied,
+                QStringLiteral("Only the owner of %1 may record clicks").arg(busName)));
+            return;
+        }
+        askBus(QStringLiteral("GetConnectionUnixProcessID"), sender,
+               [this, request, sender](const QDBusMessage& pid) {
+                   if (pid.type() != QDBusMessage::ReplyMessage) {
+                       QDBusConnection::sessionBus().send(
+                           request.createErrorReply(QDBusError::Failed, pid.errorMessage()));
+                       return;
+                   }
+                   startRecording(sender, pid.arguments().value(0).toLongLong());
+                   QDBusConnection::sessionBus().send(request.createReply());
+               });
+    });
+}
+
+void ClickReporter::startRecording(const QString& recorder, qint64 pid) {
     stopRecording();
-    m_recorder = sender;
+    m_recorder = recorder;
     m_recorderPid = pid;
-    m_watcher.addWatchedService(sender);
+    m_watcher.addWatchedService(recorder);
     // A recorder that left before it was watched is not waited for.
-    if (!bus->isServiceRegistered(sender).value()) {
-        stopRecording();
-        return;
-    }
+    askBus(QStringLiteral("NameHasOwner"), recorder, [this, recorder](const QDBusMessage& present) {
+        if (m_recorder == recorder && !present.arguments().value(0).toBool())
+            stopRecording();
+    });
     m_mouse = connect(KWin::effects, &KWin::EffectsHandler::mouseChanged, this,
                       [this](const PointerPosition& position, const PointerPosition&,
                              Qt::MouseButtons buttons, Qt::MouseButtons before, Qt::KeyboardModifiers,

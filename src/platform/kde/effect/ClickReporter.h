@@ -7,6 +7,8 @@
 #include <QString>
 #include <QVariantMap>
 
+#include <functional>
+
 namespace trovix::kwin {
 
 // Reports left-button presses over other applications' windows to the Trovix process that asked for
@@ -27,7 +29,8 @@ public:
     bool isRecording() const { return !m_recorder.isEmpty(); }
 
 public Q_SLOTS:
-    // Only the process that owns Trovix's well-known name may record, and only one at a time.
+    // Only the process that owns Trovix's well-known name may record, and only one at a time. Answered
+    // once the bus has said who asks: KWin never waits on the bus itself.
     Q_SCRIPTABLE void Start();
     Q_SCRIPTABLE void Stop();
 
@@ -38,6 +41,10 @@ Q_SIGNALS:
 private:
     void mouseChanged(const PointerPosition& position, Qt::MouseButtons buttons, Qt::MouseButtons before);
     void report(QPoint position, KWin::EffectWindow* window);
+    // Calls the bus daemon without waiting; `answered` gets the reply on KWin's thread.
+    void askBus(const QString& method, const QString& name,
+                std::function<void(const QDBusMessage&)> answered);
+    void startRecording(const QString& recorder, qint64 pid);
     void stopRecording();
 
     QString m_recorder; // the recorder's unique bus name
