@@ -1,7 +1,14 @@
 # What a system install holds besides the two programs, and the Debian package made of it with
 # `cpack -G DEB` in a Release tree.
 set(TROVIX_ID io.github.trovix.Trovix)
-install(FILES ${PROJECT_SOURCE_DIR}/data/${TROVIX_ID}.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
+# KWin gives its screenshot interface only to a program whose desktop entry runs it by its full path,
+# known only when installing (cpack installs under its own prefix).
+set(desktop_entry ${CMAKE_CURRENT_BINARY_DIR}/${TROVIX_ID}.desktop)
+install(CODE "
+    file(READ \"${PROJECT_SOURCE_DIR}/data/${TROVIX_ID}.desktop\" entry)
+    string(REPLACE \"Exec=trovix\" \"Exec=\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/trovix\" entry \"\${entry}\")
+    file(WRITE \"${desktop_entry}\" \"\${entry}\")")
+install(FILES ${desktop_entry} DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
 install(FILES ${PROJECT_SOURCE_DIR}/data/${TROVIX_ID}.metainfo.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
 install(FILES ${PROJECT_SOURCE_DIR}/data/trovix.svg
         DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps RENAME ${TROVIX_ID}.svg)
@@ -41,5 +48,11 @@ set(CPACK_DEBIAN_PACKAGE_DEPENDS "qt6-qpa-plugins, qt6-wayland, libqt6svg6")
 # Opened at run time (screen-read click titles, accessibility bus, sound theme), so shlibdeps
 # cannot see them; Trovix works without each.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "at-spi2-core, libtesseract5, tesseract-ocr-eng, xdg-desktop-portal, qt6-translations-l10n")
+# The KWin effect runs in the one KWin release it was built for, which the package names without
+# pulling KWin in where another desktop runs.
+if(TROVIX_KWIN_VERSION)
+    set(CPACK_DEBIAN_PACKAGE_BREAKS
+        "kwin-common (<< 4:${TROVIX_KWIN_VERSION}~), kwin-common (>= 4:${TROVIX_KWIN_VERSION}.1~)")
+endif()
 set(CPACK_GENERATOR DEB)
 include(CPack)

@@ -1,5 +1,6 @@
-// The time one picture of the whole desktop takes through the session's screenshot portal, as the
-// click recorder takes it under GNOME Shell: session-latency.sh runs it inside the headless Shell.
+// The time one picture of the whole desktop takes as the click recorder takes it on Wayland: through
+// the screenshot portal under GNOME Shell, through KWin's own screenshot interface under KWin.
+// session-latency.sh runs it inside each headless session.
 //   bench_portal_grab [GRABS [SAVE_AS.png]]   (the last picture is kept where asked, to look at)
 #include "platform/Platform.h"
 
@@ -27,8 +28,9 @@ int main(int argc, char** argv) {
             image.save(QString::fromLocal8Bit(argv[2]));
     }
     std::sort(times.begin(), times.end());
-    std::printf("%s portal grab of %dx%d: median %.0f ms, min %.0f ms, max %.0f ms (%d grabs)\n",
-                qPrintable(trovix::Platform::current().name()), desktop.width(), desktop.height(),
-                times[times.size() / 2], times.front(), times.back(), grabs);
+    std::printf("%s (%s) grab of %dx%d: median %.0f ms, min %.0f ms, max %.0f ms (%d grabs)\n",
+                qPrintable(trovix::Platform::current().name()), qgetenv("TROVIX_BENCH_SESSION").constData(),
+                desktop.width(), desktop.height(), times[times.size() / 2], times.front(), times.back(),
+                grabs);
     return 0;
 }

@@ -2,12 +2,14 @@
 # Click recording as a user meets it, in the real trovix with gtk3-widget-factory at 1920×1080: the
 # time from a press to its step in the working copy (guide.json rewritten on disk), median and p95,
 # in a headless GNOME Shell (clicks reported by Trovix's extension, pictures from the screenshot
-# portal) beside an X11 session (Xvfb + openbox, XInput2, xcb grabs); then the highest click rate,
+# portal) and a headless KWin (clicks reported by Trovix's effect, pictures from KWin's screenshot
+# interface) beside an X11 session (Xvfb + openbox, XInput2, xcb grabs); then the highest click rate,
 # of 1, 2, 4 and 8 a second for 5 s each, at which every click became a step in click order; and in
-# GNOME, the time one screenshot takes through the portal.
+# GNOME and KWin, the time one screenshot of the desktop takes (the portal, KWin's interface).
 #
-#   bench/recorder/session-latency.sh BUILD_DIR [CLICKS]
-# BUILD_DIR is a Release build with the trovix, trovix_gnome_input and bench_portal_grab targets.
+#   [TROVIX_BENCH_SESSIONS="gnome kde x11"] bench/recorder/session-latency.sh BUILD_DIR [CLICKS]
+# BUILD_DIR is a Release build with the trovix, trovix_gnome_input, trovix_kwin_input,
+# trovix_kwin_effect and bench_portal_grab targets.
 set -u
 root=$(cd "$(dirname "$0")/../.." && pwd)
 build=$(cd "${1:?usage: session-latency.sh BUILD_DIR [CLICKS]}" && pwd)
@@ -15,15 +17,24 @@ clicks=${2:-20}
 
 if [ -z "${TROVIX_BENCH_SESSION:-}" ]; then
     export TROVIX_BINARY_DIR=$build TROVIX_SOURCE_DIR=$root
-    TROVIX_BENCH_SESSION=gnome "$root/tests/support/with-gnome.sh" "$0" "$build" "$clicks" 2>/dev/null
-    TROVIX_BENCH_SESSION=x11 TROVIX_SCREEN=1920x1080x24 "$root/tests/support/with-x11.sh" "$0" "$build" "$clicks" 2>/dev/null
+    for session in ${TROVIX_BENCH_SESSIONS:-gnome kde x11}; do
+        case $session in
+        gnome) TROVIX_BENCH_SESSION=gnome "$root/tests/support/with-gnome.sh" "$0" "$build" "$clicks" 2>/dev/null ;;
+        kde)
+            TROVIX_BENCH_SESSION=kde TROVIX_KWIN_TRUSTED="$build/src/app/trovix $build/bench/recorder/bench_portal_grab" \
+                TROVIX_KWIN_EFFECT="$build/src/platform/kde/effect/plugins/kwin/effects/plugins/trovixclicks.so" \
+                "$root/tests/support/with-kwin.sh" "$0" "$build" "$clicks" 2>/dev/null
+            ;;
+        x11) TROVIX_BENCH_SESSION=x11 TROVIX_SCREEN=1920x1080x24 "$root/tests/support/with-x11.sh" "$0" "$build" "$clicks" 2>/dev/null ;;
+        esac
+    done
     exit 0
 fi
 
 now() { date +%s%N; }
 guide="$XDG_DATA_HOME/Trovix/Current/guide.json"
 steps() { grep -o '"scale"' "$guide" 2>/dev/null | wc -l; }
-if [ "$TROVIX_BENCH_SESSION" = gnome ]; then
+if [ "$TROVIX_BENCH_SESSION" != x11 ]; then
     press() { printf 'move %d %d\npress\nrelease\n' "$1" "$2" >"$TROVIX_POINTER"; }
 else
     press() { xdotool mousemove "$1" "$2" click 1; }
@@ -103,7 +114,7 @@ PY
 done
 echo "$TROVIX_BENCH_SESSION sustained: $best clicks/s with nothing lost and the order kept"
 
-if [ "$TROVIX_BENCH_SESSION" = gnome ] && [ -x "$build/bench/recorder/bench_portal_grab" ]; then
+if [ "$TROVIX_BENCH_SESSION" != x11 ] && [ -x "$build/bench/recorder/bench_portal_grab" ]; then
     "$build/bench/recorder/bench_portal_grab" 10
 fi
 kill "$trovix" "$factory" 2>/dev/null

@@ -795,6 +795,59 @@ Ohne --output wird der Export neben den Anleitungsordner geschrieben.</translati
     </message>
 </context>
 <context>
+    <name>trovix::KWinClicks</name>
+    <message>
+        <source>Click recording in KDE Plasma needs Trovix’s KWin effect, “Trovix click recording”, which is not installed for the KWin that runs here. Install Trovix from its package built for this version of Plasma, then try again. Until then, capture each step with Capture Region (Ctrl+Alt+S).</source>
+        <translation>Die Klickaufnahme in KDE Plasma braucht Trovix’ KWin-Effekt „Trovix click recording“, der für das laufende KWin nicht installiert ist. Installieren Sie Trovix aus seinem Paket für diese Plasma-Version und versuchen Sie es erneut. Bis dahin nehmen Sie jeden Schritt mit „Bereich aufnehmen“ (Strg+Alt+S) auf.</translation>
+    </message>
+    <message>
+        <source>KWin did not load Trovix’s effect “Trovix click recording”%1. Reinstall Trovix from its package built for this version of Plasma, then try again.</source>
+        <translation>KWin hat Trovix’ Effekt „Trovix click recording“ nicht geladen%1. Installieren Sie Trovix aus seinem Paket für diese Plasma-Version neu und versuchen Sie es erneut.</translation>
+    </message>
+</context>
+<context>
+    <name>trovix::KWinScreenGrabber</name>
+    <message>
+        <source>no screen is connected</source>
+        <translation>kein Bildschirm ist angeschlossen</translation>
+    </message>
+    <message>
+        <source>KWin did not answer</source>
+        <translation>KWin hat nicht geantwortet</translation>
+    </message>
+    <message>
+        <source>KWin answered with a picture Trovix cannot read</source>
+        <translation>KWin hat mit einem Bild geantwortet, das Trovix nicht lesen kann</translation>
+    </message>
+    <message>
+        <source>KWin’s picture arrived incomplete</source>
+        <translation>Das Bild von KWin kam unvollständig an</translation>
+    </message>
+    <message>
+        <source>KWin gave no screenshot (%1), and neither did the portal: %2</source>
+        <translation>KWin hat kein Bildschirmfoto geliefert (%1), und das Portal auch nicht: %2</translation>
+    </message>
+</context>
+<context>
+    <name>trovix::KWinWatch</name>
+    <message>
+        <source>Another program holds Trovix’s name on the session bus (%1), so KWin would send it the clicks. Quit it, then try again.</source>
+        <translation>Ein anderes Programm belegt Trovix’ Namen auf dem Sitzungsbus (%1), sodass KWin ihm die Klicks schicken würde. Beenden Sie es und versuchen Sie es erneut.</translation>
+    </message>
+    <message>
+        <source>KWin’s Trovix effect did not start recording: %1</source>
+        <translation>Der Trovix-Effekt von KWin hat die Aufnahme nicht begonnen: %1</translation>
+    </message>
+    <message>
+        <source>KWin stopped, so Trovix can no longer see your clicks.</source>
+        <translation>KWin wurde beendet, daher kann Trovix Ihre Klicks nicht mehr sehen.</translation>
+    </message>
+    <message>
+        <source>KWin’s Trovix effect stopped answering (%1), so recording stopped.</source>
+        <translation>Der Trovix-Effekt von KWin antwortet nicht mehr (%1), daher wurde die Aufnahme beendet.</translation>
+    </message>
+</context>
+<context>
     <name>trovix::Library</name>
     <message>
         <source>The folder %1 didn’t answer within %2 seconds: the disk it is on may be slow or no longer connected.</source>

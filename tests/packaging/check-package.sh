@@ -34,8 +34,16 @@ for path in usr/bin/trovix usr/bin/trovix-export \
     [ -s "$out/root/$path" ] || fail "the package lacks /$path"
 done
 extra=$(cd "$out/root" && find . -type f |
-    grep -vE '^\./(usr/(bin|share/(applications|metainfo|icons|man|trovix/browser-extension|gnome-shell/extensions)|lib/mozilla/native-messaging-hosts)|etc/(chromium|opt/chrome)/native-messaging-hosts)/')
+    grep -vE '^\./(usr/(bin|share/(applications|metainfo|icons|man|trovix/browser-extension|gnome-shell/extensions)|lib/mozilla/native-messaging-hosts|lib/[^/]+/qt5/plugins/kwin/effects/plugins)|etc/(chromium|opt/chrome)/native-messaging-hosts)/')
 [ -z "$extra" ] || fail "the package holds unexpected files: $extra"
+# Where the build made the KWin effect, the package holds it and names the one KWin it runs in.
+if [ -f "$bin/src/platform/kde/effect/plugins/kwin/effects/plugins/trovixclicks.so" ]; then
+    ls "$out"/root/usr/lib/*/qt5/plugins/kwin/effects/plugins/trovixclicks.so >/dev/null 2>&1 ||
+        fail "the package lacks the KWin effect"
+    dpkg-deb -f "$deb" Breaks | grep -q 'kwin-common (<<' || fail "the package does not name the KWin its effect is for"
+fi
+grep -q '^Exec=/usr/bin/trovix %F$' "$out/root/usr/share/applications/$id.desktop" ||
+    fail "the desktop entry does not run /usr/bin/trovix by its full path (KWin trusts no other)"
 depends=$(dpkg-deb -f "$deb" Depends)
 for lib in libqt6widgets6 libqt6core6 libcairo2 libxcb-xinput0; do
     grep -q "$lib" <<<"$depends" || fail "Depends lacks $lib (computed: $depends)"

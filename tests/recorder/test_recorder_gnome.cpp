@@ -1,3 +1,4 @@
+#include "CompositorSession.h"
 #include "WidgetFactory.h"
 #include "document/Guide.h"
 #include "platform/Platform.h"
@@ -6,15 +7,9 @@
 
 #include <QApplication>
 #include <QDBusConnection>
-#include <QDBusConnectionInterface>
-#include <QDBusMessage>
-#include <QDBusVariant>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 using namespace trovix;
 
@@ -22,61 +17,14 @@ namespace {
 
 const QString factoryApp = QStringLiteral(" in Widget Factory");
 
-QPoint centre(const QRect& r) {
-    return r.topLeft() + QPoint(r.width() / 2, r.height() / 2);
-}
-
-// Moves and clicks the Shell's pointer (see with-gnome.sh).
-void input(const QByteArray& commands) {
-    const int fd = ::open(qgetenv("TROVIX_POINTER").constData(), O_WRONLY | O_NONBLOCK);
-    QVERIFY2(fd >= 0, "the session has no pointer");
-    QCOMPARE(::write(fd, commands.constData(), size_t(commands.size())), commands.size());
-    ::close(fd);
-}
-
-// A click as a hand makes it: the pointer arrives, then the button goes down and up.
-QByteArray clickAt(QPoint point) {
-    return QStringLiteral("move %1 %2\nwait 30\npress\nrelease\n").arg(point.x()).arg(point.y()).toUtf8();
-}
-
-// The bounding box of the pixels of exactly this colour.
-QRect colourBox(const QImage& image, QRgb colour) {
-    QRect box;
-    for (int y = 0; y < image.height(); ++y) {
-        const auto* line = reinterpret_cast<const QRgb*>(image.constScanLine(y));
-        for (int x = 0; x < image.width(); ++x)
-            if ((line[x] & 0xffffff) == (colour & 0xffffff))
-                box |= QRect(x, y, 1, 1);
-    }
-    return box;
-}
-
-QRect markFrame(const Step& step) {
-    if (step.annotations.size() != 1 || step.annotations.first().kind != Kind::target)
-        return {};
-    const Annotation& mark = step.annotations.first();
-    return QRectF(mark.p1, mark.p2).toRect();
-}
-
 // The largest difference of one colour channel.
 int distance(QRgb a, QRgb b) {
     return std::max(
         {std::abs(qRed(a) - qRed(b)), std::abs(qGreen(a) - qGreen(b)), std::abs(qBlue(a) - qBlue(b))});
 }
 
-bool near(const QRect& a, const QRect& b) {
-    return std::abs(a.left() - b.left()) <= 1 && std::abs(a.top() - b.top()) <= 1 &&
-           std::abs(a.right() - b.right()) <= 1 && std::abs(a.bottom() - b.bottom()) <= 1;
-}
-
 bool extensionRecording() {
-    QDBusMessage get = QDBusMessage::createMethodCall(
-        QStringLiteral("org.gnome.Shell"), QString::fromLatin1(ShellExtension::clicksPath),
-        QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
-    get.setArguments({QString::fromLatin1(ShellExtension::clicksInterface), QStringLiteral("Recording")});
-    const QDBusMessage reply = QDBusConnection::sessionBus().call(get);
-    return reply.type() == QDBusMessage::ReplyMessage &&
-           reply.arguments().constFirst().value<QDBusVariant>().variant().toBool();
+    return pluginRecording(QStringLiteral("org.gnome.Shell"));
 }
 
 } // namespace
@@ -249,16 +197,7 @@ private Q_SLOTS:
 
     void killedRecorder_extensionStopsReporting() {
         // The name is this process's from the recordings above; a recorder process takes it over.
-        QDBusConnection::sessionBus().unregisterService(QString::fromLatin1(ShellExtension::ownerName));
-        QProcess child;
-        child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        child.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--record-child")});
-        QVERIFY(child.waitForReadyRead(15000));
-        QCOMPARE(child.readAllStandardOutput().trimmed(), QByteArray("recording"));
-        QVERIFY(extensionRecording());
-        child.kill();
-        QVERIFY(child.waitForFinished(5000));
-        QTRY_VERIFY_WITH_TIMEOUT(!extensionRecording(), 5000);
+        killRecorderChild(QStringLiteral("org.gnome.Shell"));
     }
 
     void cleanupTestCase() {
@@ -276,20 +215,10 @@ private:
     QRect m_red, m_green, m_blue;
 };
 
-// --record-child: a recorder process of its own, for the test to kill mid-recording.
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
-    if (argc > 1 && QByteArray(argv[1]) == "--record-child") {
-        QString error;
-        auto watch = Platform::current().clickMonitor().watch([](const PlatformClick&) {}, {}, &error);
-        if (!watch) {
-            std::fprintf(stderr, "%s\n", qPrintable(error));
-            return 1;
-        }
-        std::printf("recording\n");
-        std::fflush(stdout);
-        return app.exec();
-    }
+    if (argc > 1 && QByteArray(argv[1]) == "--record-child")
+        return recordChild();
     RecorderGnomeTest test;
     return QTest::qExec(&test, argc, argv);
 }

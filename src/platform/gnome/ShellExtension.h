@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/compositor/ReportedClicksWatch.h"
+
 #include <QDBusConnection>
 #include <QString>
 
@@ -10,9 +12,9 @@ class ShellExtension {
 public:
     static constexpr const char* uuid = "trovix@trovix.github.io";
     // The bus name only Trovix may own: the extension reports to its owner alone.
-    static constexpr const char* ownerName = "io.github.trovix.Trovix";
-    static constexpr const char* clicksPath = "/io/github/trovix/Trovix/Clicks";
-    static constexpr const char* clicksInterface = "io.github.trovix.Trovix.Clicks";
+    static constexpr const char* ownerName = ReportedClicksWatch::ownerName;
+    static constexpr const char* clicksPath = ReportedClicksWatch::clicksPath;
+    static constexpr const char* clicksInterface = ReportedClicksWatch::clicksInterface;
     static constexpr const char* shellService = "org.gnome.Shell";
 
     enum class State {

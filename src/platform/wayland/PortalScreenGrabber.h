@@ -35,11 +35,12 @@ public:
     // How long a request may wait for the portal (the desktop may be asking the user).
     static constexpr int timeoutMs = 30000;
 
-private:
-    // The whole layout as the portal shows it. Throws Error.
-    QImage desktop();
+protected:
+    // The whole layout as the portal shows it, in the outputs' largest scale. Throws Error.
+    virtual QImage desktop();
     QList<QRect> screenFrames() const;
 
+private:
     QDBusConnection m_bus;
     std::shared_ptr<PortalInterfaces> m_interfaces;
     std::unique_ptr<QObject> m_watcher; // keeps m_frames current, on the main thread

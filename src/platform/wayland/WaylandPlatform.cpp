@@ -2,6 +2,8 @@
 
 #include "platform/gnome/GnomeShellClicks.h"
 #include "platform/gnome/ShellExtension.h"
+#include "platform/kde/KWinClicks.h"
+#include "platform/kde/KWinScreenGrabber.h"
 #include "platform/wayland/PortalGlobalKeys.h"
 #include "platform/wayland/PortalInterfaces.h"
 #include "platform/wayland/PortalScreenGrabber.h"
@@ -16,6 +18,18 @@ bool WaylandPlatform::isWaylandSession() {
            !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
 }
 
+namespace {
+
+std::unique_ptr<ClickMonitor> sessionClickMonitor(const QDBusConnection& bus) {
+    if (ShellExtension::isShellRunning(bus))
+        return std::make_unique<GnomeShellClicks>(bus);
+    if (KWinClicks::isKWinRunning(bus))
+        return std::make_unique<KWinClicks>(bus);
+    return std::make_unique<WaylandClickMonitor>();
+}
+
+} // namespace
+
 std::unique_ptr<WaylandPlatform> WaylandPlatform::create() {
     if (!QDBusConnection::sessionBus().isConnected())
         return nullptr;
@@ -24,12 +38,11 @@ std::unique_ptr<WaylandPlatform> WaylandPlatform::create() {
 
 WaylandPlatform::WaylandPlatform()
     : m_interfaces(std::make_shared<PortalInterfaces>(QDBusConnection::sessionBus()))
-    , m_grabber(std::make_unique<PortalScreenGrabber>(QDBusConnection::sessionBus(), m_interfaces))
+    , m_grabber(KWinClicks::isKWinRunning(QDBusConnection::sessionBus())
+                    ? std::make_unique<KWinScreenGrabber>(QDBusConnection::sessionBus(), m_interfaces)
+                    : std::make_unique<PortalScreenGrabber>(QDBusConnection::sessionBus(), m_interfaces))
     , m_keys(std::make_unique<PortalGlobalKeys>(QDBusConnection::sessionBus(), m_interfaces))
-    , m_clicks(ShellExtension::isShellRunning(QDBusConnection::sessionBus())
-                   ? std::unique_ptr<ClickMonitor>(
-                         std::make_unique<GnomeShellClicks>(QDBusConnection::sessionBus()))
-                   : std::make_unique<WaylandClickMonitor>()) {}
+    , m_clicks(sessionClickMonitor(QDBusConnection::sessionBus())) {}
 
 WaylandPlatform::~WaylandPlatform() = default;
 

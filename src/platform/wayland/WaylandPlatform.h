@@ -12,8 +12,9 @@ class PortalGlobalKeys;
 
 // Platform services in a Wayland session, through the desktop's portals on the session bus: the
 // screenshot portal for captures and, where the desktop offers it, the global shortcuts portal. Clicks
-// in other applications come from Trovix's own extension under GNOME Shell (GnomeShellClicks), and
-// are out of reach elsewhere (WaylandClickMonitor says why).
+// in other applications come from Trovix's own extension under GNOME Shell (GnomeShellClicks) or its
+// own effect under KWin (KWinClicks, with pictures straight from KWin), and are out of reach elsewhere
+// (WaylandClickMonitor says why).
 // Works whether Qt itself runs on Wayland or on Xwayland.
 class WaylandPlatform : public Platform {
 public:
