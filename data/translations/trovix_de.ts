@@ -205,6 +205,10 @@ nicht selbst belegen lässt (Wayland-Sitzungen).
         <source>Cancel</source>
         <translation>Abbrechen</translation>
     </message>
+    <message>
+        <source>Checking new steps for secrets…</source>
+        <translation>Neue Schritte werden auf Geheimnisse geprüft …</translation>
+    </message>
 </context>
 <context>
     <name>trovix::EditorController</name>
@@ -497,6 +501,14 @@ Ohne --output wird der Export neben den Anleitungsordner geschrieben.</translati
     <message>
         <source>unknown format “%1” (use markdown, html, pdf, docx or odt)</source>
         <translation>unbekanntes Format „%1“ (markdown, html, pdf, docx oder odt verwenden)</translation>
+    </message>
+    <message>
+        <source>1 region redacted</source>
+        <translation>1 Bereich geschwärzt</translation>
+    </message>
+    <message>
+        <source>%1 regions redacted</source>
+        <translation>%1 Bereiche geschwärzt</translation>
     </message>
 </context>
 <context>
@@ -1429,6 +1441,13 @@ Strg+Alt+S</translation>
     <message>
         <source>Quit Trovix</source>
         <translation>Trovix beenden</translation>
+    </message>
+</context>
+<context>
+    <name>trovix::StepListModel</name>
+    <message>
+        <source>Checking for secrets…</source>
+        <translation>Wird auf Geheimnisse geprüft …</translation>
     </message>
 </context>
 <context>
