@@ -78,7 +78,7 @@ MainView::MainView(Guide& guide, const MainActions& actions, QWidget* parent)
     connect(m_title, &QLineEdit::textEdited, this, [this](const QString& text) { m_guide.setTitle(text); });
     connect(m_list->selectionModel(), &QItemSelectionModel::currentChanged, this,
             [this](const QModelIndex& current) {
-                if (m_syncing || !current.isValid())
+                if (m_syncing || !current.isValid() || m_model->isPending(current.row()))
                     return;
                 m_guide.setSelection(m_model->stepAt(current.row()).id);
             });

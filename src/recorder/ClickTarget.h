@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QList>
 #include <QRectF>
 #include <QString>
 
@@ -16,6 +17,9 @@ struct ClickTarget {
     // labelled title ends with (" in Editor", or nothing), so that a label found another way, such
     // as on the screenshot, can still complete it.
     std::optional<QString> labelSuffix = std::nullopt;
+    // Password fields showing where the picture was taken, in the same coordinates as `frame`: they
+    // are covered on the step's picture whatever it shows of them.
+    QList<QRectF> passwordFields = {};
 
     // Two targets are equal when they give the same step.
     friend bool operator==(const ClickTarget& a, const ClickTarget& b) {

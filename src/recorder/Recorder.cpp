@@ -5,6 +5,7 @@
 #include "recorder/ClickDescriber.h"
 #include "recorder/ClickMark.h"
 #include "recorder/ScreenLayout.h"
+#include "redact/StepScreening.h"
 
 #include <QFutureWatcher>
 #include <QGuiApplication>
@@ -154,7 +155,13 @@ private:
     Step makeStep() const {
         const Annotation mark = ClickMark::make(*m_target, m_location, m_screen);
         const double scale = m_image.width() / m_screen.width();
-        return Step::make(Image(m_image), scale, m_target->title, {mark});
+        const Step step = Step::make(Image(m_image), scale, m_target->title, {mark});
+        if (m_target->passwordFields.isEmpty())
+            return step;
+        QList<QRectF> fields;
+        for (const QRectF& field : m_target->passwordFields)
+            fields.append(field.translated(-m_screen.topLeft()));
+        return StepScreening::coverFields(step, fields, RedactionOptions::current());
     }
 
     QPointer<Recorder> m_recorder;
