@@ -77,11 +77,6 @@ private Q_SLOTS:
                                      QJsonObject{{"x", 50}, {"y", 1}, {"width", 5}, {"height", 5}}});
         QCOMPARE(PageMessage::parse(json(withFields)).message->passwordFields,
                  (QList<QRectF>{QRectF(2, 3, 10, 4), QRectF(35, 15, 5, 5)}));
-        withFields.insert("passwords",
-                          QJsonArray{QJsonObject{{"x", 2}, {"y", "3"}, {"width", 1}, {"height", 1}}});
-        QVERIFY(PageMessage::parse(json(withFields)).error.contains("\"passwords\" are rectangles"));
-        withFields.insert("passwords", "all");
-        QVERIFY(PageMessage::parse(json(withFields)).error.contains("\"passwords\" is a list"));
         // The picture is read off the text in place when written plainly, and the general way otherwise.
         const QByteArray spaced = json(click(7, picture)).replace("\"picture\":", "\"picture\" :");
         QCOMPARE(PageMessage::parse(spaced).message->png, good.message->png);

