@@ -5,7 +5,6 @@
 #include <QApplication>
 #include <QDir>
 #include <QElapsedTimer>
-#include <QHBoxLayout>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTemporaryDir>
@@ -36,19 +35,14 @@ int runCover(int argc, char** argv) {
 int runLogin(int argc, char** argv) {
     QApplication application(argc, argv);
     const QStringList args = QApplication::arguments();
-    const QRect area(args.at(2).toInt(), args.at(3).toInt(), args.at(4).toInt(), args.at(5).toInt());
+    const int width = args.at(4).toInt(), height = args.at(5).toInt();
     QWidget window(nullptr, Qt::FramelessWindowHint);
-    auto* row = new QHBoxLayout(&window);
-    row->setContentsMargins(0, 0, 0, 0);
-    row->setSpacing(0);
-    auto* button = new QPushButton(QStringLiteral("Log in"));
-    auto* field = new QLineEdit(QStringLiteral("hunter2"));
-    field->setEchoMode(QLineEdit::Password);
-    button->setFixedSize(area.width() / 2, area.height());
-    field->setFixedSize(area.width() - area.width() / 2, area.height());
-    row->addWidget(button);
-    row->addWidget(field);
-    window.setGeometry(area);
+    QPushButton button(QStringLiteral("Log in"), &window);
+    QLineEdit field(QStringLiteral("hunter2"), &window);
+    field.setEchoMode(QLineEdit::Password);
+    button.setGeometry(0, 0, width / 2, height);
+    field.setGeometry(width / 2, 0, width - width / 2, height);
+    window.setGeometry(args.at(2).toInt(), args.at(3).toInt(), width, height);
     window.show();
     return application.exec();
 }
@@ -133,13 +127,9 @@ private Q_SLOTS:
         other.start();
         QVERIFY(other.waitForStarted());
         ClickTarget target;
-        for (QElapsedTimer timer; !timer.isValid() || timer.elapsed() < 30000; QTest::qWait(200)) {
-            if (!timer.isValid())
-                timer.start();
-            target = Recorder::describeElement(QPointF(area.x() + 50, area.y() + 20));
-            if (target.title.startsWith(QStringLiteral("Click “Log in”")) && !target.passwordFields.isEmpty())
-                break;
-        }
+        QTRY_VERIFY_WITH_TIMEOUT(!(target = Recorder::describeElement(QPointF(area.x() + 50, area.y() + 20)))
+                                      .passwordFields.isEmpty(),
+                                 30000);
         other.kill();
         other.waitForFinished();
         QVERIFY2(target.title.startsWith(QStringLiteral("Click “Log in”")), qPrintable(target.title));
