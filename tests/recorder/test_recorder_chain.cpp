@@ -2,12 +2,10 @@
 #include "recorder/ClickMark.h"
 #include "recorder/Recorder.h"
 #include "recorder/ScreenLayout.h"
-#include "redact/Redactor.h"
 
 #include <QGuiApplication>
 #include <QPromise>
 #include <QScreen>
-#include <QSettings>
 #include <QTest>
 
 using namespace trovix;
@@ -94,38 +92,6 @@ private Q_SLOTS:
         QCOMPARE(guide.steps().at(0).title, QStringLiteral("Click “One”"));
         QCOMPARE(guide.steps().at(1).title, QStringLiteral("Click “Two”"));
         QCOMPARE(guide.steps().at(2).title, QStringLiteral("Click “Three”"));
-    }
-
-    // A page click's password fields are covered before the step joins (a field half out of view,
-    // as far as the picture goes), unless the user switched password fields off.
-    void passwordFields_coveredBeforeTheStepJoins_unlessSwitchedOff() {
-        QCoreApplication::setOrganizationName(QStringLiteral("Trovix"));
-        QCoreApplication::setApplicationName(QStringLiteral("Trovix"));
-        Guide guide;
-        Harness h;
-        Recorder recorder(guide, h.services);
-        recorder.start();
-        QImage page(400, 200, QImage::Format_ARGB32_Premultiplied); // at twice its points
-        page.fill(Qt::white);
-        RecordedClick click{QPointF(20, 20)};
-        click.picture = page;
-        click.area = QRectF(0, 0, 200, 100);
-        click.target =
-            ClickTarget{QStringLiteral("Click"), {}, {}, {QRectF(10, 40, 50, 12), QRectF(180, 90, 40, 20)}};
-        recorder.click(click);
-        settle();
-        const Step covered = guide.steps().value(0);
-        QCOMPARE(covered.redactions, (QList<Redaction>{{SecretKind::password, QRectF(10, 40, 50, 12)},
-                                                       {SecretKind::password, QRectF(180, 90, 20, 10)}}));
-        QCOMPARE(covered.base.pixels().pixel(40, 90), Redactor::fill.rgb());
-        QCOMPARE(covered.base.pixels().pixel(40, 70), QColor(Qt::white).rgb());
-
-        QSettings().setValue(QStringLiteral("Redaction/password"), false);
-        recorder.click(click);
-        settle();
-        QSettings().remove(QStringLiteral("Redaction"));
-        QVERIFY(guide.steps().value(1).redactions.isEmpty());
-        QCOMPARE(guide.steps()[1].base.pixels().pixel(40, 90), QColor(Qt::white).rgb());
     }
 
     void failedCaptureOrSilentDescription_neitherHoldsUpTheClicksAfter() {
