@@ -209,6 +209,10 @@ nicht selbst belegen lässt (Wayland-Sitzungen).
         <source>Cancel</source>
         <translation>Abbrechen</translation>
     </message>
+    <message>
+        <source>Checking new steps for secrets…</source>
+        <translation>Neue Schritte werden auf Geheimnisse geprüft …</translation>
+    </message>
 </context>
 <context>
     <name>trovix::EditorController</name>
@@ -501,6 +505,14 @@ Ohne --output wird der Export neben den Anleitungsordner geschrieben.</translati
     <message>
         <source>unknown format “%1” (use markdown, html, pdf, docx or odt)</source>
         <translation>unbekanntes Format „%1“ (markdown, html, pdf, docx oder odt verwenden)</translation>
+    </message>
+    <message>
+        <source>1 region redacted</source>
+        <translation>1 Bereich geschwärzt</translation>
+    </message>
+    <message>
+        <source>%1 regions redacted</source>
+        <translation>%1 Bereiche geschwärzt</translation>
     </message>
 </context>
 <context>
@@ -1498,6 +1510,13 @@ Strg+Alt+S</translation>
     <message>
         <source>Record Typing and Keys</source>
         <translation>Tippen und Tasten aufnehmen</translation>
+    </message>
+</context>
+<context>
+    <name>trovix::StepListModel</name>
+    <message>
+        <source>Checking for secrets…</source>
+        <translation>Wird auf Geheimnisse geprüft …</translation>
     </message>
 </context>
 <context>

@@ -87,12 +87,13 @@ function finish(entry) {
   pending.delete(entry.token);
   clearTimeout(entry.timer);
   const { dx, dy, clip, page, scale } = entry.offset;
+  const passwords = Array.isArray(entry.offset.passwords) ? entry.offset.passwords : [];
   const click = entry.click;
   const moved = click.frame ? { x: click.frame.x + dx, y: click.frame.y + dy, width: click.frame.width, height: click.frame.height } : null;
   const frame = moved && clip ? intersect(moved, clip) : null;
   send({
     type: 'click', id: entry.id, label: click.label, page, scale,
-    x: click.x + dx, y: click.y + dy, frame, picture: entry.picture,
+    x: click.x + dx, y: click.y + dy, frame, passwords, picture: entry.picture,
   });
 }
 

@@ -89,6 +89,33 @@
              height: document.documentElement.clientHeight || innerHeight };
   }
 
+  // The password fields showing in this page and in the frames it can reach (same origin), in its
+  // viewport's CSS pixels: Trovix covers them on the picture, whatever they show. Only their boxes
+  // leave the page, never what they hold.
+  function passwordBoxes(doc = document, dx = 0, dy = 0, depth = 0) {
+    const boxes = [];
+    for (const input of doc.querySelectorAll('input[type="password" i]')) {
+      if (input.checkVisibility && !input.checkVisibility({ checkVisibilityCSS: true })) continue;
+      const box = input.getBoundingClientRect();
+      const seen = intersect({ x: box.x + dx, y: box.y + dy, width: box.width, height: box.height }, viewport());
+      if (seen) boxes.push(seen);
+    }
+    if (depth < 4) {
+      for (const holder of doc.querySelectorAll('iframe, frame')) {
+        let inner = null;
+        try {
+          inner = holder.contentDocument;
+        } catch {
+          inner = null; // another site's frame: out of reach
+        }
+        if (!inner) continue;
+        const box = holder.getBoundingClientRect();
+        boxes.push(...passwordBoxes(inner, dx + box.x + holder.clientLeft, dy + box.y + holder.clientTop, depth + 1));
+      }
+    }
+    return boxes.slice(0, 256);
+  }
+
   function token() {
     const bytes = new Uint8Array(16);
     crypto.getRandomValues(bytes);
@@ -118,7 +145,8 @@
       frame,
     };
     if (isTop) {
-      Object.assign(click, { page: clean(document.title), scale: devicePixelRatio, clip: viewport(), dx: 0, dy: 0 });
+      Object.assign(click, { page: clean(document.title), scale: devicePixelRatio, clip: viewport(), dx: 0, dy: 0,
+                             passwords: passwordBoxes() });
     } else {
       // The frame's place in the top viewport comes up the chain of parents.
       window.parent.postMessage({ trovixOffset: click.token, dx: 0, dy: 0, clip: viewport() }, '*');
@@ -144,7 +172,8 @@
     const offset = { trovixOffset: data.trovixOffset, dx: data.dx + left, dy: data.dy + top, clip };
     if (isTop) {
       api.runtime.sendMessage({ trovix: 'offset', token: data.trovixOffset, dx: offset.dx, dy: offset.dy,
-                                clip, page: clean(document.title), scale: devicePixelRatio }).catch?.(() => {});
+                                clip, page: clean(document.title), scale: devicePixelRatio,
+                                passwords: passwordBoxes() }).catch?.(() => {});
     } else {
       window.parent.postMessage(offset, '*');
     }

@@ -10,7 +10,10 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QEventLoop>
 #include <QFileInfo>
+#include <QProgressDialog>
+#include <QSet>
 
 namespace trovix {
 
@@ -167,7 +170,34 @@ bool DocumentCommands::write(const QString& path) {
     return true;
 }
 
+void DocumentCommands::waitForPendingSteps() {
+    QSet<QUuid> waiting;
+    for (const Step& step : m_guide.pendingSteps())
+        waiting.insert(step.id);
+    if (waiting.isEmpty())
+        return;
+    // The steps taken so far only: a recording that goes on must not keep the command waiting.
+    QProgressDialog progress(tr("Checking new steps for secrets…"), QString(), 0, 0,
+                             dialogParent(m_mainWindow));
+    progress.setWindowModality(Qt::WindowModal);
+    progress.setMinimumDuration(300);
+    QEventLoop loop;
+    const auto check = [&](const QList<Step>& pending) {
+        if (std::none_of(pending.cbegin(), pending.cend(),
+                         [&](const Step& step) { return waiting.contains(step.id); }))
+            loop.quit();
+    };
+    // Queued: the signal comes before the change, the guide's list is current after it.
+    connect(
+        &m_guide, &Guide::pendingWillChange, &loop, [&] { check(m_guide.pendingSteps()); },
+        Qt::QueuedConnection);
+    // The last of them may have joined before the connection was made.
+    QTimer::singleShot(0, &loop, [&] { check(m_guide.pendingSteps()); });
+    loop.exec();
+}
+
 bool DocumentCommands::confirmDiscardIfNeeded() {
+    waitForPendingSteps();
     if (!m_guide.isDirty())
         return true;
     if (m_guide.steps().isEmpty() && m_guide.fileURL().isEmpty())

@@ -37,7 +37,10 @@ public:
     // Writes the guide into `path` and makes it the guide's folder.
     bool write(const QString& path);
     // True when the caller may throw the current document away (asking first when it has changes).
+    // Steps still being checked for secrets join it first, so the question covers them too.
     bool confirmDiscardIfNeeded();
+    // Lets the steps now being checked for secrets join the guide, showing progress meanwhile.
+    void waitForPendingSteps();
     void refreshWindow();
     void bringMainWindowToFront();
 

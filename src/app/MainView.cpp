@@ -78,7 +78,7 @@ MainView::MainView(Guide& guide, const MainActions& actions, QWidget* parent)
     connect(m_title, &QLineEdit::textEdited, this, [this](const QString& text) { m_guide.setTitle(text); });
     connect(m_list->selectionModel(), &QItemSelectionModel::currentChanged, this,
             [this](const QModelIndex& current) {
-                if (m_syncing || !current.isValid())
+                if (m_syncing || !current.isValid() || m_model->isPending(current.row()))
                     return;
                 m_guide.setSelection(m_model->stepAt(current.row()).id);
             });
@@ -106,8 +106,10 @@ MainView::MainView(Guide& guide, const MainActions& actions, QWidget* parent)
     });
     connect(&m_guide, &Guide::stepsWillChange, this, &MainView::stepsChanging);
     connect(&m_guide, &Guide::selectionWillChange, this, &MainView::selectionChanging);
+    connect(&m_guide, &Guide::pendingWillChange, this, &MainView::pendingChanging);
 
     m_title->setText(m_guide.title());
+    m_model->setPending(m_guide.pendingSteps());
     stepsChanging(m_guide.steps());
 }
 
@@ -117,12 +119,27 @@ void MainView::stepsChanging(const QList<Step>& steps) {
     m_syncing = true;
     m_model->setSteps(steps);
     m_syncing = false;
-    QList<Image> images;
-    images.reserve(steps.size());
-    for (const Step& step : steps)
-        images.append(step.rendered);
-    m_thumbnails->retain(images);
+    retainThumbnails();
     showSelection(steps, m_guide.selection());
+}
+
+void MainView::pendingChanging(const QList<Step>& pending) {
+    m_syncing = true;
+    const bool arrived = pending.size() > m_model->pending().size();
+    m_model->setPending(pending);
+    m_syncing = false;
+    retainThumbnails();
+    // A new step shows at once, where the user sees it, while it is still being checked.
+    if (arrived)
+        m_list->scrollTo(m_model->index(m_model->rowCount() - 1));
+}
+
+void MainView::retainThumbnails() {
+    QList<Image> images;
+    images.reserve(m_model->rowCount());
+    for (int row = 0; row < m_model->rowCount(); ++row)
+        images.append(m_model->stepAt(row).rendered);
+    m_thumbnails->retain(images);
 }
 
 void MainView::selectionChanging(const QUuid& id) {

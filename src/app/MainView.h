@@ -46,6 +46,8 @@ public:
 
 private:
     void stepsChanging(const QList<Step>& steps);
+    void pendingChanging(const QList<Step>& pending);
+    void retainThumbnails();
     void selectionChanging(const QUuid& id);
     void showSelection(const QList<Step>& steps, const QUuid& id);
     void selectRow(const QUuid& id);

@@ -51,14 +51,37 @@ void StepListModel::setSteps(const QList<Step>& steps) {
             beginRemoveRows({}, int(gone), int(gone));
             m_steps = steps;
             endRemoveRows();
-            if (gone < m_steps.size())
-                Q_EMIT dataChanged(index(int(gone)), index(int(m_steps.size() - 1)), {NumberRole});
+            if (gone < rowCount())
+                Q_EMIT dataChanged(index(int(gone)), index(rowCount() - 1), {NumberRole});
             return;
         }
     }
     beginResetModel();
     m_steps = steps;
     endResetModel();
+}
+
+void StepListModel::setPending(const QList<Step>& pending) {
+    const QList<Step> old = m_pending;
+    const int first = int(m_steps.size());
+    // A new step arrives at the end; the oldest one leaves from the front when it joins the guide.
+    if (pending.size() == old.size() + 1 && sameIds(old, pending.mid(0, old.size()))) {
+        beginInsertRows({}, first + int(old.size()), first + int(old.size()));
+        m_pending = pending;
+        endInsertRows();
+    } else if (!old.isEmpty() && sameIds(old.mid(1), pending)) {
+        beginRemoveRows({}, first, first);
+        m_pending = pending;
+        endRemoveRows();
+    } else if (!sameIds(old, pending)) {
+        beginResetModel();
+        m_pending = pending;
+        endResetModel();
+    }
+}
+
+QString StepListModel::pendingText() {
+    return tr("Checking for secrets…");
 }
 
 int StepListModel::rowOf(const QUuid& id) const {
@@ -69,23 +92,28 @@ int StepListModel::rowOf(const QUuid& id) const {
 }
 
 int StepListModel::rowCount(const QModelIndex& parent) const {
-    return parent.isValid() ? 0 : int(m_steps.size());
+    return parent.isValid() ? 0 : int(m_steps.size() + m_pending.size());
 }
 
 QVariant StepListModel::data(const QModelIndex& index, int role) const {
-    if (!index.isValid() || index.row() >= m_steps.size())
+    if (!index.isValid() || index.row() >= rowCount())
         return {};
-    const Step& step = m_steps[index.row()];
+    const Step& step = stepAt(index.row());
+    const bool pending = isPending(index.row());
     switch (role) {
     case Qt::DisplayRole:
-    case Qt::ToolTipRole:
         return step.title;
+    case Qt::ToolTipRole:
+        return pending ? QStringLiteral("%1\n%2").arg(step.title, pendingText()) : step.title;
     case Qt::AccessibleTextRole:
-        return QStringLiteral("%1. %2").arg(index.row() + 1).arg(step.title);
+        return pending ? QStringLiteral("%1. %2 (%3)").arg(index.row() + 1).arg(step.title, pendingText())
+                       : QStringLiteral("%1. %2").arg(index.row() + 1).arg(step.title);
     case IdRole:
         return step.id;
     case NumberRole:
         return index.row() + 1;
+    case PendingRole:
+        return pending;
     default:
         return {};
     }
@@ -94,6 +122,8 @@ QVariant StepListModel::data(const QModelIndex& index, int role) const {
 Qt::ItemFlags StepListModel::flags(const QModelIndex& index) const {
     if (!index.isValid())
         return Qt::ItemIsDropEnabled;
+    if (isPending(index.row()))
+        return Qt::ItemIsEnabled;
     return Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsDragEnabled;
 }
 

@@ -15,7 +15,7 @@ namespace trovix {
 class StepListModel : public QAbstractListModel {
     Q_OBJECT
 public:
-    enum Role { IdRole = Qt::UserRole + 1, NumberRole };
+    enum Role { IdRole = Qt::UserRole + 1, NumberRole, PendingRole };
 
     // Dragged rows travel as the ids of their steps.
     static inline const QString mimeType = QStringLiteral("application/x-trovix-step-ids");
@@ -24,8 +24,19 @@ public:
 
     void setSteps(const QList<Step>& steps);
     const QList<Step>& steps() const { return m_steps; }
-    const Step& stepAt(int row) const { return m_steps[row]; }
+    // Steps still being checked for secrets, shown after the guide's own: marked, and neither
+    // selectable nor movable until they join.
+    void setPending(const QList<Step>& pending);
+    const QList<Step>& pending() const { return m_pending; }
+    bool isPending(int row) const { return row >= m_steps.size(); }
+    const Step& stepAt(int row) const {
+        return isPending(row) ? m_pending[row - m_steps.size()] : m_steps[row];
+    }
+    // The row of a step of the guide (never of a pending one); -1 when there is none.
     int rowOf(const QUuid& id) const;
+
+    // The line a pending row shows under its title.
+    static QString pendingText();
 
     int rowCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;
@@ -46,6 +57,7 @@ public:
 
 private:
     QList<Step> m_steps;
+    QList<Step> m_pending;
 };
 
 } // namespace trovix

@@ -67,12 +67,13 @@ void StepListView::paintEvent(QPaintEvent* event) {
 }
 
 int StepListView::dropPosition(const QPoint& pos) const {
-    const int rows = model() ? model()->rowCount() : 0;
+    // Steps still being checked for secrets stay last: a drop among them lands after the others.
+    const int rows = stepModel() ? int(stepModel()->steps().size()) : model() ? model()->rowCount() : 0;
     const QModelIndex index = indexAt(pos);
     if (!index.isValid())
         return rows;
     const QRect rect = visualRect(index);
-    return pos.y() < rect.center().y() ? index.row() : index.row() + 1;
+    return std::min(pos.y() < rect.center().y() ? index.row() : index.row() + 1, rows);
 }
 
 void StepListView::setDropLine(int position) {

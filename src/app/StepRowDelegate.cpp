@@ -54,6 +54,8 @@ void StepRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
     if (!index.isValid() || index.row() >= m_model->rowCount())
         return;
     const Step& step = m_model->stepAt(index.row());
+    // A step still being checked for secrets: faded, with what it waits for under its title.
+    const bool pending = m_model->isPending(index.row());
 
     QStyleOptionViewItem background = option;
     initStyleOption(&background, index);
@@ -74,7 +76,7 @@ void StepRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
     int x = rect.left() + spacing;
     const QRectF badge(x, middle - badgeSide / 2.0, badgeSide, badgeSide);
     painter->setPen(selected ? QPen(palette.color(QPalette::HighlightedText), 1.5) : Qt::NoPen);
-    painter->setBrush(Appearance::accent(palette));
+    painter->setBrush(pending ? Appearance::faint(palette) : Appearance::accent(palette));
     painter->drawEllipse(badge.adjusted(0.5, 0.5, -0.5, -0.5));
     QFont badgeFont = Appearance::caption();
     badgeFont.setBold(true);
@@ -88,7 +90,9 @@ void StepRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
     const double dpr = painter->device() ? painter->device()->devicePixelRatioF() : 1.0;
     const QPixmap thumb = m_thumbnails->thumbnail(step.rendered, dpr);
     if (!thumb.isNull()) {
+        painter->setOpacity(pending ? 0.45 : 1.0);
         painter->drawPixmap(thumbRect.topLeft(), thumb);
+        painter->setOpacity(1.0);
     } else {
         painter->setPen(QPen(Appearance::faint(palette), 1));
         painter->setBrush(Appearance::faint(palette));
@@ -98,14 +102,21 @@ void StepRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
 
     // Title, at most two lines.
     const int width = rect.right() - spacing - x;
-    const QStringList lines = titleLines(step.title, option.font, width);
+    QStringList lines = titleLines(step.title, option.font, width);
     const QFontMetrics metrics(option.font);
+    if (pending)
+        lines = {metrics.elidedText(lines.value(0), Qt::ElideRight, width),
+                 metrics.elidedText(StepListModel::pendingText(), Qt::ElideRight, width)};
     const int textHeight = int(lines.size()) * metrics.lineSpacing();
     int y = middle - textHeight / 2;
     painter->setFont(option.font);
-    painter->setPen(palette.color(selected ? QPalette::HighlightedText : QPalette::Text));
-    for (const QString& line : lines) {
-        painter->drawText(QRect(x, y, width, metrics.lineSpacing()), Qt::AlignLeft | Qt::AlignVCenter, line);
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        const bool status = pending && i == 1;
+        painter->setPen(status     ? Appearance::secondaryText(palette)
+                        : selected ? palette.color(QPalette::HighlightedText)
+                                   : palette.color(QPalette::Text));
+        painter->drawText(QRect(x, y, width, metrics.lineSpacing()), Qt::AlignLeft | Qt::AlignVCenter,
+                          lines[i]);
         y += metrics.lineSpacing();
     }
     painter->restore();

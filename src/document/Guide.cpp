@@ -103,6 +103,9 @@ void Guide::append(const Step& step) {
         return;
     }
     QFuture<Step> screened = m_intake(step);
+    QList<Step> pending = pendingSteps();
+    pending.append(step);
+    Q_EMIT pendingWillChange(pending);
     m_pending.append({step, screened});
     // A watcher the guide owns, rather than a continuation on the future: a guide gone before the
     // screening ends takes its watcher along, while a continuation would still be called. It reports
@@ -115,22 +118,33 @@ void Guide::append(const Step& step) {
     watcher->setFuture(screened);
 }
 
+QList<Step> Guide::pendingSteps() const {
+    QList<Step> steps;
+    steps.reserve(m_pending.size());
+    for (const Pending& pending : m_pending)
+        steps.append(pending.given);
+    return steps;
+}
+
 void Guide::admitFinished() {
-    while (!m_pending.isEmpty() && m_pending.first().second.isFinished()) {
-        auto [given, screened] = m_pending.takeFirst();
-        Step step = given;
+    while (!m_pending.isEmpty() && m_pending.first().screened.isFinished()) {
+        Step step = m_pending.first().given;
         try {
+            const QFuture<Step>& screened = m_pending.first().screened;
             if (!screened.isCanceled() && screened.resultCount() > 0)
                 step = screened.result();
         } catch (...) {
         }
+        // Out of the pending list before it joins, so no observer ever sees the step twice.
+        Q_EMIT pendingWillChange(pendingSteps().mid(1));
+        m_pending.removeFirst();
         appendNow(step);
     }
 }
 
 void Guide::settlePending() {
-    for (auto& pending : m_pending)
-        pending.second.waitForFinished();
+    for (Pending& pending : m_pending)
+        pending.screened.waitForFinished();
     admitFinished();
 }
 
@@ -142,6 +156,13 @@ void Guide::appendNow(const Step& step) {
 }
 
 void Guide::replaceContents(const QString& title, const QList<Step>& steps, const QUrl& fileURL) {
+    if (!m_pending.isEmpty()) {
+        // Taken for the contents being replaced, which the user has saved or chosen to discard:
+        // they go with them. Their screening runs on and its result is dropped (the watchers
+        // report into an empty list).
+        Q_EMIT pendingWillChange({});
+        m_pending.clear();
+    }
     m_suppressDirty = true;
     setTitle(title);
     setSteps(steps);

@@ -72,11 +72,15 @@ public:
     // thread; a failed or cancelled one lets the step in as it was given.
     using Intake = std::function<QFuture<Step>(const Step&)>;
     void setIntake(Intake intake) { m_intake = std::move(intake); }
-    // Steps handed to append() that are still in the intake.
+    // Steps handed to append() that are still in the intake, in the order appended: windows show
+    // them as pending, while every write (which reads steps()) leaves them out until they join.
     int pendingCount() const { return int(m_pending.size()); }
+    QList<Step> pendingSteps() const;
     // Waits for every step in the intake and appends it: before quitting, so none is lost.
     void settlePending();
-    // Replaces title, steps (selecting the first), and file URL without touching isDirty.
+    // Replaces title, steps (selecting the first), and file URL without touching isDirty. Steps still
+    // in the intake belong to the guide they were taken for: they never join the new contents, so
+    // a command that replaces them lets them join first (settlePending) before it asks to save.
     void replaceContents(const QString& title, const QList<Step>& steps, const QUrl& fileURL);
     // Empties the document, marks it clean and writes the working copy at once.
     void reset();
@@ -102,6 +106,8 @@ Q_SIGNALS:
     void selectionWillChange(const QUuid& selection);
     void recordingWillChange(bool isRecording);
     void fileURLWillChange(const QUrl& fileURL);
+    // The steps in the intake changed: one arrived, joined the guide, or was left behind.
+    void pendingWillChange(const QList<trovix::Step>& pending);
 
 private:
     void markDirty();
@@ -117,7 +123,11 @@ private:
     bool m_suppressDirty = false;
     QTimer m_autosave;
     Intake m_intake;
-    QList<std::pair<Step, QFuture<Step>>> m_pending;
+    struct Pending {
+        Step given;
+        QFuture<Step> screened;
+    };
+    QList<Pending> m_pending;
 };
 
 } // namespace trovix

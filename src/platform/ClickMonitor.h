@@ -39,6 +39,8 @@ struct PageClick {
     QString page;
     // The clicked control; none when it has no useful box.
     std::optional<QRectF> controlFrame;
+    // The page's visible password fields, in the same coordinates as `position`.
+    QList<QRectF> passwordFields;
 };
 
 // One left press outside this process's windows, with whatever its source knows besides.

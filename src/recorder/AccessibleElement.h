@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QList>
 #include <QPointF>
+#include <QRectF>
 #include <QSizeF>
 #include <QString>
 
@@ -50,6 +52,9 @@ public:
     // The display name of the application the user works in at the moment of a click at this point
     // (global points), if any.
     virtual std::optional<QString> frontmostApplicationName(QPointF click) const = 0;
+    // The password fields showing in the window under a point (global points): whatever they show
+    // is covered on the step's picture.
+    virtual QList<QRectF> passwordFields(QPointF) const { return {}; }
 };
 
 } // namespace trovix

@@ -122,6 +122,15 @@ ClickDescriber::Control ClickDescriber::describeControl(const ElementRef& hit, c
 
 ClickTarget ClickDescriber::describe(const AccessibleDesktop& desktop, QPointF location,
                                      const std::optional<QRectF>& primaryDisplay) {
+    ClickTarget target = describeClick(desktop, location, primaryDisplay);
+    // Last, with what is left of the budget: the title matters more.
+    if (desktop.isTrusted())
+        target.passwordFields = desktop.passwordFields(location);
+    return target;
+}
+
+ClickTarget ClickDescriber::describeClick(const AccessibleDesktop& desktop, QPointF location,
+                                          const std::optional<QRectF>& primaryDisplay) {
     // The control first, the application's name after it: the name is a lookup, while a busy
     // application's tree can use up the whole budget.
     std::optional<Control> control;

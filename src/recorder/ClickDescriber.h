@@ -43,6 +43,9 @@ public:
                                 const std::optional<QRectF>& primaryDisplay);
 
 private:
+    // The title and frame of describe(), without the password fields.
+    static ClickTarget describeClick(const AccessibleDesktop& desktop, QPointF location,
+                                     const std::optional<QRectF>& primaryDisplay);
     struct Control {
         std::optional<QRectF> frame;
         std::optional<QString> label;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QList>
 #include <QRectF>
 #include <QString>
 
@@ -22,6 +23,9 @@ struct ClickTarget {
     QString note = {};
     bool ring = true;
     std::optional<QRectF> secret = std::nullopt;
+    // Password fields showing where the picture was taken, in the same coordinates as `frame`: they
+    // are covered on the step's picture whatever it shows of them.
+    QList<QRectF> passwordFields = {};
 
     // Two targets are equal when they give the same step.
     friend bool operator==(const ClickTarget& a, const ClickTarget& b) {

@@ -6,6 +6,7 @@
 #include "recorder/ClickMark.h"
 #include "recorder/ScreenLayout.h"
 #include "redact/Redactor.h"
+#include "redact/StepScreening.h"
 
 #include <QCursor>
 #include <QFutureWatcher>
@@ -199,11 +200,19 @@ private:
             marks.append(ClickMark::make(*m_target, m_location, m_screen));
         const double scale = m_image.width() / m_screen.width();
         const Step step = Step::make(Image(m_image), scale, m_target->title, marks, m_target->note);
+        QList<QRectF> fields;
+        for (const QRectF& field : m_target->passwordFields)
+            fields.append(field.translated(-m_screen.topLeft()));
+        const Step covered =
+            fields.isEmpty() ? step : StepScreening::coverFields(step, fields, RedactionOptions::current());
         if (!m_target->secret)
-            return step;
-        // Filled before the step goes anywhere: what a password field shows is never kept.
-        return Redactor::cover(step,
-                               {{SecretKind::password, m_target->secret->translated(-m_screen.topLeft())}});
+            return covered;
+        // A field typed into as a password is filled whatever the settings say, before the step goes
+        // anywhere: what it shows is never kept.
+        const QRectF secret = m_target->secret->translated(-m_screen.topLeft());
+        if (fields.contains(secret) && RedactionOptions::current().isOn(SecretKind::password))
+            return covered;
+        return Redactor::cover(covered, {{SecretKind::password, secret}});
     }
 
     QPointer<Recorder> m_recorder;

@@ -91,6 +91,7 @@ RecordedClick recordedClick(const PlatformClick& click, const ScreenLayout& layo
         recorded.picture = page->picture;
         recorded.area = QRectF(QPointF(0, 0), QSizeF(page->picture.size()) / page->scale);
         recorded.target = ClickDescriber::describeNamed(page->label, page->page, page->controlFrame);
+        recorded.target->passwordFields = page->passwordFields;
     }
     return recorded;
 }

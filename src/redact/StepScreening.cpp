@@ -25,6 +25,19 @@ Step screen(const Step& step, const SecretDetector::Read& read, const RedactionO
     return Redactor::cover(step, found);
 }
 
+Step coverFields(const Step& step, const QList<QRectF>& fields, const RedactionOptions& options) {
+    if (!options.isOn(SecretKind::password) || step.base.isNull())
+        return step;
+    const QRectF bounds(QPointF(0, 0), QSizeF(step.base.size()) / (step.scale > 0 ? step.scale : 1));
+    QList<Redaction> regions;
+    for (const QRectF& field : fields) {
+        const QRectF inside = field.normalized().intersected(bounds);
+        if (!inside.isEmpty())
+            regions.append(Redaction{SecretKind::password, inside});
+    }
+    return Redactor::cover(step, regions);
+}
+
 Guide::Intake intake(SecretDetector::Read read, std::function<RedactionOptions()> options) {
     return [read = std::move(read), options = std::move(options)](const Step& step) {
         const RedactionOptions now = options();

@@ -17,6 +17,12 @@ namespace StepScreening {
 // is switched on). Slow: call it off the main thread.
 Step screen(const Step& step, const SecretDetector::Read& read, const RedactionOptions& options);
 
+// The step with these fields (annotation space) covered as password fields, when that kind is
+// switched on: what a password field shows is a secret, whatever text can be read off it. Quick
+// enough for the main thread; call it before the step is appended, so the step is never shown or
+// written with them open.
+Step coverFields(const Step& step, const QList<QRectF>& fields, const RedactionOptions& options);
+
 // An intake for Guide::setIntake that screens each new step on a worker thread, with the options
 // as they are when the step arrives.
 Guide::Intake intake(SecretDetector::Read read, std::function<RedactionOptions()> options);

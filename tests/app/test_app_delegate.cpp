@@ -1,12 +1,15 @@
 #include "app/AppDelegate.h"
 #include "app/MainWindowController.h"
 #include "app/SingleInstance.h"
+#include "app/StepListModel.h"
 #include "document/GuideStore.h"
 #include "support/FakeDialogs.h"
 #include "support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
+#include <QListView>
+#include <QPainter>
 #include <QSettings>
 #include <QTest>
 
@@ -81,6 +84,39 @@ private Q_SLOTS:
         QVERIFY(!f.guide().isDirty());
         QVERIFY(f.window()->windowTitle().startsWith(QStringLiteral("Untitled guide")));
         QVERIFY(f.dialogs.unexpected.isEmpty());
+    }
+
+    void newSteps_showAtOnceAsPending_butJoinOnlyTheGuideTheyWereTakenFor() {
+        Fixture f;
+        QImage text(520, 48, QImage::Format_RGB32);
+        text.fill(Qt::white);
+        QPainter painter(&text);
+        painter.setFont(QFont(QStringLiteral("DejaVu Sans"), 12));
+        painter.drawText(text.rect(), Qt::AlignCenter,
+                         QStringLiteral("Write to alice.smith@example.com today"));
+        painter.end();
+        const auto* rows = f.window()->findChild<QListView*>(QStringLiteral("stepList"))->model();
+        const auto pendingAt = [&](int row) {
+            return rows->index(row, 0).data(StepListModel::PendingRole).toBool();
+        };
+
+        // The step shows at once, marked, while no write of the guide holds it yet.
+        f.guide().append(Step::make(Image(text), 1, QStringLiteral("Mail")));
+        QCOMPARE(rows->rowCount(), 1);
+        QVERIFY(pendingAt(0));
+        f.guide().writeWorkingCopy();
+        QVERIFY(GuideStore::read(GuideStore::workingDir()).steps.isEmpty());
+
+        // A new guide waits for it: it joins the guide it was taken for, covered, and the question
+        // about unsaved changes covers it.
+        f.dialogs.answerAlert(2); // Cancel
+        f.app.newGuideAction();
+        QCOMPARE(f.dialogs.asked.size(), 1);
+        QCOMPARE(f.guide().steps().size(), 1);
+        QCOMPARE(f.guide().steps()[0].redactions.size(), 1);
+        QVERIFY(!pendingAt(0));
+        f.guide().writeWorkingCopy();
+        QCOMPARE(GuideStore::read(GuideStore::workingDir()).steps.value(0).redactions.size(), 1);
     }
 
     void staleSocket_fromACrashedInstance_isTakenOver() {

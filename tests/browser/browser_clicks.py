@@ -150,9 +150,17 @@ def check_steps(found, scale, outside_after=None):
     expected = [control[3] for control in CONTROLS]
     if titles != expected:
         fail("the steps' titles, in order:\n  " + "\n  ".join(titles) + "\nexpected:\n  " + "\n  ".join(expected))
+    password = next(control[1] for control in CONTROLS if control[0] == "password")
     for step, (name, box, colour, _) in zip(found, CONTROLS):
         if abs(step["scale"] - scale) > 1e-6:
             fail(f"step {name} has scale {step['scale']}, expected {scale}")
+        # The page's password field is covered on every step's picture, whatever it shows.
+        fields = [(r["p1"][0], r["p1"][1], r["p2"][0] - r["p1"][0], r["p2"][1] - r["p1"][1])
+                  for r in step.get("redactions", []) if r["kind"] == "password"]
+        if not any(all(abs(a - b) <= 1.01 for a, b in zip(field, password)) for field in fields):
+            fail(f"step {name} does not cover the password field {password}: {step.get('redactions')}")
+        if name == "password":
+            colour = (72, 72, 80)
         if colour is None:
             ring = [mark["p1"] for mark in step["annotations"] if mark["kind"] == 6]
             if len(ring) != 1 or not (box[0] <= ring[0][0] <= box[0] + box[2] and box[1] <= ring[0][1] <= box[1] + box[3]):

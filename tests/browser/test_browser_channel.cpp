@@ -9,6 +9,7 @@
 
 #include <QElapsedTimer>
 #include <QImage>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLocalSocket>
@@ -67,6 +68,15 @@ private Q_SLOTS:
         QCOMPARE(good.message->frame, std::optional(QRectF(10, 5, 20, 10)));
         QCOMPARE(good.message->label, QStringLiteral("Save"));
         QVERIFY(PageMessage::parse(json(click(7, picture, QJsonValue::Null))).message->frame == std::nullopt);
+        QVERIFY(good.message->passwordFields.isEmpty());
+        // Password fields: what shows of them in the picture (40×20 CSS pixels at scale 2).
+        QJsonObject withFields = click(7, picture);
+        withFields.insert("passwords",
+                          QJsonArray{QJsonObject{{"x", 2}, {"y", 3}, {"width", 10}, {"height", 4}},
+                                     QJsonObject{{"x", 35}, {"y", 15}, {"width", 20}, {"height", 9}},
+                                     QJsonObject{{"x", 50}, {"y", 1}, {"width", 5}, {"height", 5}}});
+        QCOMPARE(PageMessage::parse(json(withFields)).message->passwordFields,
+                 (QList<QRectF>{QRectF(2, 3, 10, 4), QRectF(35, 15, 5, 5)}));
         // The picture is read off the text in place when written plainly, and the general way otherwise.
         const QByteArray spaced = json(click(7, picture)).replace("\"picture\":", "\"picture\" :");
         QCOMPARE(PageMessage::parse(spaced).message->png, good.message->png);

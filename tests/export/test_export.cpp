@@ -331,6 +331,7 @@ private Q_SLOTS:
         QCOMPARE(ImageCodec::decode(picture.readAll()).size(), QSize(1800, 900));
         QVERIFY(outcome.out.contains(folder + "/guide.md"));
         QVERIFY2(outcome.out.contains("Balanced image quality"), qPrintable(outcome.out));
+        QVERIFY(!outcome.out.contains("redacted"));
         QFile markdown(folder + "/guide.md");
         QVERIFY(markdown.open(QIODevice::ReadOnly));
         QVERIFY(markdown.readAll().startsWith(
@@ -361,6 +362,16 @@ private Q_SLOTS:
         QSettings(QStringLiteral("Trovix"), QStringLiteral("Trovix")).setValue("exportQuality", "Small");
         outcome = exportTool({guide, "--format", "pdf", "--output", dir.filePath("unknown.pdf")});
         QVERIFY2(outcome.out.contains("Balanced image quality"), qPrintable(outcome.out));
+
+        // Covered regions are counted as the application's export report counts them.
+        LoadedGuide loaded = GuideStore::read(guide);
+        loaded.steps[0].redactions = {{SecretKind::email, QRectF(1, 1, 9, 9)}};
+        loaded.steps[1].redactions = {{SecretKind::password, QRectF(1, 1, 9, 9)}};
+        Guide redacted;
+        redacted.replaceContents(loaded.title, loaded.steps, {});
+        GuideStore::write(redacted, guide, false);
+        outcome = exportTool({guide, "--format", "html", "--output", dir.filePath("redacted.html")});
+        QVERIFY2(outcome.out.endsWith("image quality\n2 regions redacted\n"), qPrintable(outcome.out));
     }
 
     void failedExport_exitsWithOne() {

@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
@@ -27,6 +28,22 @@ int runCover(int argc, char** argv) {
     const QStringList args = QApplication::arguments();
     button.setGeometry(args.at(2).toInt(), args.at(3).toInt(), args.at(4).toInt(), args.at(5).toInt());
     button.show();
+    return application.exec();
+}
+
+// A window of another process, "Log in" on its left half and a password field on its right.
+int runLogin(int argc, char** argv) {
+    QApplication application(argc, argv);
+    const QStringList args = QApplication::arguments();
+    const int width = args.at(4).toInt(), height = args.at(5).toInt();
+    QWidget window(nullptr, Qt::FramelessWindowHint);
+    QPushButton button(QStringLiteral("Log in"), &window);
+    QLineEdit field(QStringLiteral("hunter2"), &window);
+    field.setEchoMode(QLineEdit::Password);
+    button.setGeometry(0, 0, width / 2, height);
+    field.setGeometry(width / 2, 0, width - width / 2, height);
+    window.setGeometry(args.at(2).toInt(), args.at(3).toInt(), width, height);
+    window.show();
     return application.exec();
 }
 
@@ -100,6 +117,26 @@ private Q_SLOTS:
                                   QStringLiteral("Click “togglebutton”") + app, 10000);
     }
 
+    // The password fields showing in the clicked window come with its description.
+    void passwordFields_ofTheClickedWindowAreFound() {
+        const QRect area(400, 700, 400, 40);
+        QProcess other;
+        other.setProgram(QCoreApplication::applicationFilePath());
+        other.setArguments({QStringLiteral("--login"), QString::number(area.x()), QString::number(area.y()),
+                            QString::number(area.width()), QString::number(area.height())});
+        other.start();
+        QVERIFY(other.waitForStarted());
+        ClickTarget target;
+        QTRY_VERIFY_WITH_TIMEOUT(!(target = Recorder::describeElement(QPointF(area.x() + 50, area.y() + 20)))
+                                      .passwordFields.isEmpty(),
+                                 30000);
+        other.kill();
+        other.waitForFinished();
+        QVERIFY2(target.title.startsWith(QStringLiteral("Click “Log in”")), qPrintable(target.title));
+        QCOMPARE(target.passwordFields, QList<QRectF>{QRectF(area.adjusted(area.width() / 2, 0, 0, 0))});
+        m_factory.activate();
+    }
+
     void hungApplication_givesTheFallbackAndRecovers() {
         const auto toggle = m_factory.find(QStringLiteral("toggle button"), QStringLiteral("togglebutton"));
         QVERIFY(toggle);
@@ -141,6 +178,8 @@ private:
 int main(int argc, char** argv) {
     if (argc == 6 && qstrcmp(argv[1], "--cover") == 0)
         return runCover(argc, argv);
+    if (argc == 6 && qstrcmp(argv[1], "--login") == 0)
+        return runLogin(argc, argv);
     QApplication application(argc, argv);
     AtspiDesktopTest test;
     return QTest::qExec(&test, argc, argv);

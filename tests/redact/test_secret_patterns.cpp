@@ -160,6 +160,13 @@ private Q_SLOTS:
         guide.settlePending();
         QCOMPARE(guide.steps().size(), 3);
         QCOMPARE(guide.selection(), c.id);
+        // A step taken for contents since replaced never joins the new ones.
+        guide.append(a);
+        guide.replaceContents("Other", {}, {});
+        promises[3]->addResult(a);
+        promises[3]->finish();
+        QTest::qWait(20);
+        QVERIFY(guide.steps().isEmpty() && guide.pendingSteps().isEmpty());
         qDeleteAll(promises);
     }
 };

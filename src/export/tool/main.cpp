@@ -199,5 +199,14 @@ int main(int argc, char** argv) {
     out() << QCoreApplication::translate("trovix::ExportTool", "Exported %1  %2 · %3 image quality")
                  .arg(result.path, size(result.bytes), title(chosenQuality))
           << "\n";
+    // As the application's export report says it: the regions covered in the exported pictures.
+    qsizetype covered = 0;
+    for (const Step& step : std::as_const(guide.steps))
+        covered += step.redactions.size();
+    if (covered > 0)
+        out() << (covered == 1
+                      ? QCoreApplication::translate("trovix::ExportTool", "1 region redacted")
+                      : QCoreApplication::translate("trovix::ExportTool", "%1 regions redacted").arg(covered))
+              << "\n";
     return 0;
 }

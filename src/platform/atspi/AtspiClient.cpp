@@ -167,6 +167,42 @@ std::optional<QList<AtspiRef>> AtspiClient::children(const AtspiRef& object) {
     return list;
 }
 
+std::optional<QList<AtspiRef>> AtspiClient::descendantsWithRole(const AtspiRef& object, uint role,
+                                                                quint64 states, int limit) {
+    if (object.isNull())
+        return std::nullopt;
+    // The match rule: states (all of them), attributes (none asked), roles (any of them), interfaces
+    // (none asked), not inverted. States and roles travel as bit sets in 32-bit words.
+    QList<int> roles(4, 0);
+    if (role >= 128)
+        return std::nullopt;
+    roles[int(role / 32)] = int(1u << (role % 32));
+    constexpr int matchAll = 1, matchAny = 2, canonicalOrder = 1;
+    QDBusArgument rule;
+    rule.beginStructure();
+    rule << QList<int>{int(quint32(states)), int(quint32(states >> 32))} << matchAll
+         << QMap<QString, QString>() << matchAll << roles << matchAny << QStringList() << matchAll << false;
+    rule.endStructure();
+    const auto reply =
+        call(object.service, object.path, QStringLiteral("org.a11y.atspi.Collection"),
+             QStringLiteral("GetMatches"), {QVariant::fromValue(rule), uint(canonicalOrder), limit, true});
+    if (!reply)
+        return std::nullopt;
+    const auto argument = firstArgument(*reply, QLatin1String("a(so)"));
+    if (!argument)
+        return std::nullopt;
+    QList<AtspiRef> list;
+    argument->beginArray();
+    while (!argument->atEnd()) {
+        const auto ref = readRef(*argument);
+        if (!ref)
+            return std::nullopt;
+        list.append(*ref);
+    }
+    argument->endArray();
+    return list;
+}
+
 std::optional<AtspiRef> AtspiClient::parent(const AtspiRef& object) {
     const auto value = property(object, accessibleInterface, QStringLiteral("Parent"));
     if (!value || !value->canConvert<QDBusArgument>())

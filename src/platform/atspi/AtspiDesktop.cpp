@@ -274,6 +274,34 @@ std::optional<AtspiRef> AtspiDesktop::focused() const {
     return std::nullopt;
 }
 
+QList<QRectF> AtspiDesktop::passwordFields(QPointF point) const {
+    AtspiClient& client = *m_context.client;
+    const std::optional<AtspiRef> window = windowAt(nativePoint(point));
+    if (!window)
+        return {};
+    constexpr quint64 showing = quint64(1) << ATSPI_STATE_SHOWING;
+    std::optional<QList<AtspiRef>> found =
+        client.descendantsWithRole(*window, ATSPI_ROLE_PASSWORD_TEXT, showing, 64);
+    if (!found) {
+        found.emplace();
+        QList<AtspiRef> queue{*window};
+        for (int seen = 0; !queue.isEmpty() && seen < 400 && !client.expired(); ++seen) {
+            const AtspiRef object = queue.takeFirst();
+            if (!(client.states(object).value_or(0) & showing))
+                continue;
+            if (client.role(object) == uint(ATSPI_ROLE_PASSWORD_TEXT))
+                found->append(object);
+            else if (const auto children = client.children(object))
+                queue += *children;
+        }
+    }
+    QList<QRectF> fields;
+    for (const AtspiRef& field : std::as_const(*found))
+        if (const std::optional<QRect> native = client.extents(field); native && !native->isEmpty())
+            fields.append(m_layout.toPoints(QRectF(native->translated(m_origin))));
+    return fields;
+}
+
 std::optional<QString> AtspiDesktop::applicationName(uint pid) const {
     AtspiClient& client = *m_context.client;
     const std::optional<QList<AtspiRef>> applications = client.children(AtspiRef::desktop());

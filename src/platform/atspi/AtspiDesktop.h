@@ -39,6 +39,9 @@ public:
     // one active, and the window manager may not have said so yet, so the clicked window's
     // application counts then (panels and the desktop take no focus and do not).
     std::optional<QString> frontmostApplicationName(QPointF click) const override;
+    // Asked of the window in one call where its toolkit allows (GTK); elsewhere (Qt) its showing
+    // part is walked, a few hundred objects at most and never past the request's deadline.
+    QList<QRectF> passwordFields(QPointF point) const override;
 
     // An object the caller already knows, such as the focused one (X11: desktop coordinates).
     ElementRef element(const AtspiRef& ref) const;

@@ -138,6 +138,7 @@ void BrowserClickSource::take(Connection& connection, const QByteArray& json) {
     click.label = message.label;
     click.page = message.page;
     click.controlFrame = message.frame;
+    click.passwordFields = message.passwordFields;
     // A 4K tab's PNG takes a good part of a second to decode: not on the thread that draws Trovix.
     // The clicks keep their order by their presses, whichever picture is ready first.
     QtConcurrent::run([png = message.png, size = message.pictureSize, click]() mutable {

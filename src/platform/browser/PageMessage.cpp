@@ -1,5 +1,6 @@
 #include "platform/browser/PageMessage.h"
 
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QJsonParseError>
@@ -151,6 +152,29 @@ Parsed parse(const QByteArray& json) {
         return refuse(QStringLiteral("A click's \"frame\" is an object or null."), id);
     }
 
+    // Password fields are rectangles like the frame, and may reach past the picture's edge (a field
+    // scrolled half out of view): only their visible part is kept, once the picture's size is known.
+    const QJsonValue passwordsValue = object.value(QLatin1StringView("passwords"));
+    if (passwordsValue.isArray()) {
+        const QJsonArray fields = passwordsValue.toArray();
+        if (fields.size() > 256)
+            return refuse(QStringLiteral("A click names at most 256 password fields."), id);
+        for (const QJsonValue& fieldValue : fields) {
+            const QJsonObject field = fieldValue.toObject();
+            const std::optional<double> left = number(field, QLatin1StringView("x"));
+            const std::optional<double> top = number(field, QLatin1StringView("y"));
+            const std::optional<double> width = number(field, QLatin1StringView("width"));
+            const std::optional<double> height = number(field, QLatin1StringView("height"));
+            if (!left || !top || !width || !height || *width < 0 || *height < 0)
+                return refuse(QStringLiteral("A click's \"passwords\" are rectangles with numbers x, y "
+                                             "and a width and height of at least 0."),
+                              id);
+            message.passwordFields.append(QRectF(*left, *top, *width, *height));
+        }
+    } else if (!passwordsValue.isNull() && !passwordsValue.isUndefined()) {
+        return refuse(QStringLiteral("A click's \"passwords\" is a list or null."), id);
+    }
+
     static const QByteArray prefix("data:image/png;base64,");
     const QJsonValue pictureValue = object.value(QLatin1StringView("picture"));
     if (!pictureValue.isString())
@@ -188,6 +212,12 @@ Parsed parse(const QByteArray& json) {
                               .arg(size->height()),
                           id);
     }
+    const QRectF visibleArea(QPointF(0, 0), QSizeF(*size) / message.scale);
+    QList<QRectF> visible;
+    for (const QRectF& field : std::as_const(message.passwordFields))
+        if (const QRectF part = field.intersected(visibleArea); !part.isEmpty())
+            visible.append(part);
+    message.passwordFields = visible;
     message.png = std::move(*decoded);
     message.pictureSize = *size;
     return {message, {}, id};

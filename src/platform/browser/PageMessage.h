@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QList>
 #include <QPointF>
 #include <QRectF>
 #include <QSize>
@@ -45,6 +46,8 @@ struct Message {
     QPointF position;
     double scale = 1;
     std::optional<QRectF> frame;
+    // click: the page's visible password fields, top-viewport CSS pixels, cut to the picture.
+    QList<QRectF> passwordFields;
     // click: the tab's picture, PNG bytes, and the size its header gives.
     QByteArray png;
     QSize pictureSize;
