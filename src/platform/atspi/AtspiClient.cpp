@@ -7,23 +7,27 @@
 
 #include <algorithm>
 
-// A match rule of the collection interface: all of these states (FOCUSED) and all of no attributes,
-// roles and interfaces, not inverted. Marshalled as a registered type: a structure built by hand in a
-// free-standing QDBusArgument is never freed.
-struct FocusedRule {};
-Q_DECLARE_METATYPE(FocusedRule)
+// A match rule of the collection interface: all of these states, any of these roles (every role when
+// none is given), no attributes or interfaces asked, not inverted. States and roles travel as bit sets
+// in 32-bit words. Marshalled as a registered type: a structure built by hand in a free-standing
+// QDBusArgument is never freed.
+struct MatchRule {
+    quint64 states = 0;
+    QList<int> roles = QList<int>(4, 0);
+};
+Q_DECLARE_METATYPE(MatchRule)
 
-QDBusArgument& operator<<(QDBusArgument& argument, const FocusedRule&) {
-    constexpr int focusedState = 12;
-    constexpr int matchAll = 1;
+QDBusArgument& operator<<(QDBusArgument& argument, const MatchRule& rule) {
+    constexpr int matchAll = 1, matchAny = 2;
     argument.beginStructure();
-    argument << QList<int>{1 << focusedState, 0} << matchAll << QMap<QString, QString>() << matchAll
-             << QList<int>{0, 0, 0, 0} << matchAll << QStringList() << matchAll << false;
+    argument << QList<int>{int(quint32(rule.states)), int(quint32(rule.states >> 32))} << matchAll
+             << QMap<QString, QString>() << matchAll << rule.roles << matchAny << QStringList() << matchAll
+             << false;
     argument.endStructure();
     return argument;
 }
 
-const QDBusArgument& operator>>(const QDBusArgument& argument, FocusedRule&) {
+const QDBusArgument& operator>>(const QDBusArgument& argument, MatchRule&) {
     return argument;
 }
 
@@ -167,39 +171,41 @@ std::optional<QList<AtspiRef>> AtspiClient::children(const AtspiRef& object) {
     return list;
 }
 
-std::optional<QList<AtspiRef>> AtspiClient::descendantsWithRole(const AtspiRef& object, uint role,
-                                                                quint64 states, int limit) {
-    if (object.isNull())
+std::optional<QList<AtspiRef>> AtspiClient::descendantsWith(const AtspiRef& object, quint64 states,
+                                                            std::optional<uint> role, int limit) {
+    static const QMetaType registered = qDBusRegisterMetaType<MatchRule>();
+    Q_UNUSED(registered);
+    if (object.isNull() || (role && *role >= 128))
         return std::nullopt;
-    // The match rule: states (all of them), attributes (none asked), roles (any of them), interfaces
-    // (none asked), not inverted. States and roles travel as bit sets in 32-bit words.
-    QList<int> roles(4, 0);
-    if (role >= 128)
-        return std::nullopt;
-    roles[int(role / 32)] = int(1u << (role % 32));
-    constexpr int matchAll = 1, matchAny = 2, canonicalOrder = 1;
-    QDBusArgument rule;
-    rule.beginStructure();
-    rule << QList<int>{int(quint32(states)), int(quint32(states >> 32))} << matchAll
-         << QMap<QString, QString>() << matchAll << roles << matchAny << QStringList() << matchAll << false;
-    rule.endStructure();
-    const auto reply =
-        call(object.service, object.path, QStringLiteral("org.a11y.atspi.Collection"),
-             QStringLiteral("GetMatches"), {QVariant::fromValue(rule), uint(canonicalOrder), limit, true});
+    MatchRule rule;
+    rule.states = states;
+    if (role)
+        rule.roles[int(*role / 32)] = int(1u << (*role % 32));
+    constexpr uint canonicalOrder = 1;
+    const auto reply = call(object.service, object.path, QStringLiteral("org.a11y.atspi.Collection"),
+                            QStringLiteral("GetMatches"),
+                            {QVariant::fromValue(rule), QVariant::fromValue(canonicalOrder),
+                             QVariant::fromValue(limit), QVariant::fromValue(true)});
     if (!reply)
         return std::nullopt;
-    const auto argument = firstArgument(*reply, QLatin1String("a(so)"));
-    if (!argument)
+    const auto matches = firstArgument(*reply, QLatin1String("a(so)"));
+    if (!matches)
         return std::nullopt;
     QList<AtspiRef> list;
-    argument->beginArray();
-    while (!argument->atEnd()) {
-        const auto ref = readRef(*argument);
-        if (!ref)
-            return std::nullopt;
+    bool whole = true;
+    matches->beginArray();
+    while (!matches->atEnd()) {
+        const std::optional<AtspiRef> ref = readRef(*matches);
+        if (!ref) {
+            whole = false;
+            break;
+        }
         list.append(*ref);
     }
-    argument->endArray();
+    // Each array read is ended, or its reader stays allocated.
+    matches->endArray();
+    if (!whole)
+        return std::nullopt;
     return list;
 }
 
@@ -314,30 +320,11 @@ std::optional<QString> AtspiClient::text(const AtspiRef& object, int maxCharacte
 }
 
 std::optional<AtspiRef> AtspiClient::focusedIn(const AtspiRef& root) {
-    static const QMetaType registered = qDBusRegisterMetaType<FocusedRule>();
-    Q_UNUSED(registered);
-    constexpr uint canonicalOrder = 1;
-    const auto reply = call(root.service, root.path, QStringLiteral("org.a11y.atspi.Collection"),
-                            QStringLiteral("GetMatches"),
-                            {QVariant::fromValue(FocusedRule()), QVariant::fromValue(canonicalOrder),
-                             QVariant::fromValue(1), QVariant::fromValue(true)});
-    if (!reply)
+    constexpr int focusedState = 12;
+    const auto found = descendantsWith(root, quint64(1) << focusedState, std::nullopt, 1);
+    if (!found)
         return std::nullopt;
-    const auto matches = firstArgument(*reply, QLatin1String("a(so)"));
-    if (!matches)
-        return std::nullopt;
-    AtspiRef found;
-    matches->beginArray();
-    while (!matches->atEnd()) {
-        const std::optional<AtspiRef> ref = readRef(*matches);
-        if (!ref)
-            break;
-        if (found.isNull())
-            found = *ref;
-    }
-    // Each array read is ended, or its reader stays allocated.
-    matches->endArray();
-    return found;
+    return found->isEmpty() ? AtspiRef() : found->constFirst();
 }
 
 std::optional<uint> AtspiClient::processId(const QString& service) {

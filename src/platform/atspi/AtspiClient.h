@@ -64,10 +64,10 @@ public:
     // The first object below root (root included) that has the keyboard focus, asked of the
     // application in one call; a null reference when none has it.
     std::optional<AtspiRef> focusedIn(const AtspiRef& root);
-    // The object's descendants with this role and all these states, in one call (the Collection
-    // interface); nothing when the application does not offer that.
-    std::optional<QList<AtspiRef>> descendantsWithRole(const AtspiRef& object, uint role, quint64 states,
-                                                       int limit);
+    // The object's descendants (itself included) with all these states and, when given, this role,
+    // in one call (the Collection interface); nothing when the application does not offer that.
+    std::optional<QList<AtspiRef>> descendantsWith(const AtspiRef& object, quint64 states,
+                                                   std::optional<uint> role, int limit);
     // The process behind a bus name; remembered, since a bus name never changes hands.
     std::optional<uint> processId(const QString& service);
 

@@ -281,7 +281,7 @@ QList<QRectF> AtspiDesktop::passwordFields(QPointF point) const {
         return {};
     constexpr quint64 showing = quint64(1) << ATSPI_STATE_SHOWING;
     std::optional<QList<AtspiRef>> found =
-        client.descendantsWithRole(*window, ATSPI_ROLE_PASSWORD_TEXT, showing, 64);
+        client.descendantsWith(*window, showing, uint(ATSPI_ROLE_PASSWORD_TEXT), 64);
     if (!found) {
         found.emplace();
         QList<AtspiRef> queue{*window};
