@@ -38,7 +38,7 @@ public:
     // notification run from there, and either may drop the last reference to the job.
     bool isBusy() const { return m_busy; }
 
-    // The screen to grab, or none when the click brought its picture.
+    // The screen to grab, or none when the click brings its picture (or brings it later).
     void start(const RecordedClick& click, QScreen* screen) {
         const Recorder::Services& services = m_recorder->m_services;
         if (click.target) {
@@ -55,7 +55,7 @@ public:
                 described({ClickDescriber::fallbackTitle(std::nullopt), std::nullopt});
             });
         }
-        if (!screen) {
+        if (!screen && !click.pictureComing) {
             m_image = click.picture;
             captured();
             return;
@@ -74,7 +74,7 @@ public:
             }
             captured();
         });
-        watcher->setFuture(services.capture(screen));
+        watcher->setFuture(screen ? services.capture(screen) : *click.pictureComing);
     }
 
 Q_SIGNALS:
@@ -202,7 +202,7 @@ void Recorder::monitorLost(const QString& reason) {
 void Recorder::click(const RecordedClick& click) {
     QScreen* screen = nullptr;
     QRectF area = click.area;
-    if (click.picture.isNull()) {
+    if (click.picture.isNull() && !click.pictureComing) {
         const QList<QScreen*> screens = QGuiApplication::screens();
         for (QScreen* candidate : screens) {
             if (ScreenLayout::contains(QRectF(candidate->geometry()), click.location)) {

@@ -71,8 +71,9 @@ private:
     QThreadPool m_pool;
 };
 
-// A click as the platform reports it (native pixels), as the recorder takes it (points). A click in a
-// web page keeps the page's own picture, coordinates and naming.
+// A click as the platform reports it (native pixels), as the recorder takes it (points), with the
+// screen's picture where the source takes it. A click in a web page keeps the page's own picture,
+// coordinates and naming.
 RecordedClick recordedClick(const PlatformClick& click, const ScreenLayout& layout) {
     RecordedClick recorded{layout.toPoints(QPointF(click.nativePosition))};
     if (click.window) {
@@ -81,10 +82,15 @@ RecordedClick recordedClick(const PlatformClick& click, const ScreenLayout& layo
         window.buffer = layout.toPoints(QRectF(window.buffer)).toAlignedRect();
         recorded.window = window;
     }
+    if (click.screen) {
+        recorded.pictureComing = click.screen->image;
+        recorded.area = layout.toPoints(QRectF(click.screen->area));
+    }
     if (const std::optional<PageClick>& page = click.page;
         page && !page->picture.isNull() && page->scale > 0) {
         recorded.location = page->position;
         recorded.picture = page->picture;
+        recorded.pictureComing.reset();
         recorded.area = QRectF(QPointF(0, 0), QSizeF(page->picture.size()) / page->scale);
         recorded.target = ClickDescriber::describeNamed(page->label, page->page, page->controlFrame);
     }

@@ -135,6 +135,16 @@ dbus-update-activation-environment DBUS_SYSTEM_BUS_ADDRESS XDG_RUNTIME_DIR XDG_S
 export WAYLAND_DISPLAY=wayland-0
 pipewire >>"$log" 2>&1 &
 pids+=("$!")
+# The session manager links a screen cast's stream to its reader, as on a desktop.
+for _ in $(seq 200); do
+    [ -S "$XDG_RUNTIME_DIR/pipewire-0" ] && break
+    sleep 0.05
+done
+# No logind answers here, and WirePlumber's Bluetooth side quits without it: no Bluetooth.
+mkdir -p "$XDG_CONFIG_HOME/wireplumber/bluetooth.lua.d"
+echo 'bluez_monitor.enabled = false' >"$XDG_CONFIG_HOME/wireplumber/bluetooth.lua.d/51-no-bluetooth.lua"
+wireplumber >>"$log" 2>&1 &
+pids+=("$!")
 if [ -x /usr/libexec/at-spi-bus-launcher ]; then
     /usr/libexec/at-spi-bus-launcher --launch-immediately >/dev/null 2>&1 &
     pids+=("$!")

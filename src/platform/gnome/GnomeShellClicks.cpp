@@ -1,5 +1,6 @@
 #include "platform/gnome/GnomeShellClicks.h"
 
+#include "platform/gnome/ScreenCastFrames.h"
 #include "platform/gnome/ShellExtension.h"
 
 #include <QCoreApplication>
@@ -83,6 +84,16 @@ public:
         m_ping.setInterval(pingIntervalMs);
         connect(&m_ping, &QTimer::timeout, this, &GnomeShellWatch::ping);
         m_ping.start();
+        // Pictures from mutter's screen cast; where it cannot stream, the recorder takes each
+        // click's picture through the screenshot portal instead.
+        if (qEnvironmentVariable("TROVIX_GNOME_PICTURES") != QLatin1String("portal")) {
+            auto frames = std::make_unique<ScreenCastFrames>(m_bus);
+            QString why;
+            if (frames->start(&why))
+                m_frames = std::move(frames);
+            else
+                qWarning("trovix: click pictures come from the screenshot portal: %s", qPrintable(why));
+        }
         return true;
     }
 
@@ -101,6 +112,8 @@ private Q_SLOTS:
         clicked.frame = rectangle(window.value(QStringLiteral("frame")));
         clicked.buffer = rectangle(window.value(QStringLiteral("buffer")));
         click.window = clicked;
+        if (m_frames)
+            click.screen = m_frames->after(click.nativePosition);
         m_handler(click);
     }
 
@@ -148,6 +161,7 @@ private:
     ClickMonitor::LostHandler m_lost;
     QDBusServiceWatcher m_shell;
     QTimer m_ping;
+    std::unique_ptr<ScreenCastFrames> m_frames;
     bool m_started = false;
     bool m_pinging = false;
     bool m_lostAlready = false;
