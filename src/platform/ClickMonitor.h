@@ -25,6 +25,8 @@ struct ClickedWindow {
     // The client's own surface (client-side shadows included): window-relative accessibility
     // extents count from its top-left corner.
     QRect buffer;
+    // The press was in a popup menu of this window (whose items tell no position of their own).
+    bool popup = false;
 };
 
 // A click in a web page as a browser reports it: the page's own picture and its own naming of the

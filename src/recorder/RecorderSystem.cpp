@@ -123,9 +123,16 @@ Recorder::Services Recorder::systemServices(int budgetMs) {
             window->frame = toNative(window->frame);
             window->buffer = toNative(window->buffer);
         }
+        // A popup menu's items tell the accessibility bus no position, and under them lies the window
+        // the menu opened from: the item's label is read off the picture instead.
+        const bool popup = window && window->popup;
         AtspiService::instance().run(
-            [location, layout, receiver, done = std::move(done)](const AccessibleDesktop& desktop) {
-                const ClickTarget target = ClickDescriber::describe(desktop, location, primaryScreen(layout));
+            [location, layout, popup, receiver, done = std::move(done)](const AccessibleDesktop& desktop) {
+                const ClickTarget target =
+                    popup ? ClickDescriber::describeNamed(
+                                {}, desktop.frontmostApplicationName(location).value_or(QString()),
+                                std::nullopt)
+                          : ClickDescriber::describe(desktop, location, primaryScreen(layout));
                 QMetaObject::invokeMethod(
                     QCoreApplication::instance(),
                     [receiver, done, target] {

@@ -99,7 +99,6 @@ public:
 
 private Q_SLOTS:
     void clicked(int x, int y, uint time, const QVariantMap& window) {
-        Q_UNUSED(time);
         if (m_lostAlready)
             return;
         PlatformClick click;
@@ -111,9 +110,14 @@ private Q_SLOTS:
         clicked.pid = window.value(QStringLiteral("pid")).toLongLong();
         clicked.frame = rectangle(window.value(QStringLiteral("frame")));
         clicked.buffer = rectangle(window.value(QStringLiteral("buffer")));
+        clicked.popup = window.value(QStringLiteral("popup")).toBool();
         click.window = clicked;
+        // A popup menu closes with the click: its picture is the screen as the press found it, the
+        // item still showing under the pointer.
         if (m_frames)
-            click.screen = m_frames->after(click.nativePosition);
+            click.screen = m_frames->after(click.nativePosition, time,
+                                           clicked.popup ? ScreenCastFrames::Moment::press
+                                                         : ScreenCastFrames::Moment::settled);
         m_handler(click);
     }
 

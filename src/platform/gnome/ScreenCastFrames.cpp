@@ -14,6 +14,7 @@
 #include <spa/pod/builder.h>
 
 #include <atomic>
+#include <chrono>
 #include <mutex>
 
 namespace trovix {
@@ -93,9 +94,25 @@ public:
     // A copy of the newest frame; null before the first one.
     QImage latest() {
         const std::lock_guard lock(m_mutex);
-        if (!m_held || m_width <= 0 || m_height <= 0)
+        return copy(m_newest.buffer);
+    }
+
+    // A copy of the newest frame that had arrived by `time` (milliseconds of the monotonic clock,
+    // as input events carry it), or of the one before the newest where that came later.
+    QImage at(quint32 time) {
+        const std::lock_guard lock(m_mutex);
+        const bool later = qint32(m_newest.arrived - time) > 0;
+        return copy(later && m_before.buffer ? m_before.buffer : m_newest.buffer);
+    }
+
+private Q_SLOTS:
+    void added(uint node) { m_owner.connectStream(this, node); }
+
+private:
+    QImage copy(pw_buffer* buffer) const {
+        if (!buffer || m_width <= 0 || m_height <= 0)
             return {};
-        const spa_data& data = m_held->buffer->datas[0];
+        const spa_data& data = buffer->buffer->datas[0];
         const qint64 stride = data.chunk->stride > 0 ? data.chunk->stride : qint64(m_width) * 4;
         if (stride < qint64(m_width) * 4 || data.chunk->offset + stride * m_height > data.maxsize)
             return {};
@@ -105,10 +122,6 @@ public:
         return view.copy();
     }
 
-private Q_SLOTS:
-    void added(uint node) { m_owner.connectStream(this, node); }
-
-private:
     static void stateChanged(void* self, pw_stream_state, pw_stream_state state, const char* error) {
         auto* stream = static_cast<ScreenCastStream*>(self);
         stream->m_streaming = state == PW_STREAM_STATE_STREAMING;
@@ -121,8 +134,9 @@ private:
     static void removeBuffer(void* self, pw_buffer* buffer) {
         auto* stream = static_cast<ScreenCastStream*>(self);
         const std::lock_guard lock(stream->m_mutex);
-        if (stream->m_held == buffer)
-            stream->m_held = nullptr;
+        for (Frame* frame : {&stream->m_newest, &stream->m_before})
+            if (frame->buffer == buffer)
+                *frame = {};
     }
 
     static void paramChanged(void* self, uint32_t id, const spa_pod* param) {
@@ -164,10 +178,13 @@ private:
             pw_stream_queue_buffer(stream->m_stream, newest);
             return;
         }
+        const auto now = std::chrono::duration_cast<std::chrono::milliseconds>(
+            std::chrono::steady_clock::now().time_since_epoch());
         pw_buffer* older = nullptr;
         {
             const std::lock_guard lock(stream->m_mutex);
-            older = std::exchange(stream->m_held, newest);
+            older = std::exchange(stream->m_before, stream->m_newest).buffer;
+            stream->m_newest = {newest, quint32(now.count())};
         }
         if (older)
             pw_stream_queue_buffer(stream->m_stream, older);
@@ -182,7 +199,14 @@ private:
     pw_stream* m_stream = nullptr;
     spa_hook m_listener{};
     std::mutex m_mutex;
-    pw_buffer* m_held = nullptr;
+    // The newest frame and the one before it, kept out of the stream's rotation, with the time each
+    // arrived.
+    struct Frame {
+        pw_buffer* buffer = nullptr;
+        quint32 arrived = 0;
+    };
+    Frame m_newest;
+    Frame m_before;
     int m_width = 0;
     int m_height = 0;
     std::atomic<quint64> m_frames = 0;
@@ -335,10 +359,12 @@ void ScreenCastFrames::connectStream(ScreenCastStream* stream, quint32 node) {
         qWarning("trovix: the screen cast stream %u could not be read", node);
 }
 
-std::optional<ScreenPicture> ScreenCastFrames::after(QPoint nativePoint) {
+std::optional<ScreenPicture> ScreenCastFrames::after(QPoint nativePoint, quint32 time, Moment moment) {
     for (const auto& stream : m_streams) {
         if (!stream->area().contains(nativePoint) || !stream->isStreaming())
             continue;
+        if (moment == Moment::press)
+            return ScreenPicture{QtFuture::makeReadyFuture(stream->at(time)), stream->area()};
         auto* settling = new Settling(*stream, this);
         return ScreenPicture{settling->future(), stream->area()};
     }

@@ -37,9 +37,14 @@ public:
     // Asks mutter to stream every screen; the frames start arriving shortly after. False, with the
     // reason in `error`, when mutter or PipeWire refuse.
     bool start(QString* error);
-    // The screen holding `nativePoint` once it has settled after a click made just now; none while
-    // that screen sends no frames (the caller then takes the picture another way).
-    std::optional<ScreenPicture> after(QPoint nativePoint);
+    enum class Moment {
+        press,   // the screen as the press at `time` found it
+        settled, // once the click, made just now, has shown on the screen
+    };
+    // The screen holding `nativePoint` at that moment of a click pressed at `time` (milliseconds of
+    // the monotonic clock, as input events carry it); none while that screen sends no frames (the
+    // caller then takes the picture another way).
+    std::optional<ScreenPicture> after(QPoint nativePoint, quint32 time, Moment moment);
 
 private:
     friend class ScreenCastStream;
