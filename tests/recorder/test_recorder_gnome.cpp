@@ -256,6 +256,24 @@ private Q_SLOTS:
         QCOMPARE(step.annotations.constFirst().p1, QPointF(m_clicks.last().nativePosition));
     }
 
+    void clickInXwaylandWindow_isTitledAndFramedOnTheDesktop() {
+        // An X11 application under the Shell's Xwayland: its click is reported, titled and marked.
+        qputenv("GDK_BACKEND", "x11");
+        WidgetFactory x11;
+        const bool started = x11.start();
+        qputenv("GDK_BACKEND", "wayland");
+        QVERIFY2(started, qPrintable(x11.error()));
+        const auto toggle = x11.find(QStringLiteral("toggle button"), QStringLiteral("togglebutton"));
+        QVERIFY(toggle);
+        const qsizetype before = m_guide.steps().size();
+        input(clickAt(centre(toggle->extents)));
+        QTRY_COMPARE_WITH_TIMEOUT(m_guide.steps().size(), before + 1, 15000);
+        QCOMPARE(m_clicks.last().window->pid, x11.pid());
+        const Step& step = m_guide.steps().last();
+        QVERIFY2(step.title.startsWith(QStringLiteral("Click “togglebutton”")), qPrintable(step.title));
+        QVERIFY(markFrame(step).contains(m_clicks.last().nativePosition));
+    }
+
     void otherProcesses_cannotStartTheExtension() {
         QProcess gdbus;
         gdbus.start("gdbus", {"call", "--session", "--dest", "org.gnome.Shell", "--object-path",
