@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Click recording as a user meets it, in the real trovix with gtk3-widget-factory at 1920×1080: the
 # time from a press to its step in the working copy (guide.json rewritten on disk), median and p95,
-# in a headless GNOME Shell (clicks reported by Trovix's extension, pictures from the screenshot
-# portal) beside an X11 session (Xvfb + openbox, XInput2, xcb grabs); then the highest click rate,
-# of 1, 2, 4 and 8 a second for 5 s each, at which every click became a step in click order; and in
-# GNOME, the time one screenshot takes through the portal.
+# in a headless GNOME Shell (clicks reported by Trovix's extension; pictures from mutter's screen cast,
+# and again from the screenshot portal) beside an X11 session (Xvfb + openbox, XInput2, xcb grabs);
+# then the highest click rate, of 1, 2, 4, 8, 10 and 16 a second for 5 s each, at which every click
+# became a step in click order; and in GNOME, the time one screenshot takes through the portal.
 #
 #   bench/recorder/session-latency.sh BUILD_DIR [CLICKS]
+# SESSIONS picks the runs (default "gnome gnome-portal x11").
 # BUILD_DIR is a Release build with the trovix, trovix_gnome_input and bench_portal_grab targets.
 set -u
 root=$(cd "$(dirname "$0")/../.." && pwd)
@@ -15,15 +16,21 @@ clicks=${2:-20}
 
 if [ -z "${TROVIX_BENCH_SESSION:-}" ]; then
     export TROVIX_BINARY_DIR=$build TROVIX_SOURCE_DIR=$root
-    TROVIX_BENCH_SESSION=gnome "$root/tests/support/with-gnome.sh" "$0" "$build" "$clicks" 2>/dev/null
-    TROVIX_BENCH_SESSION=x11 TROVIX_SCREEN=1920x1080x24 "$root/tests/support/with-x11.sh" "$0" "$build" "$clicks" 2>/dev/null
+    for session in ${SESSIONS:-gnome gnome-portal x11}; do
+        case $session in
+        gnome) TROVIX_BENCH_SESSION=gnome "$root/tests/support/with-gnome.sh" "$0" "$build" "$clicks" 2>/dev/null ;;
+        gnome-portal) TROVIX_BENCH_SESSION=gnome-portal TROVIX_GNOME_PICTURES=portal \
+            "$root/tests/support/with-gnome.sh" "$0" "$build" "$clicks" 2>/dev/null ;;
+        x11) TROVIX_BENCH_SESSION=x11 TROVIX_SCREEN=1920x1080x24 "$root/tests/support/with-x11.sh" "$0" "$build" "$clicks" 2>/dev/null ;;
+        esac
+    done
     exit 0
 fi
 
 now() { date +%s%N; }
 guide="$XDG_DATA_HOME/Trovix/Current/guide.json"
 steps() { grep -o '"scale"' "$guide" 2>/dev/null | wc -l; }
-if [ "$TROVIX_BENCH_SESSION" = gnome ]; then
+if [ "$TROVIX_BENCH_SESSION" != x11 ]; then
     press() { printf 'move %d %d\npress\nrelease\n' "$1" "$2" >"$TROVIX_POINTER"; }
 else
     press() { xdotool mousemove "$1" "$2" click 1; }
@@ -69,7 +76,7 @@ echo "$TROVIX_BENCH_SESSION click → step in the working copy: median $(echo "$
 
 # Sustained rates: 5 s of clicks, then every step must be there with its mark on its own click.
 best=0
-for rate in 1 2 4 8; do
+for rate in 1 2 4 8 10 16; do
     before=$(steps)
     n=$((rate * 5))
     interval=$(echo "scale=3; 1 / $rate" | bc)
@@ -103,7 +110,7 @@ PY
 done
 echo "$TROVIX_BENCH_SESSION sustained: $best clicks/s with nothing lost and the order kept"
 
-if [ "$TROVIX_BENCH_SESSION" = gnome ] && [ -x "$build/bench/recorder/bench_portal_grab" ]; then
+if [ "$TROVIX_BENCH_SESSION" = gnome-portal ] && [ -x "$build/bench/recorder/bench_portal_grab" ]; then
     "$build/bench/recorder/bench_portal_grab" 10
 fi
 kill "$trovix" "$factory" 2>/dev/null
