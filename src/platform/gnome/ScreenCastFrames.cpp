@@ -238,8 +238,12 @@ public:
 
     void frameArrived() {
         m_lastFrame = m_sinceClick.elapsed();
-        if (m_lastFrame >= ScreenCastFrames::releaseWaitMs)
-            wait(ScreenCastFrames::quietMs);
+        if (m_lastFrame < ScreenCastFrames::releaseWaitMs)
+            return;
+        // Something that never stops moving (a spinner, a video) leaves no quiet spell to wait for.
+        if (m_limit == ScreenCastFrames::settleLimitMs)
+            m_limit = std::min(m_limit, m_lastFrame + ScreenCastFrames::movingMs);
+        wait(ScreenCastFrames::quietMs);
     }
 
 private:
@@ -253,7 +257,7 @@ private:
 
     // Checks again after `ms`, or delivers at the limit.
     void wait(qint64 ms) {
-        const qint64 left = ScreenCastFrames::settleLimitMs - m_sinceClick.elapsed();
+        const qint64 left = m_limit - m_sinceClick.elapsed();
         if (left <= 0)
             deliver();
         else
@@ -274,6 +278,7 @@ private:
     QPromise<QImage> m_promise;
     QElapsedTimer m_sinceClick;
     qint64 m_lastFrame = -1; // since the click; none yet
+    qint64 m_limit = ScreenCastFrames::settleLimitMs;
     QTimer m_check;
     bool m_delivered = false;
 };

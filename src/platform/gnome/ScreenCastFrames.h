@@ -30,6 +30,8 @@ public:
     static constexpr qint64 releaseWaitMs = 200;
     static constexpr qint64 quietMs = 60;
     static constexpr qint64 settleLimitMs = 600;
+    // How long after the first frame past the release wait the screen may keep changing.
+    static constexpr qint64 movingMs = 150;
 
     explicit ScreenCastFrames(QDBusConnection bus, QObject* parent = nullptr);
     ~ScreenCastFrames() override;
