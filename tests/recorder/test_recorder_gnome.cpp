@@ -169,22 +169,21 @@ private Q_SLOTS:
             described.append(step);
         }
         // On the steps' own pixels: the Qt buttons' frames hold their colour edge to edge, and the
-        // GTK button's frame meets its border, with the window's background just outside. The
-        // pictures come from the screen cast, taken once the click has shown: a clicked colour
-        // button turns to half its colour (an application slowed down by the test's load may draw
-        // that after the picture; a picture taken at the press never shows it).
-        QVERIFY2(m_clicks.last().screen, "the pictures come from the screen cast, not the portal");
-        int showingClick = 0;
-        for (const auto& [i, clicked] :
-             {std::pair{1, qRgb(128, 0, 0)}, {3, qRgb(0, 128, 0)}, {5, qRgb(0, 0, 128)}}) {
+        // GTK button's frame meets its border, with the window's background just outside.
+        for (int i : {1, 3, 5}) {
             const QImage pixels = described[i].base.pixels();
             const QRect frame = markFrame(described[i]);
             const QRgb colour = pixels.pixel(centre(frame));
-            showingClick += (colour & 0xffffff) == (clicked & 0xffffff);
             QVERIFY(near(colourBox(pixels, colour), frame));
         }
-        qInfo("%d of 3 pictures show the colour button's click", showingClick);
-        QVERIFY(showingClick > 0);
+        // The pictures come from the screen cast, taken once the click has shown: the Shell's top bar
+        // names the clicked application, which each click here changes (a picture taken at the press
+        // would still name the one before).
+        QVERIFY2(m_clicks.last().screen, "the pictures come from the screen cast, not the portal");
+        const QRect topBar(0, 0, 700, 30);
+        for (int i = 1; i < described.size(); ++i)
+            QVERIFY2(described[i].base.pixels().copy(topBar) != described[i - 1].base.pixels().copy(topBar),
+                     qPrintable(described[i].title));
         const QImage gtk = described[0].base.pixels();
         const QRect frame = markFrame(described[0]);
         const int row = centre(frame).y();
