@@ -175,6 +175,8 @@ class ClickReporter {
             title: new GLib.Variant('s', owner.get_title() || ''),
             frame: rectangle(owner.get_frame_rect()),
             buffer: rectangle(owner.get_buffer_rect()),
+            // A press in a popup menu: the menu is gone once the click has had its effect.
+            popup: new GLib.Variant('b', owner !== window),
         };
         const tracker = Shell.WindowTracker.get_default();
         const app = tracker.get_window_app(owner);

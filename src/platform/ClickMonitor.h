@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QFuture>
 #include <QImage>
 #include <QObject>
 #include <QPoint>
@@ -24,6 +25,8 @@ struct ClickedWindow {
     // The client's own surface (client-side shadows included): window-relative accessibility
     // extents count from its top-left corner.
     QRect buffer;
+    // The press was in a popup menu of this window (whose items tell no position of their own).
+    bool popup = false;
 };
 
 // A click in a web page as a browser reports it: the page's own picture and its own naming of the
@@ -43,6 +46,14 @@ struct PageClick {
     QList<QRectF> passwordFields;
 };
 
+// The screen around a click, as a source that can take it itself delivers it a moment after the press,
+// once the click has had its effect on the screen.
+struct ScreenPicture {
+    QFuture<QImage> image;
+    // The screen the picture shows, on the desktop in native pixels.
+    QRect area;
+};
+
 // One left press outside this process's windows, with whatever its source knows besides.
 struct PlatformClick {
     // The pointer on the desktop in native pixels (for a page click: where the browser's window is
@@ -52,6 +63,8 @@ struct PlatformClick {
     std::optional<ClickedWindow> window;
     // A click a browser described itself, picture and all.
     std::optional<PageClick> page;
+    // The screen's picture, where the source takes it; otherwise the recorder grabs the screen.
+    std::optional<ScreenPicture> screen = std::nullopt;
 };
 
 // Left clicks in other applications, wherever on the desktop they land.

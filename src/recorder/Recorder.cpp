@@ -44,7 +44,7 @@ public:
     // notification run from there, and either may drop the last reference to the job.
     bool isBusy() const { return m_busy; }
 
-    // The screen to grab, or none when the click brought its picture.
+    // The screen to grab, or none when the click brings its picture (or brings it later).
     void start(const RecordedClick& click, QScreen* screen) {
         const Recorder::Services& services = m_recorder->m_services;
         // Typing is pictured on the screen of its field, which the description finds.
@@ -75,19 +75,19 @@ public:
         }
         if (deferred)
             return;
-        if (!screen) {
+        if (!screen && !click.pictureComing) {
             m_image = click.picture;
             captured();
             return;
         }
-        grab(screen);
+        grab(screen ? services.capture(screen) : *click.pictureComing);
     }
 
 Q_SIGNALS:
     void finished();
 
 private:
-    void grab(QScreen* screen) {
+    void grab(const QFuture<QImage>& picture) {
         // A failed or empty grab ends the job without a step; it still ends, so later clicks go on.
         // A watcher owned by the job, rather than a continuation on it: a continuation would still
         // call the job when the grab ends after the job is gone.
@@ -101,7 +101,7 @@ private:
             }
             captured();
         });
-        watcher->setFuture(m_recorder->m_services.capture(screen));
+        watcher->setFuture(picture);
     }
 
     void described(const ClickTarget& target) {
@@ -123,7 +123,7 @@ private:
                 }
             }
             m_screen = QRectF(screen->geometry());
-            grab(screen);
+            grab(m_recorder->m_services.capture(screen));
         }
         advance();
     }
@@ -387,7 +387,7 @@ void Recorder::click(const RecordedClick& click) {
         keyEvents(m_typing.end());
     QScreen* screen = nullptr;
     QRectF area = click.area;
-    if (click.picture.isNull()) {
+    if (click.picture.isNull() && !click.pictureComing) {
         const QList<QScreen*> screens = QGuiApplication::screens();
         for (QScreen* candidate : screens) {
             if (ScreenLayout::contains(QRectF(candidate->geometry()), click.location)) {

@@ -35,6 +35,8 @@ struct RecordedClick {
     // click is grabbed.
     QImage picture = {};
     QRectF area = {};
+    // A picture of `area` the source is still taking (it fails or gives a null image when that fails).
+    std::optional<QFuture<QImage>> pictureComing = std::nullopt;
     // The source's own description of the control; otherwise the accessibility tree is asked.
     std::optional<ClickTarget> target = std::nullopt;
     // For a step made with the keyboard: describes it instead of the control at the location, and

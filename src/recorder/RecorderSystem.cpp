@@ -75,8 +75,9 @@ private:
     QThreadPool m_pool;
 };
 
-// A click as the platform reports it (native pixels), as the recorder takes it (points). A click in a
-// web page keeps the page's own picture, coordinates and naming.
+// A click as the platform reports it (native pixels), as the recorder takes it (points), with the
+// screen's picture where the source takes it. A click in a web page keeps the page's own picture,
+// coordinates and naming.
 RecordedClick recordedClick(const PlatformClick& click, const ScreenLayout& layout) {
     RecordedClick recorded{layout.toPoints(QPointF(click.nativePosition))};
     if (click.window) {
@@ -85,10 +86,15 @@ RecordedClick recordedClick(const PlatformClick& click, const ScreenLayout& layo
         window.buffer = layout.toPoints(QRectF(window.buffer)).toAlignedRect();
         recorded.window = window;
     }
+    if (click.screen) {
+        recorded.pictureComing = click.screen->image;
+        recorded.area = layout.toPoints(QRectF(click.screen->area));
+    }
     if (const std::optional<PageClick>& page = click.page;
         page && !page->picture.isNull() && page->scale > 0) {
         recorded.location = page->position;
         recorded.picture = page->picture;
+        recorded.pictureComing.reset();
         recorded.area = QRectF(QPointF(0, 0), QSizeF(page->picture.size()) / page->scale);
         recorded.target = ClickDescriber::describeNamed(page->label, page->page, page->controlFrame);
         recorded.target->passwordFields = page->passwordFields;
@@ -161,9 +167,16 @@ Recorder::Services Recorder::systemServices(int budgetMs) {
             window->frame = toNative(window->frame);
             window->buffer = toNative(window->buffer);
         }
+        // A popup menu's items tell the accessibility bus no position, and under them lies the window
+        // the menu opened from: the item's label is read off the picture instead.
+        const bool popup = window && window->popup;
         AtspiService::instance().run(
-            [location, layout, receiver, done = std::move(done)](const AccessibleDesktop& desktop) {
-                const ClickTarget target = ClickDescriber::describe(desktop, location, primaryScreen(layout));
+            [location, layout, popup, receiver, done = std::move(done)](const AccessibleDesktop& desktop) {
+                const ClickTarget target =
+                    popup ? ClickDescriber::describeNamed(
+                                {}, desktop.frontmostApplicationName(location).value_or(QString()),
+                                std::nullopt)
+                          : ClickDescriber::describe(desktop, location, primaryScreen(layout));
                 QMetaObject::invokeMethod(
                     QCoreApplication::instance(),
                     [receiver, done, target] {

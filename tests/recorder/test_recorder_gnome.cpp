@@ -59,6 +59,10 @@ private Q_SLOTS:
                 [this, &recorder](const PlatformClick& click) {
                     m_clicks.append(click);
                     RecordedClick recorded{QPointF(click.nativePosition), click.window};
+                    if (click.screen) {
+                        recorded.pictureComing = click.screen->image;
+                        recorded.area = QRectF(click.screen->area);
+                    }
                     recorder.click(recorded);
                 },
                 [&recorder](const QString& reason) { recorder.monitorLost(reason); });
@@ -120,6 +124,14 @@ private Q_SLOTS:
             const QRgb colour = pixels.pixel(centre(frame));
             QVERIFY(near(colourBox(pixels, colour), frame));
         }
+        // The pictures come from the screen cast, taken once the click has shown: the Shell's top bar
+        // names the clicked application, which each click here changes (a picture taken at the press
+        // would still name the one before).
+        QVERIFY2(m_clicks.last().screen, "the pictures come from the screen cast, not the portal");
+        const QRect topBar(0, 0, 700, 30);
+        for (int i = 1; i < described.size(); ++i)
+            QVERIFY2(described[i].base.pixels().copy(topBar) != described[i - 1].base.pixels().copy(topBar),
+                     qPrintable(described[i].title));
         const QImage gtk = described[0].base.pixels();
         const QRect frame = markFrame(described[0]);
         const int row = centre(frame).y();
@@ -162,6 +174,51 @@ private Q_SLOTS:
             QVERIFY2(mark.kind == Kind::target ? QRectF(mark.p1, mark.p2).contains(at) : mark.p1 == at,
                      qPrintable(QStringLiteral("step %1 is not where its click was").arg(i)));
         }
+    }
+
+    void popupMenuItem_isPicturedOpenAndBelongsToItsWindow() {
+        // The factory's "Andrea" combo box (named by its icon) opens a menu over itself, its next
+        // item "Otto" below.
+        const auto combo =
+            m_factory.find(QStringLiteral("combo box"), QStringLiteral("emblem-default-symbolic"));
+        QVERIFY(combo);
+        const QRect box = combo->extents.translated(m_clicks.first().window->buffer.topLeft());
+        const qsizetype before = m_guide.steps().size();
+        input(clickAt(centre(box)));
+        QTRY_COMPARE_WITH_TIMEOUT(m_guide.steps().size(), before + 1, 15000);
+        QTest::qWait(1000);
+        input(clickAt(QPoint(box.left() + 24, centre(box).y() + box.height())));
+        QTRY_COMPARE_WITH_TIMEOUT(m_guide.steps().size(), before + 2, 15000);
+        // A click in the factory's window, titled off the picture of the open menu, or after its
+        // window where the item cannot be read there (white on the highlight's blue); never after
+        // the combo box under the menu (the items tell no position), and marked where it was.
+        QCOMPARE(m_clicks.last().window->pid, m_factory.pid());
+        QCOMPARE(m_clicks.last().window->title, QStringLiteral("gtk3-widget-factory"));
+        QVERIFY(m_clicks.last().window->popup);
+        const Step& step = m_guide.steps().last();
+        QVERIFY2(step.title == QStringLiteral("Click “Otto”") + factoryApp ||
+                     step.title == QStringLiteral("Click") + factoryApp,
+                 qPrintable(step.title));
+        QCOMPARE(step.annotations.constFirst().kind, Kind::ring);
+        QCOMPARE(step.annotations.constFirst().p1, QPointF(m_clicks.last().nativePosition));
+    }
+
+    void clickInXwaylandWindow_isTitledAndFramedOnTheDesktop() {
+        // An X11 application under the Shell's Xwayland: its click is reported, titled and marked.
+        qputenv("GDK_BACKEND", "x11");
+        WidgetFactory x11;
+        const bool started = x11.start();
+        qputenv("GDK_BACKEND", "wayland");
+        QVERIFY2(started, qPrintable(x11.error()));
+        const auto toggle = x11.find(QStringLiteral("toggle button"), QStringLiteral("togglebutton"));
+        QVERIFY(toggle);
+        const qsizetype before = m_guide.steps().size();
+        input(clickAt(centre(toggle->extents)));
+        QTRY_COMPARE_WITH_TIMEOUT(m_guide.steps().size(), before + 1, 15000);
+        QCOMPARE(m_clicks.last().window->pid, x11.pid());
+        const Step& step = m_guide.steps().last();
+        QVERIFY2(step.title.startsWith(QStringLiteral("Click “togglebutton”")), qPrintable(step.title));
+        QVERIFY(markFrame(step).contains(m_clicks.last().nativePosition));
     }
 
     void otherProcesses_cannotStartTheExtension() {

@@ -3,7 +3,7 @@
 # bus, pipewire, the accessibility bus and the screenshot portal with the GNOME backend alone, a
 # private HOME, private data folders holding only the desktop entries and portal backends the session
 # needs, and Trovix's Shell extension from the build tree, enabled. Usage: with-gnome.sh COMMAND…
-# Inside, WAYLAND_DISPLAY, TROVIX_POINTER (a pipe that moves and clicks the pointer and presses keys,
+# Inside, WAYLAND_DISPLAY, DISPLAY (Xwayland), TROVIX_POINTER (a pipe that moves and clicks the pointer and presses keys,
 # see tests/support/gnome-input.cpp), TROVIX_GNOME_EXTENSION (the enabled extension's folder) and
 # TROVIX_WAYLAND_LOG are set. TROVIX_GNOME_EXTENSION_OFF=1 leaves the extension installed but off.
 # gnome-shell runs as an unprivileged user: as root the session runs as $TROVIX_TEST_USER (default
@@ -135,12 +135,22 @@ dbus-update-activation-environment DBUS_SYSTEM_BUS_ADDRESS XDG_RUNTIME_DIR XDG_S
 export WAYLAND_DISPLAY=wayland-0
 pipewire >>"$log" 2>&1 &
 pids+=("$!")
+# The session manager links a screen cast's stream to its reader, as on a desktop.
+for _ in $(seq 200); do
+    [ -S "$XDG_RUNTIME_DIR/pipewire-0" ] && break
+    sleep 0.05
+done
+# No logind answers here, and WirePlumber's Bluetooth side quits without it: no Bluetooth.
+mkdir -p "$XDG_CONFIG_HOME/wireplumber/bluetooth.lua.d"
+echo 'bluez_monitor.enabled = false' >"$XDG_CONFIG_HOME/wireplumber/bluetooth.lua.d/51-no-bluetooth.lua"
+wireplumber >>"$log" 2>&1 &
+pids+=("$!")
 if [ -x /usr/libexec/at-spi-bus-launcher ]; then
     /usr/libexec/at-spi-bus-launcher --launch-immediately >/dev/null 2>&1 &
     pids+=("$!")
 fi
 size=${TROVIX_SCREEN:-1920x1080}
-gnome-shell --headless --wayland --no-x11 --virtual-monitor "${size%x24}" --mode=user >>"$log" 2>&1 &
+gnome-shell --headless --wayland --virtual-monitor "${size%x24}" --mode=user >>"$log" 2>&1 &
 pids+=("$!")
 timeout 60 gdbus wait --session org.gnome.Shell || fail "the Shell did not start within 60 s"
 timeout 30 gdbus wait --session org.gnome.Mutter.RemoteDesktop ||
@@ -150,6 +160,16 @@ for _ in $(seq 600); do
     sleep 0.05
 done
 [ -S "$XDG_RUNTIME_DIR/$WAYLAND_DISPLAY" ] || fail "the Shell made no Wayland socket within 30 s"
+# Xwayland, for X11 applications, on the first display number free on the machine, as the Shell says.
+for _ in $(seq 200); do
+    display=$(sed -n 's/.*Using public X11 display \(:[0-9]*\).*/\1/p' "$log" | tail -n1)
+    [ -n "$display" ] && export DISPLAY=$display && break
+    sleep 0.05
+done
+[ -n "${DISPLAY:-}" ] || fail "the Shell started no Xwayland within 10 s"
+for auth in "$XDG_RUNTIME_DIR"/.mutter-Xwaylandauth.*; do
+    [ -f "$auth" ] && export XAUTHORITY=$auth
+done
 
 # The screenshot portal would ask once whether applications may take screenshots; the session
 # answers yes beforehand, as a user would have on first use.

@@ -65,6 +65,7 @@ bool ReportedClicksWatch::start(QString* error) {
     m_ping.setInterval(pingIntervalMs);
     connect(&m_ping, &QTimer::timeout, this, &ReportedClicksWatch::ping);
     m_ping.start();
+    reporting();
     return true;
 }
 
@@ -81,7 +82,9 @@ void ReportedClicksWatch::clicked(int x, int y, uint time, const QVariantMap& wi
     clicked.pid = window.value(QStringLiteral("pid")).toLongLong();
     clicked.frame = rectangle(window.value(QStringLiteral("frame")));
     clicked.buffer = rectangle(window.value(QStringLiteral("buffer")));
+    clicked.popup = window.value(QStringLiteral("popup")).toBool();
     click.window = clicked;
+    complete(click, time);
     m_handler(click);
 }
 

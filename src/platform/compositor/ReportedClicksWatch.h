@@ -35,6 +35,13 @@ protected:
     virtual QString notAnswering(const QString& why) const = 0;
     // Connects whatever else of the host tells that the plugin went away; called before Start.
     virtual void watchHost() {}
+    // Called once the plugin reports; what the host can add to each click (such as its picture),
+    // added just before the click is handed on.
+    virtual void reporting() {}
+    virtual void complete(PlatformClick& click, uint time) {
+        Q_UNUSED(click);
+        Q_UNUSED(time);
+    }
 
     // Ends the recording with `reason`, once; no click is reported after it.
     void lose(const QString& reason);

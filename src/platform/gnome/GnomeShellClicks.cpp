@@ -1,6 +1,7 @@
 #include "platform/gnome/GnomeShellClicks.h"
 
 #include "platform/compositor/ReportedClicksWatch.h"
+#include "platform/gnome/ScreenCastFrames.h"
 #include "platform/gnome/ShellExtension.h"
 
 #include <QCoreApplication>
@@ -35,6 +36,26 @@ protected:
                       QStringLiteral("org.gnome.Shell.Extensions"), QStringLiteral("ExtensionStateChanged"),
                       this, SLOT(extensionChanged(QString, QVariantMap)));
     }
+    // Pictures from mutter's screen cast; where it cannot stream, the recorder takes each click's
+    // picture through the screenshot portal instead.
+    void reporting() override {
+        if (qEnvironmentVariable("TROVIX_GNOME_PICTURES") == QLatin1String("portal"))
+            return;
+        auto frames = std::make_unique<ScreenCastFrames>(m_bus);
+        QString why;
+        if (frames->start(&why))
+            m_frames = std::move(frames);
+        else
+            qWarning("trovix: click pictures come from the screenshot portal: %s", qPrintable(why));
+    }
+    // A popup menu closes with the click: its picture is the screen as the press found it, the item
+    // still showing under the pointer.
+    void complete(PlatformClick& click, uint time) override {
+        if (m_frames)
+            click.screen = m_frames->after(click.nativePosition, time,
+                                           click.window->popup ? ScreenCastFrames::Moment::press
+                                                               : ScreenCastFrames::Moment::settled);
+    }
 
 private Q_SLOTS:
     void extensionChanged(const QString& uuid, const QVariantMap& state) {
@@ -44,6 +65,9 @@ private Q_SLOTS:
             lose(tr("The “Trovix click recording” extension was switched off in GNOME Shell, so "
                     "recording stopped. Switch it on again to record clicks."));
     }
+
+private:
+    std::unique_ptr<ScreenCastFrames> m_frames;
 };
 
 GnomeShellClicks::GnomeShellClicks(QDBusConnection bus)
