@@ -1729,46 +1729,7 @@ Strg+Alt+S</translation>
     </message>
 </context>
 <context>
-    <name>trovix::XInputClickMonitor</name>
-    <message>
-        <source>The X display cannot be opened.</source>
-        <translation>Das X-Display lässt sich nicht öffnen.</translation>
-    </message>
-    <message>
-        <source>The X display has no screen %1.</source>
-        <translation>Das X-Display hat keinen Bildschirm %1.</translation>
-    </message>
-    <message>
-        <source>The X server lacks the XInput extension.</source>
-        <translation>Dem X-Server fehlt die XInput-Erweiterung.</translation>
-    </message>
-    <message>
-        <source>The X server lacks XInput 2.1.</source>
-        <translation>Dem X-Server fehlt XInput 2.1.</translation>
-    </message>
-    <message>
-        <source>The click monitor cannot make its wake-up descriptor.</source>
-        <translation>Die Klicküberwachung kann ihren Weck-Deskriptor nicht anlegen.</translation>
-    </message>
-</context>
-<context>
     <name>trovix::XInputKeyMonitor</name>
-    <message>
-        <source>The X display cannot be opened.</source>
-        <translation>Das X-Display lässt sich nicht öffnen.</translation>
-    </message>
-    <message>
-        <source>The X display has no screen %1.</source>
-        <translation>Das X-Display hat keinen Bildschirm %1.</translation>
-    </message>
-    <message>
-        <source>The X server lacks the XInput extension.</source>
-        <translation>Dem X-Server fehlt die XInput-Erweiterung.</translation>
-    </message>
-    <message>
-        <source>The X server lacks XInput 2.1.</source>
-        <translation>Dem X-Server fehlt XInput 2.1.</translation>
-    </message>
     <message>
         <source>The X server lacks the keyboard extension (XKB).</source>
         <translation>Dem X-Server fehlt die Tastaturerweiterung (XKB).</translation>
@@ -1777,9 +1738,28 @@ Strg+Alt+S</translation>
         <source>The keyboard's keymap cannot be read.</source>
         <translation>Die Tastaturbelegung lässt sich nicht lesen.</translation>
     </message>
+</context>
+<context>
+    <name>trovix::XInputListener</name>
     <message>
-        <source>The key monitor cannot make its wake-up descriptor.</source>
-        <translation>Die Tastenüberwachung kann ihren Weckdeskriptor nicht anlegen.</translation>
+        <source>The X display cannot be opened.</source>
+        <translation>Das X-Display lässt sich nicht öffnen.</translation>
+    </message>
+    <message>
+        <source>The X display has no screen %1.</source>
+        <translation>Das X-Display hat keinen Bildschirm %1.</translation>
+    </message>
+    <message>
+        <source>The X server lacks the XInput extension.</source>
+        <translation>Dem X-Server fehlt die XInput-Erweiterung.</translation>
+    </message>
+    <message>
+        <source>The X server lacks XInput 2.1.</source>
+        <translation>Dem X-Server fehlt XInput 2.1.</translation>
+    </message>
+    <message>
+        <source>The input monitor cannot make its wake-up descriptor.</source>
+        <translation>Die Eingabeüberwachung kann ihren Weck-Deskriptor nicht anlegen.</translation>
     </message>
 </context>
 </TS>

@@ -1,7 +1,5 @@
 #include "platform/x11/XInputKeyMonitor.h"
 
-#include <QGuiApplication>
-
 #include <xcb/xcb.h>
 #include <xcb/xinput.h>
 #include <xkbcommon/xkbcommon-x11.h>
@@ -9,9 +7,6 @@
 
 #include <cstdlib>
 #include <memory>
-#include <poll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 namespace trovix {
 
@@ -90,39 +85,13 @@ int XInputKeyMonitor::qtKey(std::uint32_t keysym) {
 
 XInputKeyMonitor::XInputKeyMonitor(QObject* parent)
     : QObject(parent) {
-    int screenNumber = 0;
-    xcb_connection_t* connection = xcb_connect(nullptr, &screenNumber);
-    if (xcb_connection_has_error(connection)) {
-        xcb_disconnect(connection);
-        m_error = tr("The X display cannot be opened.");
+    if (!m_input.isOpen()) {
+        m_error = m_input.error();
         return;
     }
-    m_connection = connection;
-    xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(connection));
-    for (int i = 0; i < screenNumber && screens.rem; ++i)
-        xcb_screen_next(&screens);
-    if (!screens.rem) {
-        m_error = tr("The X display has no screen %1.").arg(screenNumber);
-        return;
-    }
-    const std::uint32_t root = screens.data->root;
-
-    const xcb_query_extension_reply_t* extension = xcb_get_extension_data(connection, &xcb_input_id);
-    if (!extension || !extension->present) {
-        m_error = tr("The X server lacks the XInput extension.");
-        return;
-    }
-    m_opcode = extension->major_opcode;
-    auto version = own(
-        xcb_input_xi_query_version_reply(connection, xcb_input_xi_query_version(connection, 2, 1), nullptr));
-    if (!version || version->major_version < 2 ||
-        (version->major_version == 2 && version->minor_version < 1)) {
-        m_error = tr("The X server lacks XInput 2.1.");
-        return;
-    }
-    if (!xkb_x11_setup_xkb_extension(connection, XKB_X11_MIN_MAJOR_XKB_VERSION, XKB_X11_MIN_MINOR_XKB_VERSION,
-                                     XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS, nullptr, nullptr, nullptr,
-                                     nullptr)) {
+    if (!xkb_x11_setup_xkb_extension(m_input.connection(), XKB_X11_MIN_MAJOR_XKB_VERSION,
+                                     XKB_X11_MIN_MINOR_XKB_VERSION, XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS,
+                                     nullptr, nullptr, nullptr, nullptr)) {
         m_error = tr("The X server lacks the keyboard extension (XKB).");
         return;
     }
@@ -131,55 +100,29 @@ XInputKeyMonitor::XInputKeyMonitor(QObject* parent)
         m_error = tr("The keyboard's keymap cannot be read.");
         return;
     }
-
-    if (auto* x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr) {
-        const xcb_setup_t* setup = xcb_get_setup(x11->connection());
-        m_ownBase = setup->resource_id_base;
-        m_ownMask = setup->resource_id_mask;
-    }
-
     // Raw events of the master keyboards: one per press and release, whichever device made it, even
     // while another client grabs the keyboard.
-    struct {
-        xcb_input_event_mask_t head;
-        std::uint32_t mask;
-    } selection{{XCB_INPUT_DEVICE_ALL_MASTER, 1},
-                XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_KEY_RELEASE};
-    xcb_input_xi_select_events(connection, root, 1, &selection.head);
-    xcb_flush(connection);
-
-    m_wakeFd = eventfd(0, EFD_CLOEXEC);
-    if (m_wakeFd < 0) {
-        m_error = tr("The key monitor cannot make its wake-up descriptor.");
-        return;
-    }
-    m_thread = std::thread([this] { run(); });
+    if (!m_input.listen(XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_KEY_RELEASE,
+                        [this](xcb_generic_event_t* event) { handle(event); }))
+        m_error = m_input.error();
 }
 
 XInputKeyMonitor::~XInputKeyMonitor() {
-    if (m_thread.joinable()) {
-        const std::uint64_t one = 1;
-        [[maybe_unused]] const ssize_t written = ::write(m_wakeFd, &one, sizeof one);
-        m_thread.join();
-    }
-    if (m_wakeFd >= 0)
-        ::close(m_wakeFd);
+    m_input.stop(); // before the keymap its thread reads goes
     xkb_state_unref(m_state);
     xkb_keymap_unref(m_keymap);
     xkb_context_unref(m_context);
-    if (m_connection)
-        xcb_disconnect(m_connection);
 }
 
 bool XInputKeyMonitor::loadKeymap() {
-    m_device = xkb_x11_get_core_keyboard_device_id(m_connection);
+    m_device = xkb_x11_get_core_keyboard_device_id(m_input.connection());
     if (m_device < 0)
         return false;
-    xkb_keymap* keymap =
-        xkb_x11_keymap_new_from_device(m_context, m_connection, m_device, XKB_KEYMAP_COMPILE_NO_FLAGS);
+    xkb_keymap* keymap = xkb_x11_keymap_new_from_device(m_context, m_input.connection(), m_device,
+                                                        XKB_KEYMAP_COMPILE_NO_FLAGS);
     if (!keymap)
         return false;
-    xkb_state* state = xkb_x11_state_new_from_device(keymap, m_connection, m_device);
+    xkb_state* state = xkb_x11_state_new_from_device(keymap, m_input.connection(), m_device);
     if (!state) {
         xkb_keymap_unref(keymap);
         return false;
@@ -192,10 +135,9 @@ bool XInputKeyMonitor::loadKeymap() {
 }
 
 bool XInputKeyMonitor::focusIsOwn() {
-    if (!m_ownMask)
-        return false;
-    auto focus = own(xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
-    return focus && (focus->focus & ~m_ownMask) == m_ownBase;
+    auto focus = own(
+        xcb_get_input_focus_reply(m_input.connection(), xcb_get_input_focus(m_input.connection()), nullptr));
+    return focus && m_input.isOwn(focus->focus);
 }
 
 void XInputKeyMonitor::pressed(std::uint32_t keycode) {
@@ -240,35 +182,23 @@ void XInputKeyMonitor::pressed(std::uint32_t keycode) {
         this, [this, stroke] { Q_EMIT keyPressed(stroke); }, Qt::QueuedConnection);
 }
 
-void XInputKeyMonitor::run() {
-    pollfd fds[2] = {{xcb_get_file_descriptor(m_connection), POLLIN, 0}, {m_wakeFd, POLLIN, 0}};
-    for (;;) {
-        while (xcb_generic_event_t* event = xcb_poll_for_event(m_connection)) {
-            const auto owned = own(event);
-            const std::uint8_t type = event->response_type & 0x7f;
-            if (type == XCB_MAPPING_NOTIFY) {
-                if (reinterpret_cast<xcb_mapping_notify_event_t*>(event)->request == XCB_MAPPING_KEYBOARD)
-                    loadKeymap();
-                continue;
-            }
-            if (type != XCB_GE_GENERIC)
-                continue;
-            const auto* generic = reinterpret_cast<xcb_ge_generic_event_t*>(event);
-            if (generic->extension != m_opcode)
-                continue;
-            if (generic->event_type == XCB_INPUT_RAW_KEY_PRESS)
-                pressed(reinterpret_cast<xcb_input_raw_key_press_event_t*>(event)->detail);
-            else if (generic->event_type == XCB_INPUT_RAW_KEY_RELEASE)
-                xkb_state_update_key(
-                    m_state, reinterpret_cast<xcb_input_raw_key_release_event_t*>(event)->detail, XKB_KEY_UP);
-        }
-        if (xcb_connection_has_error(m_connection))
-            return;
-        if (::poll(fds, 2, -1) < 0 && errno != EINTR)
-            return;
-        if (fds[1].revents)
-            return;
+void XInputKeyMonitor::handle(xcb_generic_event_t* event) {
+    const std::uint8_t type = event->response_type & 0x7f;
+    if (type == XCB_MAPPING_NOTIFY) {
+        if (reinterpret_cast<xcb_mapping_notify_event_t*>(event)->request == XCB_MAPPING_KEYBOARD)
+            loadKeymap();
+        return;
     }
+    if (type != XCB_GE_GENERIC)
+        return;
+    const auto* generic = reinterpret_cast<xcb_ge_generic_event_t*>(event);
+    if (generic->extension != m_input.opcode())
+        return;
+    if (generic->event_type == XCB_INPUT_RAW_KEY_PRESS)
+        pressed(reinterpret_cast<xcb_input_raw_key_press_event_t*>(event)->detail);
+    else if (generic->event_type == XCB_INPUT_RAW_KEY_RELEASE)
+        xkb_state_update_key(m_state, reinterpret_cast<xcb_input_raw_key_release_event_t*>(event)->detail,
+                             XKB_KEY_UP);
 }
 
 std::unique_ptr<QObject> X11KeyMonitor::watch(Handler pressed, QString* error) {
