@@ -8,8 +8,6 @@
 
 #include <cstdint>
 
-struct xcb_generic_event_t;
-
 namespace trovix {
 
 // Reports every press of the left mouse button anywhere on the X display, except in this process's

@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <memory>
 
-struct xcb_generic_event_t;
 struct xkb_context;
 struct xkb_keymap;
 struct xkb_state;

@@ -3,12 +3,11 @@
 #include <QObject>
 #include <QString>
 
+#include <xcb/xcb.h>
+
 #include <cstdint>
 #include <functional>
 #include <thread>
-
-struct xcb_connection_t;
-struct xcb_generic_event_t;
 
 namespace trovix {
 
