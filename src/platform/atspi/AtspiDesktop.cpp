@@ -127,20 +127,15 @@ QPoint AtspiDesktop::windowOrigin(const ClickedWindow& window, const QRect& repo
     return buffer.topLeft() + QPoint(side, top);
 }
 
-std::optional<AtspiRef> AtspiDesktop::clickedWindow() const {
+bool AtspiDesktop::visitShowingWindows(
+    const std::function<bool(std::optional<uint> pid)>& wanted,
+    const std::function<void(const AtspiRef& window, quint64 states, const QRect& extents)>& visit) const {
     AtspiClient& client = *m_context.client;
-    const ClickedWindow& clicked = *m_context.clicked;
     const std::optional<QList<AtspiRef>> applications = client.children(AtspiRef::desktop());
-    if (!applications || clicked.pid <= 0 || clicked.pid == qint64(m_context.ownPid))
-        return std::nullopt;
-    struct Candidate {
-        AtspiRef window;
-        QRect extents;
-        std::tuple<bool, bool, qint64> score;
-    };
-    std::optional<Candidate> best;
+    if (!applications)
+        return false;
     for (const AtspiRef& application : *applications) {
-        if (client.processId(application.service) != uint(clicked.pid))
+        if (!wanted(client.processId(application.service)))
             continue;
         const std::optional<QList<AtspiRef>> windows =
             client.children(AtspiRef::applicationRoot(application.service));
@@ -150,19 +145,36 @@ std::optional<AtspiRef> AtspiDesktop::clickedWindow() const {
             const quint64 states = client.states(window).value_or(0);
             if (!has(states, ATSPI_STATE_SHOWING))
                 continue;
-            const std::optional<QRect> extents = client.extents(window);
-            if (!extents)
-                continue;
-            // The window the compositor names: the one of that title, else the active one, else
-            // the one whose size comes closest to the buffer's.
-            const bool titled = client.name(window).value_or(QString()) == clicked.title;
-            const qint64 misfit = std::abs(qint64(clicked.buffer.width()) - extents->width()) +
-                                  std::abs(qint64(clicked.buffer.height()) - extents->height());
-            Candidate candidate{window, *extents, {titled, has(states, ATSPI_STATE_ACTIVE), -misfit}};
-            if (!best || candidate.score > best->score)
-                best = candidate;
+            if (const std::optional<QRect> extents = client.extents(window))
+                visit(window, states, *extents);
         }
     }
+    return true;
+}
+
+std::optional<AtspiRef> AtspiDesktop::clickedWindow() const {
+    AtspiClient& client = *m_context.client;
+    const ClickedWindow& clicked = *m_context.clicked;
+    if (clicked.pid <= 0 || clicked.pid == qint64(m_context.ownPid))
+        return std::nullopt;
+    struct Candidate {
+        AtspiRef window;
+        QRect extents;
+        std::tuple<bool, bool, qint64> score;
+    };
+    std::optional<Candidate> best;
+    visitShowingWindows(
+        [&](std::optional<uint> pid) { return pid == uint(clicked.pid); },
+        [&](const AtspiRef& window, quint64 states, const QRect& extents) {
+            // The window the compositor names: the one of that title, else the
+            // active one, else the one whose size comes closest to the buffer's.
+            const bool titled = client.name(window).value_or(QString()) == clicked.title;
+            const qint64 misfit = std::abs(qint64(clicked.buffer.width()) - extents.width()) +
+                                  std::abs(qint64(clicked.buffer.height()) - extents.height());
+            Candidate candidate{window, extents, {titled, has(states, ATSPI_STATE_ACTIVE), -misfit}};
+            if (!best || candidate.score > best->score)
+                best = candidate;
+        });
     if (!best)
         return std::nullopt;
     m_origin = windowOrigin(clicked, best->extents);
@@ -170,7 +182,6 @@ std::optional<AtspiRef> AtspiDesktop::clickedWindow() const {
 }
 
 std::optional<AtspiRef> AtspiDesktop::windowAt(QPoint point) const {
-    AtspiClient& client = *m_context.client;
     m_origin = {};
     if (m_context.clicked)
         return clickedWindow();
@@ -182,34 +193,22 @@ std::optional<AtspiRef> AtspiDesktop::windowAt(QPoint point) const {
         return std::nullopt;
     const std::optional<uint> topPid = top ? top->pid : std::nullopt;
 
-    const std::optional<QList<AtspiRef>> applications = client.children(AtspiRef::desktop());
-    if (!applications)
-        return std::nullopt;
-
     struct Candidate {
         AtspiRef window;
         QRect extents;
         bool active = false;
     };
     QList<Candidate> candidates;
-    for (const AtspiRef& application : *applications) {
-        const std::optional<uint> pid = client.processId(application.service);
-        if (!pid || *pid == m_context.ownPid || (topPid && *pid != *topPid))
-            continue;
-        const std::optional<QList<AtspiRef>> windows =
-            client.children(AtspiRef::applicationRoot(application.service));
-        if (!windows)
-            continue;
-        for (const AtspiRef& window : *windows) {
-            const quint64 states = client.states(window).value_or(0);
-            if (!has(states, ATSPI_STATE_SHOWING))
-                continue;
-            const std::optional<QRect> extents = client.extents(window);
-            if (!extents || !extents->contains(point))
-                continue;
-            candidates.append({window, *extents, has(states, ATSPI_STATE_ACTIVE)});
-        }
-    }
+    const bool listed = visitShowingWindows(
+        [&](std::optional<uint> pid) {
+            return pid && *pid != m_context.ownPid && (!topPid || *pid == *topPid);
+        },
+        [&](const AtspiRef& window, quint64 states, const QRect& extents) {
+            if (extents.contains(point))
+                candidates.append({window, extents, has(states, ATSPI_STATE_ACTIVE)});
+        });
+    if (!listed)
+        return std::nullopt;
     // A window on top whose process is unknown can only be one of the candidates if it holds it;
     // otherwise it belongs to something that is not accessible and covers them all.
     if (top && !topPid)

@@ -61,6 +61,11 @@ public:
 private:
     // The accessible window the compositor named, and where its coordinates start.
     std::optional<AtspiRef> clickedWindow() const;
+    // Each showing window of the applications whose process `wanted` takes, with its states and
+    // extents; false when the desktop's applications cannot be listed.
+    bool visitShowingWindows(
+        const std::function<bool(std::optional<uint> pid)>& wanted,
+        const std::function<void(const AtspiRef& window, quint64 states, const QRect& extents)>& visit) const;
     std::optional<QString> applicationName(uint pid) const;
     std::optional<QString> displayName(const X11Windows::Client& window) const;
     // The X window on top at a native point, asked once per request.
