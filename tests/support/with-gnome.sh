@@ -16,23 +16,8 @@ self="$here/$(basename "$0")"
 user=${TROVIX_TEST_USER:-trovixtest}
 
 if [ "$(id -u)" = 0 ]; then
-    id -u "$user" >/dev/null 2>&1 || useradd --create-home --shell /bin/bash "$user" || {
-        echo "with-gnome.sh: cannot create the test user $user" >&2
-        exit 1
-    }
-    for dir in "$(dirname "$(readlink -f "$(command -v "$1" || echo "$1")")")" "$here" "$PWD" \
-        "${TROVIX_BINARY_DIR:-/}"; do
-        while [ "$dir" != / ]; do
-            runuser -u "$user" -- test -x "$dir" || chmod o+x "$dir"
-            dir=$(dirname "$dir")
-        done
-    done
-    keep=(PATH="$PATH" LANG="${LANG:-C.UTF-8}")
-    while IFS='=' read -r name _; do
-        case "$name" in
-        ASAN_OPTIONS | LSAN_OPTIONS | UBSAN_OPTIONS | TROVIX_* | QT_* | TMPDIR) keep+=("$name=${!name}") ;;
-        esac
-    done < <(env)
+    . "$here/test-user.sh"
+    prepare_test_user with-gnome.sh "$1" "${TROVIX_BINARY_DIR:-/}"
     hide=true
     [ -d /run/systemd ] && hide='mount -t tmpfs tmpfs /run/systemd'
     # A PID namespace of its own too: when the session ends, whatever it started (services the bus

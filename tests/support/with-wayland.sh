@@ -14,23 +14,8 @@ self="$here/$(basename "$0")"
 user=${TROVIX_TEST_USER:-trovixtest}
 
 if [ "$(id -u)" = 0 ] && [ -z "${TROVIX_WESTON:-}" ]; then
-    id -u "$user" >/dev/null 2>&1 || useradd --create-home --shell /bin/bash "$user" || {
-        echo "with-wayland.sh: cannot create the test user $user" >&2
-        exit 1
-    }
-    # The user must reach the command, this script and the build tree; grant passage only (o+x).
-    for dir in "$(dirname "$(readlink -f "$(command -v "$1" || echo "$1")")")" "$here" "$PWD"; do
-        while [ "$dir" != / ]; do
-            runuser -u "$user" -- test -x "$dir" || chmod o+x "$dir"
-            dir=$(dirname "$dir")
-        done
-    done
-    keep=(PATH="$PATH" LANG="${LANG:-C.UTF-8}")
-    while IFS='=' read -r name _; do
-        case "$name" in
-        ASAN_OPTIONS | LSAN_OPTIONS | UBSAN_OPTIONS | TROVIX_* | QT_* | TMPDIR) keep+=("$name=${!name}") ;;
-        esac
-    done < <(env)
+    . "$here/test-user.sh"
+    prepare_test_user with-wayland.sh "$1"
     exec runuser -u "$user" -- env -i "${keep[@]}" "$self" "$@"
 fi
 
