@@ -7,6 +7,7 @@
 #include <QRect>
 #include <QString>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -65,6 +66,9 @@ struct PlatformClick {
     std::optional<PageClick> page;
     // The screen's picture, where the source takes it; otherwise the recorder grabs the screen.
     std::optional<ScreenPicture> screen = std::nullopt;
+    // When the press reached this process; zero when not known. Clicks can be held back before they
+    // are handed on (to match a browser's report), keys are not: this puts both back in order.
+    std::chrono::steady_clock::time_point made = {};
 };
 
 // Left clicks in other applications, wherever on the desktop they land.

@@ -286,6 +286,8 @@ void Recorder::key(const KeyStroke& stroke, const QVariant& focusedField) {
         return;
     const int typings = m_typing.typingNumber();
     keyEvents(m_typing.key(stroke, focusedField));
+    if (m_typing.typingNumber() != typings)
+        m_typingBegan = std::chrono::steady_clock::now();
     // Typing into a field the focus events have not named (it had the focus before the recording
     // began): the field is looked for at once, before focus can move on.
     if (m_typing.isTyping() && m_typing.typingNumber() != typings && !focusedField.isValid() &&
@@ -382,8 +384,11 @@ void Recorder::appendStep(const Step& step, bool keyboard, const std::optional<Q
 }
 
 void Recorder::click(const RecordedClick& click) {
-    // A click ends the typing before it, whose step comes first.
-    if (!click.describe)
+    // A click ends the typing before it, whose step comes first. A click that reaches us after the
+    // typing that followed it began (it was held back to be matched) leaves that typing alone.
+    const bool madeBeforeTyping = click.made != std::chrono::steady_clock::time_point() &&
+                                  m_typing.isTyping() && click.made < m_typingBegan;
+    if (!click.describe && !madeBeforeTyping)
         keyEvents(m_typing.end());
     QScreen* screen = nullptr;
     QRectF area = click.area;

@@ -46,6 +46,8 @@ struct RecordedClick {
     bool typing = false;
     // Made by stopping the recording (the typing it ended), so still appended after the stop.
     bool afterStop = false;
+    // When the press was made; zero when not known (see PlatformClick::made).
+    std::chrono::steady_clock::time_point made = {};
 };
 
 // Click recording: while it is on, every left click in another application becomes a step of the
@@ -165,6 +167,8 @@ private:
     bool m_recordsKeys = true;
     std::unique_ptr<QObject> m_keyMonitor;
     TypingTracker m_typing;
+    // When the typing under way began.
+    std::chrono::steady_clock::time_point m_typingBegan;
     // The search for the field of a typing that began where no focus was known.
     struct FocusSearch {
         int typing = 0;

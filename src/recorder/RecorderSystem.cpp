@@ -80,6 +80,7 @@ private:
 // coordinates and naming.
 RecordedClick recordedClick(const PlatformClick& click, const ScreenLayout& layout) {
     RecordedClick recorded{layout.toPoints(QPointF(click.nativePosition))};
+    recorded.made = click.made;
     if (click.window) {
         ClickedWindow window = *click.window;
         window.frame = layout.toPoints(QRectF(window.frame)).toAlignedRect();

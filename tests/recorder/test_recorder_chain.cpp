@@ -196,16 +196,23 @@ private Q_SLOTS:
         key(Qt::Key_R, {}, "email", Qt::ControlModifier | Qt::AltModifier);
         recorder.click(QPointF(300, 300));
         key(Qt::Key_S, {}, nullptr, Qt::ControlModifier);
+        // The click into the PIN field was held back and arrives after the first digit: it goes
+        // before the typing and does not cut it in two.
+        RecordedClick intoPin{QPointF(10, 50)};
+        intoPin.made = std::chrono::steady_clock::now();
         key(Qt::Key_1, "1", "pin");
-        QCOMPARE(h.captures.size(), 6u);
-        for (int i = 1; i < 6; ++i)
+        recorder.click(intoPin);
+        key(Qt::Key_2, "2", "pin");
+        QCOMPARE(h.captures.size(), 7u);
+        for (int i = 1; i < 7; ++i)
             Pending{h.captures.at(i), {}}.finishCapture(image);
         h.descriptions.at(1)({QStringLiteral("Click in Editor"), email});
         h.descriptions.at(2)({QStringLiteral("Click in Editor"), std::nullopt});
+        h.descriptions.at(3)({QStringLiteral("Click “PIN” in Editor"), pin});
         settle();
         recorder.stop();
-        QCOMPARE(h.captures.size(), 7u);
-        Pending{h.captures.at(6), {}}.finishCapture(image);
+        QCOMPARE(h.captures.size(), 8u);
+        Pending{h.captures.at(7), {}}.finishCapture(image);
         settle();
         QStringList titles;
         for (const Step& step : guide.steps())

@@ -50,8 +50,10 @@ public:
         });
     }
 
-    void desktopClick(const PlatformClick& click) {
+    void desktopClick(PlatformClick click) {
         const Clock::time_point now = Clock::now();
+        if (click.made == Clock::time_point())
+            click.made = now;
         // The same press, already reported by a browser.
         while (!m_unmatchedPresses.empty() && now - m_unmatchedPresses.front() > hold())
             m_unmatchedPresses.pop_front();
@@ -89,9 +91,12 @@ private:
     void pressed(quint64 press) {
         const Clock::time_point now = Clock::now();
         // A desktop click held in the last moment is this press seen from outside the browser.
+        PlatformClick click;
+        click.made = now;
         bool matched = false;
         for (auto it = m_queue.begin(); it != m_queue.end(); ++it) {
             if (it->kind == Entry::desktop && it->deadline - hold() >= now - hold()) {
+                click.made = it->click.made;
                 m_queue.erase(it);
                 matched = true;
                 break;
@@ -101,7 +106,7 @@ private:
             m_unmatchedPresses.push_back(now);
         m_queue.push_back({Entry::page,
                            press,
-                           {},
+                           click,
                            now + std::chrono::milliseconds(SessionClickMonitor::pictureWaitMs),
                            false});
         flush();
