@@ -1,5 +1,6 @@
 #include "platform/atspi/AtspiFocusWatcher.h"
 
+#include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
@@ -60,8 +61,40 @@ void AtspiFocusWatcher::stateChanged(const QDBusMessage& message) {
     const QList<QVariant> arguments = message.arguments();
     if (arguments.size() < 2 || arguments.at(0).toString() != QLatin1String("focused"))
         return;
-    const QStringList object{message.service(), message.path()};
-    if (arguments.at(1).toInt() == 1) {
+    const QString service = message.service();
+    m_waiting.append({{service, message.path()}, arguments.at(1).toInt() == 1});
+    if (!m_own.contains(service) && !m_asking.contains(service)) {
+        // The bus daemon says which process an application is; our own window is no field typed into.
+        m_asking.append(service);
+        QDBusMessage ask = QDBusMessage::createMethodCall(
+            QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+            QStringLiteral("org.freedesktop.DBus"), QStringLiteral("GetConnectionUnixProcessID"));
+        ask << service;
+        auto* call = new QDBusPendingCallWatcher(QDBusConnection(m_connectionName).asyncCall(ask), this);
+        connect(call, &QDBusPendingCallWatcher::finished, this, [this, call, service] {
+            call->deleteLater();
+            const QDBusPendingReply<uint> reply = *call;
+            m_asking.removeAll(service);
+            m_own.insert(service, reply.isValid() && qint64(reply.value()) == QCoreApplication::applicationPid());
+            handOn();
+        });
+    }
+    handOn();
+}
+
+void AtspiFocusWatcher::handOn() {
+    while (!m_waiting.isEmpty()) {
+        const auto own = m_own.constFind(m_waiting.constFirst().object.constFirst());
+        if (own == m_own.constEnd())
+            return;
+        const Event event = m_waiting.takeFirst();
+        if (!*own)
+            apply(event.object, event.focused);
+    }
+}
+
+void AtspiFocusWatcher::apply(const QStringList& object, bool focused) {
+    if (focused) {
         if (object == m_focused)
             return;
         m_focused = object;
