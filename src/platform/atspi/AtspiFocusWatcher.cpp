@@ -75,7 +75,8 @@ void AtspiFocusWatcher::stateChanged(const QDBusMessage& message) {
             call->deleteLater();
             const QDBusPendingReply<uint> reply = *call;
             m_asking.removeAll(service);
-            m_own.insert(service, reply.isValid() && qint64(reply.value()) == QCoreApplication::applicationPid());
+            m_own.insert(service,
+                         reply.isValid() && qint64(reply.value()) == QCoreApplication::applicationPid());
             handOn();
         });
     }

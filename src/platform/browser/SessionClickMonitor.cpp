@@ -104,11 +104,8 @@ private:
         }
         if (!matched)
             m_unmatchedPresses.push_back(now);
-        m_queue.push_back({Entry::page,
-                           press,
-                           click,
-                           now + std::chrono::milliseconds(SessionClickMonitor::pictureWaitMs),
-                           false});
+        m_queue.push_back({Entry::page, press, click,
+                           now + std::chrono::milliseconds(SessionClickMonitor::pictureWaitMs), false});
         flush();
     }
 
