@@ -7,9 +7,9 @@
 // the screenshot (the accessibility lookup still runs, so the figures are an upper bound). The
 // report then also says how many titles named the clicked control correctly.
 //
-// With --redact every step is searched for secrets (the whole screenshot read with Tesseract, every
-// kind switched on) before it joins the guide, as in the application: click to step then includes
-// that search.
+// With --redact every step is searched for secrets (the screenshot read with Tesseract where it
+// differs from the ones before, every kind switched on) before it joins the guide, as in the
+// application: click to step then includes that search.
 //
 // With --first-clicks N it measures instead the first click of N recordings, each started afresh,
 // with --entries M desktop entries of translated applications installed first: how long the
@@ -20,6 +20,7 @@
 #include "platform/ocr/TesseractRecognizer.h"
 #include "recorder/Recorder.h"
 #include "recorder/ScreenText.h"
+#include "redact/ReadingMemory.h"
 #include "redact/StepScreening.h"
 
 #include <QApplication>
@@ -278,14 +279,15 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "--redact: Tesseract or its English data is not installed\n");
             return 1;
         }
-        guide.setIntake(StepScreening::intake(
-            [reader](const QImage& prepared) {
-                QList<ReadWord> words;
-                for (const ScreenWord& w : reader->words(prepared, Clock::now() + std::chrono::seconds(60)))
-                    words.append({w.text, w.box});
-                return words;
-            },
-            [] { return RedactionOptions{}; }));
+        // As the application reads: only what changed since the screens before.
+        guide.setIntake(StepScreening::intake(ReadingMemory::remembering([reader](const QImage& prepared) {
+                                                  QList<ReadWord> words;
+                                                  for (const ScreenWord& w : reader->words(
+                                                           prepared, Clock::now() + std::chrono::seconds(60)))
+                                                      words.append({w.text, w.box});
+                                                  return words;
+                                              }),
+                                              [] { return RedactionOptions{}; }));
     }
     const int waitMs = redact ? 60000 : 3000;
     Recorder recorder(guide, services);

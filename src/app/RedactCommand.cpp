@@ -3,6 +3,7 @@
 #include "document/Guide.h"
 #include "platform/Dialogs.h"
 #include "platform/ocr/TesseractRecognizer.h"
+#include "redact/ReadingMemory.h"
 #include "redact/Redactor.h"
 #include "redact/StepScreening.h"
 
@@ -23,13 +24,13 @@ SecretDetector::Read RedactCommand::systemReader() {
         TesseractRecognizer::create(QLocale::system(), TesseractRecognizer::Layout::page);
     if (!reader)
         return {};
-    return [reader](const QImage& prepared) {
+    return ReadingMemory::remembering([reader](const QImage& prepared) {
         QList<ReadWord> words;
         const auto deadline = TextRecognizer::Clock::now() + std::chrono::seconds(60);
         for (const ScreenWord& word : reader->words(prepared, deadline))
             words.append(ReadWord{word.text, word.box});
         return words;
-    };
+    });
 }
 
 QString RedactCommand::kindName(SecretKind kind, int count) {

@@ -18,7 +18,8 @@ class RedactCommand : public QObject {
 public:
     explicit RedactCommand(QObject* parent = nullptr);
 
-    // Reads a prepared picture's words with the system's Tesseract; null where it is not installed.
+    // Reads a prepared picture's words with the system's Tesseract, only where it differs from the
+    // pictures read before; null where Tesseract is not installed.
     static SecretDetector::Read systemReader();
 
     // Searches the guide's steps and reports the outcome in an alert over `window`.

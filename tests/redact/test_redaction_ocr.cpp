@@ -5,6 +5,7 @@
 #include "document/GuideStore.h"
 #include "export/Exporter.h"
 #include "platform/ocr/TesseractRecognizer.h"
+#include "redact/ReadingMemory.h"
 #include "redact/Redactor.h"
 #include "redact/StepScreening.h"
 #include "support/SecretScreens.h"
@@ -172,6 +173,31 @@ private Q_SLOTS:
                         QVERIFY2(readablePart(item.text, read).isEmpty(),
                                  qPrintable(QString("%1 readable in %2: %3").arg(item.text, picture, read)));
         }
+    }
+
+    // A screen that differs from the one before in one value is read again only around that value;
+    // the secret that appeared there is found, and those read before are still covered.
+    void aScreenThatMostlyRepeats_isReadOnlyWhereItChanged() {
+        QList<std::pair<QString, ScreenItem>> before = everyKind();
+        before[0].second = {std::nullopt, "not set", {}};
+        const SecretScreen after = drawScreen(everyKind(), 13, false);
+        qint64 pixelsRead = 0;
+        const SecretDetector::Read read = ReadingMemory::remembering([&](const QImage& part) {
+            pixelsRead += qint64(part.width()) * part.height();
+            return m_read(part);
+        });
+        const qsizetype foundBefore =
+            SecretDetector::detect(drawScreen(before, 13, false).image, 1, read, m_options).size();
+        const qint64 firstReading = pixelsRead;
+        const QList<Redaction> found = SecretDetector::detect(after.image, 1, read, m_options);
+        QVERIFY2(pixelsRead - firstReading < firstReading / 5,
+                 qPrintable(QString("%1 of %2").arg(pixelsRead - firstReading).arg(firstReading)));
+        QCOMPARE(found.size(), foundBefore + 1);
+        const QRect email = after.items.first().box;
+        QVERIFY(std::any_of(found.cbegin(), found.cend(), [&](const Redaction& region) {
+            return region.kind == SecretKind::email &&
+                   region.rect.contains(QRectF(email.adjusted(1, 2, -1, -2)));
+        }));
     }
 };
 
