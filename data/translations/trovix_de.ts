@@ -28,8 +28,8 @@
         <translation>Die Arbeitsumgebung hat Trovix kein Bildschirmfoto aufnehmen lassen.</translation>
     </message>
     <message>
-        <source>Typing and keys are recorded in an X11 (Xorg) session only: this desktop lets no application see the keys pressed in other windows.</source>
-        <translation>Tippen und Tasten werden nur in einer X11-Sitzung (Xorg) aufgenommen: Dieser Desktop lässt keine Anwendung die in anderen Fenstern gedrückten Tasten sehen.</translation>
+        <source>Typing and keys are recorded in an X11 (Xorg) session, and under GNOME with Trovix’s Shell extension switched on: this desktop lets no application see the keys pressed in other windows.</source>
+        <translation>Tippen und Tasten werden in einer X11-Sitzung (Xorg) aufgenommen und unter GNOME, wenn die Shell-Erweiterung von Trovix eingeschaltet ist: Dieser Desktop lässt keine Anwendung die in anderen Fenstern gedrückten Tasten sehen.</translation>
     </message>
 </context>
 <context>

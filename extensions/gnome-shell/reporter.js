@@ -1,5 +1,5 @@
-// Reports left-button presses over other applications' windows to the Trovix process that asked for
-// them, and to nobody else, while a recording runs. The same body serves both extension formats: the
+// Reports left-button presses over other applications' windows, and the keys typed into them, to the
+// Trovix process that asked for them, and to nobody else, while a recording runs. The same body serves both extension formats: the
 // build puts the matching header (imports.* or ES modules) before it and the matching footer after.
 
 const BUS_NAME = 'io.github.trovix.Trovix';
@@ -18,9 +18,15 @@ const INTERFACE_XML = `
       <arg name="time" type="u"/>
       <arg name="window" type="a{sv}"/>
     </signal>
+    <signal name="Key">
+      <arg name="keysym" type="u"/>
+      <arg name="modifiers" type="u"/>
+      <arg name="text" type="s"/>
+      <arg name="window" type="a{sv}"/>
+    </signal>
   </interface>
 </node>`;
-const PROTOCOL_VERSION = 1;
+const PROTOCOL_VERSION = 2;
 const BUTTON_LEFT = 1;
 
 function rectangle(rect) {
@@ -152,8 +158,13 @@ class ClickReporter {
         if (!this._recorder)
             return;
         const event = Clutter.get_current_event();
-        if (!event || event.type() !== Clutter.EventType.BUTTON_PRESS ||
-            event.get_button() !== BUTTON_LEFT)
+        if (!event)
+            return;
+        if (event.type() === Clutter.EventType.KEY_PRESS) {
+            this._keyPressed(window, event);
+            return;
+        }
+        if (event.type() !== Clutter.EventType.BUTTON_PRESS || event.get_button() !== BUTTON_LEFT)
             return;
         const [x, y] = event.get_coords();
         const time = event.get_time();
@@ -162,12 +173,34 @@ class ClickReporter {
         if (press === this._lastPress)
             return;
         this._lastPress = press;
+        const description = this._describe(window);
+        if (description)
+            this._emit('Click', new GLib.Variant('(iiua{sv})', [Math.floor(x), Math.floor(y), time, description]));
+    }
+
+    // Mutter moves the focused window's user time on every key pressed into it, too.
+    _keyPressed(window, event) {
+        const key = `key:${event.get_time()}:${event.get_key_code()}`;
+        if (key === this._lastPress)
+            return;
+        this._lastPress = key;
+        const description = this._describe(window);
+        if (!description)
+            return;
+        const unicode = event.get_key_unicode();
+        const text = typeof unicode === 'string' && unicode !== '\0' ? unicode : '';
+        this._emit('Key', new GLib.Variant('(uusa{sv})',
+            [event.get_key_symbol(), event.get_state(), text, description]));
+    }
+
+    // The window's application and place, or null for Trovix's own windows.
+    _describe(window) {
         // A popup menu belongs to the window it opened from.
         let owner = window;
         while (owner.get_transient_for())
             owner = owner.get_transient_for();
         if (owner.get_pid() === this._recorder.pid || window.get_pid() === this._recorder.pid)
-            return;
+            return null;
         const description = {
             appId: new GLib.Variant('s', owner.get_gtk_application_id() || owner.get_sandboxed_app_id() || ''),
             wmClass: new GLib.Variant('s', owner.get_wm_class() || ''),
@@ -182,8 +215,11 @@ class ClickReporter {
         const app = tracker.get_window_app(owner);
         if (app && app.get_id())
             description.appId = new GLib.Variant('s', app.get_id().replace(/\.desktop$/, ''));
-        // To the recorder alone: a signal with a destination is never broadcast.
-        Gio.DBus.session.emit_signal(this._recorder.name, OBJECT_PATH, INTERFACE_NAME, 'Click',
-            new GLib.Variant('(iiua{sv})', [Math.floor(x), Math.floor(y), time, description]));
+        return description;
+    }
+
+    // To the recorder alone: a signal with a destination is never broadcast.
+    _emit(signal, parameters) {
+        Gio.DBus.session.emit_signal(this._recorder.name, OBJECT_PATH, INTERFACE_NAME, signal, parameters);
     }
 }

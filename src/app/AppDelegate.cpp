@@ -162,8 +162,9 @@ bool AppDelegate::recordsTyping() {
 QString AppDelegate::typingUnavailableReason() {
     if (Platform::current().keyMonitor().isAvailable())
         return {};
-    return tr("Typing and keys are recorded in an X11 (Xorg) session only: this desktop lets no "
-              "application see the keys pressed in other windows.");
+    return tr(
+        "Typing and keys are recorded in an X11 (Xorg) session, and under GNOME with Trovix’s Shell "
+        "extension switched on: this desktop lets no application see the keys pressed in other windows.");
 }
 
 void AppDelegate::setRecordsTyping(bool on) {

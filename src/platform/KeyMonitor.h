@@ -1,11 +1,14 @@
 #pragma once
 
+#include "platform/ClickMonitor.h"
+
 #include <QObject>
 #include <QString>
 #include <Qt>
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace trovix {
 
@@ -17,6 +20,9 @@ struct KeyStroke {
     int key = 0;
     Qt::KeyboardModifiers modifiers = Qt::NoModifier;
     QString text;
+    // The window with the keyboard, where the source knows it (native pixels): on Wayland, where
+    // the accessibility bus counts a field's place from its window.
+    std::optional<ClickedWindow> window = std::nullopt;
 };
 
 // The keys pressed in other applications' windows, where the session lets an application see them.

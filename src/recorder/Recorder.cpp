@@ -329,9 +329,10 @@ void Recorder::keyEvents(const QList<TypingTracker::Event>& events, bool afterSt
                 auto go = [read, event, receiver, done](const QVariant& field) {
                     if (!receiver)
                         return;
-                    read(field, receiver, [event, done](const std::optional<TypedField>& typed) {
-                        done(TypingTracker::typingTarget(event, typed));
-                    });
+                    read(field, event.window, receiver,
+                         [event, done](const std::optional<TypedField>& typed) {
+                             done(TypingTracker::typingTarget(event, typed));
+                         });
                 };
                 if (search && !search->answered)
                     search->then = [go, weak = std::weak_ptr(search)] {

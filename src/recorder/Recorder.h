@@ -92,10 +92,11 @@ public:
         // application and recorder.focusChanged() when the keyboard focus moves; null when keys
         // cannot be seen (recording then records clicks alone).
         std::function<std::unique_ptr<QObject>(Recorder& recorder)> installKeyMonitor;
-        // Reads the field a typing source named (its token), at the end of the typing; done is called
-        // once on the main thread, with nothing when the field cannot be read, unless context is gone.
-        std::function<void(const QVariant& field, QObject* context,
-                           std::function<void(const std::optional<TypedField>&)> done)>
+        // Reads the field a typing source named (its token), in the window that had the keyboard
+        // where the source knows it, at the end of the typing; done is called once on the main
+        // thread, with nothing when the field cannot be read, unless context is gone.
+        std::function<void(const QVariant& field, const std::optional<ClickedWindow>& window,
+                           QObject* context, std::function<void(const std::optional<TypedField>&)> done)>
             readField;
         // Names the application that has the keyboard, for a key step; done as above.
         std::function<void(QObject* context, std::function<void(const std::optional<QString>&)> done)>

@@ -208,7 +208,8 @@ Recorder::Services Recorder::systemServices(int budgetMs) {
             });
     };
     services.installKeyMonitor = installKeyMonitor;
-    services.readField = [budgetMs](const QVariant& field, QObject* context,
+    services.readField = [budgetMs](const QVariant& field, const std::optional<ClickedWindow>& window,
+                                    QObject* context,
                                     std::function<void(const std::optional<TypedField>&)> done) {
         const QStringList ref = field.toStringList();
         QPointer<QObject> receiver(context);
@@ -226,7 +227,7 @@ Recorder::Services Recorder::systemServices(int budgetMs) {
                 }
                 deliver(receiver, done, typed);
             },
-            ScreenLayout::current(), Clock::now() + std::chrono::milliseconds(budgetMs));
+            ScreenLayout::current(), Clock::now() + std::chrono::milliseconds(budgetMs), window);
     };
     services.findFocus = [budgetMs](QObject* context, std::function<void(const QVariant&)> done) {
         QPointer<QObject> receiver(context);

@@ -74,9 +74,10 @@ QList<TypingTracker::Event> TypingTracker::finish() {
     if (!m_typing)
         return {};
     m_typing = false;
-    Event typed{Event::Kind::typed, m_typed, m_field, m_number};
+    Event typed{Event::Kind::typed, m_typed, m_field, m_number, m_window};
     m_typed.clear();
     m_field = QVariant();
+    m_window.reset();
     return {typed};
 }
 
@@ -142,6 +143,8 @@ QList<TypingTracker::Event> TypingTracker::key(const KeyStroke& stroke, const QV
         ++m_number;
         m_field = focusedField;
     }
+    if (stroke.window)
+        m_window = stroke.window;
     // The keys stand in only for a field that cannot be read; a whole afternoon of typing into one
     // is kept up to a point, not without end.
     if (m_typed.size() < typedLimit)

@@ -46,6 +46,8 @@ public:
         QVariant field;
         // typed: which typing it was (see typingNumber()).
         int number = 0;
+        // typed: the window with the keyboard, where the source knows it.
+        std::optional<ClickedWindow> window = std::nullopt;
     };
 
     QList<Event> key(const KeyStroke& stroke, const QVariant& focusedField);
@@ -85,6 +87,7 @@ private:
     int m_number = 0;
     QString m_typed;
     QVariant m_field;
+    std::optional<ClickedWindow> m_window;
 };
 
 } // namespace trovix

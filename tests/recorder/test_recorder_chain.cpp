@@ -170,7 +170,7 @@ private Q_SLOTS:
         Harness h;
         const QRectF email(0, 0, 100, 30), pin(0, 40, 100, 30);
         h.services.installKeyMonitor = [](Recorder&) { return std::make_unique<QObject>(); };
-        h.services.readField = [&](const QVariant& field, QObject*, auto done) {
+        h.services.readField = [&](const QVariant& field, const auto&, QObject*, auto done) {
             const bool secret = field.toString() == QLatin1String("pin");
             done(TypedField{secret ? std::nullopt : std::optional<QString>(QStringLiteral("al")),
                             secret ? QStringLiteral("PIN") : QStringLiteral("Email"), secret ? pin : email,

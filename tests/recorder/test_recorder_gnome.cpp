@@ -203,6 +203,27 @@ private Q_SLOTS:
         QCOMPARE(step.annotations.constFirst().p1, QPointF(m_clicks.last().nativePosition));
     }
 
+    // Keys typed into a GTK entry come through the extension: the click into the entry gives way to
+    // one typing step, titled with the entry's text and framed around it on the desktop.
+    void typingIntoAnEntry_becomesOneStepFramingIt() {
+        QVERIFY(Platform::current().keyMonitor().isAvailable());
+        const auto entry = m_factory.find(QStringLiteral("text"), QStringLiteral("entry"), 1);
+        QVERIFY(entry);
+        const QRect box = entry->extents.translated(m_clicks.first().window->buffer.topLeft());
+        const qsizetype before = m_guide.steps().size();
+        input(clickAt(centre(box)));
+        QTRY_COMPARE_WITH_TIMEOUT(m_guide.steps().size(), before + 1, 15000);
+        input("key 5a\nkey 71\nkey 38\nkey ff09\n"); // Z q 8, then Tab
+        QTRY_VERIFY_WITH_TIMEOUT(m_guide.steps().last().title.startsWith(QStringLiteral("Type “")), 15000);
+        QCOMPARE(m_guide.steps().size(), before + 1);
+        const Step& step = m_guide.steps().last();
+        QVERIFY2(step.title.startsWith(QStringLiteral("Type “")) &&
+                     step.title.contains(QStringLiteral("Zq8")) &&
+                     step.title.endsWith(QStringLiteral("”") + factoryApp),
+                 qPrintable(step.title));
+        QVERIFY2(near(markFrame(step), box), qPrintable(step.title));
+    }
+
     void clickInXwaylandWindow_isTitledAndFramedOnTheDesktop() {
         // An X11 application under the Shell's Xwayland: its click is reported, titled and marked.
         qputenv("GDK_BACKEND", "x11");

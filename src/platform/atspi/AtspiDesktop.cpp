@@ -250,7 +250,11 @@ ElementRef AtspiDesktop::elementAt(QPointF point) const {
 ElementRef AtspiDesktop::element(const AtspiRef& ref) const {
     if (ref.isNull())
         return nullptr;
-    return std::make_shared<AtspiElement>(m_context.client, &m_layout, ref, QPoint());
+    // Inside a window the compositor named, places count from that window (Wayland).
+    m_origin = {};
+    if (m_context.clicked)
+        clickedWindow();
+    return std::make_shared<AtspiElement>(m_context.client, &m_layout, ref, m_origin);
 }
 
 std::optional<AtspiRef> AtspiDesktop::focused() const {

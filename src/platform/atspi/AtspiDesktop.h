@@ -43,7 +43,8 @@ public:
     // part is walked, a few hundred objects at most and never past the request's deadline.
     QList<QRectF> passwordFields(QPointF point) const override;
 
-    // An object the caller already knows, such as the focused one (X11: desktop coordinates).
+    // An object the caller already knows, such as the focused one: in desktop coordinates, counted
+    // from the window the compositor named where there is one (Wayland).
     ElementRef element(const AtspiRef& ref) const;
     // The object with the keyboard focus in the active window's application.
     std::optional<AtspiRef> focused() const;

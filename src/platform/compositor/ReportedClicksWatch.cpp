@@ -75,17 +75,21 @@ void ReportedClicksWatch::clicked(int x, int y, uint time, const QVariantMap& wi
         return;
     PlatformClick click;
     click.nativePosition = QPoint(x, y);
-    ClickedWindow clicked;
-    clicked.appId = window.value(QStringLiteral("appId")).toString();
-    clicked.wmClass = window.value(QStringLiteral("wmClass")).toString();
-    clicked.title = window.value(QStringLiteral("title")).toString();
-    clicked.pid = window.value(QStringLiteral("pid")).toLongLong();
-    clicked.frame = rectangle(window.value(QStringLiteral("frame")));
-    clicked.buffer = rectangle(window.value(QStringLiteral("buffer")));
-    clicked.popup = window.value(QStringLiteral("popup")).toBool();
-    click.window = clicked;
+    click.window = ReportedClicksWatch::window(window);
     complete(click, time);
     m_handler(click);
+}
+
+ClickedWindow ReportedClicksWatch::window(const QVariantMap& description) {
+    ClickedWindow window;
+    window.appId = description.value(QStringLiteral("appId")).toString();
+    window.wmClass = description.value(QStringLiteral("wmClass")).toString();
+    window.title = description.value(QStringLiteral("title")).toString();
+    window.pid = description.value(QStringLiteral("pid")).toLongLong();
+    window.frame = rectangle(description.value(QStringLiteral("frame")));
+    window.buffer = rectangle(description.value(QStringLiteral("buffer")));
+    window.popup = description.value(QStringLiteral("popup")).toBool();
+    return window;
 }
 
 void ReportedClicksWatch::ping() {

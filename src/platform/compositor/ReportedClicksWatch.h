@@ -28,6 +28,9 @@ public:
     // False with the reason in `error` when the plugin does not start reporting.
     bool start(QString* error);
 
+    // A window as the plugins describe it (a{sv}: appId, wmClass, title, pid, frame, buffer, popup).
+    static ClickedWindow window(const QVariantMap& description);
+
 protected:
     virtual QString nameTaken(const QString& name) const = 0;
     virtual QString notStarted(const QString& why) const = 0;

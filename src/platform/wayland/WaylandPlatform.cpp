@@ -1,5 +1,6 @@
 #include "platform/wayland/WaylandPlatform.h"
 
+#include "platform/compositor/ReportedKeys.h"
 #include "platform/gnome/GnomeShellClicks.h"
 #include "platform/gnome/ShellExtension.h"
 #include "platform/kde/KWinClicks.h"
@@ -28,6 +29,14 @@ std::unique_ptr<ClickMonitor> sessionClickMonitor(const QDBusConnection& bus) {
     return std::make_unique<WaylandClickMonitor>();
 }
 
+std::unique_ptr<KeyMonitor> sessionKeyMonitor(const QDBusConnection& bus) {
+    if (!ShellExtension::isShellRunning(bus))
+        return nullptr;
+    return std::make_unique<ReportedKeys>(bus, QString::fromLatin1(ShellExtension::shellService), [bus] {
+        return ShellExtension::reason(ShellExtension::state(bus)).isEmpty();
+    });
+}
+
 } // namespace
 
 std::unique_ptr<WaylandPlatform> WaylandPlatform::create() {
@@ -42,7 +51,8 @@ WaylandPlatform::WaylandPlatform()
                     ? std::make_unique<KWinScreenGrabber>(QDBusConnection::sessionBus(), m_interfaces)
                     : std::make_unique<PortalScreenGrabber>(QDBusConnection::sessionBus(), m_interfaces))
     , m_keys(std::make_unique<PortalGlobalKeys>(QDBusConnection::sessionBus(), m_interfaces))
-    , m_clicks(sessionClickMonitor(QDBusConnection::sessionBus())) {}
+    , m_clicks(sessionClickMonitor(QDBusConnection::sessionBus()))
+    , m_typing(sessionKeyMonitor(QDBusConnection::sessionBus())) {}
 
 WaylandPlatform::~WaylandPlatform() = default;
 
@@ -56,6 +66,10 @@ GlobalKeys& WaylandPlatform::globalKeys() {
 
 ClickMonitor& WaylandPlatform::clickMonitor() {
     return *m_clicks;
+}
+
+KeyMonitor& WaylandPlatform::keyMonitor() {
+    return m_typing ? *m_typing : KeyMonitor::none();
 }
 
 } // namespace trovix

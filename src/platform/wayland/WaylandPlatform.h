@@ -14,7 +14,7 @@ class PortalGlobalKeys;
 // screenshot portal for captures and, where the desktop offers it, the global shortcuts portal. Clicks
 // in other applications come from Trovix's own extension under GNOME Shell (GnomeShellClicks) or its
 // own effect under KWin (KWinClicks, with pictures straight from KWin), and are out of reach elsewhere
-// (WaylandClickMonitor says why).
+// (WaylandClickMonitor says why). The GNOME extension also reports the keys typed (ReportedKeys).
 // Works whether Qt itself runs on Wayland or on Xwayland.
 class WaylandPlatform : public Platform {
 public:
@@ -28,6 +28,7 @@ public:
     ScreenGrabber& screenGrabber() override;
     GlobalKeys& globalKeys() override;
     ClickMonitor& clickMonitor() override;
+    KeyMonitor& keyMonitor() override;
 
 private:
     WaylandPlatform();
@@ -36,6 +37,8 @@ private:
     std::unique_ptr<PortalScreenGrabber> m_grabber;
     std::unique_ptr<PortalGlobalKeys> m_keys;
     std::unique_ptr<ClickMonitor> m_clicks;
+    // Where the desktop's plugin reports keys (GNOME Shell); none elsewhere.
+    std::unique_ptr<KeyMonitor> m_typing;
 };
 
 } // namespace trovix

@@ -28,10 +28,6 @@ public:
     bool isActive() const { return m_input.isListening(); }
     QString error() const { return m_error; }
 
-    // The Qt key of an X keysym (letters as their upper case), 0 for modifier keys and keysyms
-    // that name no key Qt knows.
-    static int qtKey(std::uint32_t keysym);
-
 Q_SIGNALS:
     // Delivered on the main thread, in the order pressed.
     void keyPressed(const trovix::KeyStroke& stroke);
