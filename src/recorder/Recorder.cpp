@@ -343,13 +343,13 @@ void Recorder::keyEvents(const QList<TypingTracker::Event>& events, bool afterSt
                     go(search ? search->field : event.field);
             };
         } else {
-            step.describe = [name = m_services.activeApplication, keys = event.text](QObject* context,
-                                                                                     auto done) {
+            step.describe = [name = m_services.activeApplication, keys = event.text,
+                             window = event.window](QObject* context, auto done) {
                 if (!name) {
                     done(TypingTracker::keysTarget(keys, std::nullopt));
                     return;
                 }
-                name(context, [keys, done](const std::optional<QString>& application) {
+                name(window, context, [keys, done](const std::optional<QString>& application) {
                     done(TypingTracker::keysTarget(keys, application));
                 });
             };

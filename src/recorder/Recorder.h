@@ -98,8 +98,10 @@ public:
         std::function<void(const QVariant& field, const std::optional<ClickedWindow>& window,
                            QObject* context, std::function<void(const std::optional<TypedField>&)> done)>
             readField;
-        // Names the application that has the keyboard, for a key step; done as above.
-        std::function<void(QObject* context, std::function<void(const std::optional<QString>&)> done)>
+        // Names the application that has the keyboard (that of the window, where the source knows
+        // it), for a key step; done as above.
+        std::function<void(const std::optional<ClickedWindow>& window, QObject* context,
+                           std::function<void(const std::optional<QString>&)> done)>
             activeApplication;
         // Finds the field that has the focus, for typing that began where the key monitor knew
         // none; done as above, with an invalid token when none is found.

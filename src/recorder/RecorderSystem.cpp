@@ -240,14 +240,14 @@ Recorder::Services Recorder::systemServices(int budgetMs) {
             },
             ScreenLayout::current(), Clock::now() + std::chrono::milliseconds(budgetMs));
     };
-    services.activeApplication = [budgetMs](QObject* context,
+    services.activeApplication = [budgetMs](const std::optional<ClickedWindow>& window, QObject* context,
                                             std::function<void(const std::optional<QString>&)> done) {
         QPointer<QObject> receiver(context);
         AtspiService::instance().run(
             [receiver, done = std::move(done)](const AccessibleDesktop& desktop) {
                 deliver(receiver, done, desktop.frontmostApplicationName(nowhere));
             },
-            ScreenLayout::current(), Clock::now() + std::chrono::milliseconds(budgetMs));
+            ScreenLayout::current(), Clock::now() + std::chrono::milliseconds(budgetMs), window);
     };
     // The global keys this application binds for itself.
     services.ownKeys = {QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_S),

@@ -96,7 +96,7 @@ QList<TypingTracker::Event> TypingTracker::key(const KeyStroke& stroke, const QV
         if (!stroke.key)
             return {};
         QList<Event> events = finish();
-        events.append({Event::Kind::keys, keyName(stroke), {}});
+        events.append({Event::Kind::keys, keyName(stroke), {}, 0, stroke.window});
         return events;
     }
     switch (stroke.key) {
@@ -104,7 +104,7 @@ QList<TypingTracker::Event> TypingTracker::key(const KeyStroke& stroke, const QV
     case Qt::Key_Return:
         if (m_typing)
             return finish();
-        return {{Event::Kind::keys, keyName(stroke), {}}};
+        return {{Event::Kind::keys, keyName(stroke), {}, 0, stroke.window}};
     case Qt::Key_Tab:
     case Qt::Key_Backtab:
         return finish();
@@ -115,7 +115,7 @@ QList<TypingTracker::Event> TypingTracker::key(const KeyStroke& stroke, const QV
             return {};
         {
             QList<Event> events = finish();
-            events.append({Event::Kind::keys, keyName(stroke), {}});
+            events.append({Event::Kind::keys, keyName(stroke), {}, 0, stroke.window});
             return events;
         }
     case Qt::Key_Backspace:
@@ -130,7 +130,7 @@ QList<TypingTracker::Event> TypingTracker::key(const KeyStroke& stroke, const QV
     }
     if (stroke.key >= Qt::Key_F1 && stroke.key <= Qt::Key_F35) {
         QList<Event> events = finish();
-        events.append({Event::Kind::keys, keyName(stroke), {}});
+        events.append({Event::Kind::keys, keyName(stroke), {}, 0, stroke.window});
         return events;
     }
     if (stroke.text.isEmpty())

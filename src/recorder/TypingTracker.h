@@ -46,7 +46,7 @@ public:
         QVariant field;
         // typed: which typing it was (see typingNumber()).
         int number = 0;
-        // typed: the window with the keyboard, where the source knows it.
+        // The window with the keyboard, where the source knows it.
         std::optional<ClickedWindow> window = std::nullopt;
     };
 

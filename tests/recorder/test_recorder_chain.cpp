@@ -176,7 +176,9 @@ private Q_SLOTS:
                             secret ? QStringLiteral("PIN") : QStringLiteral("Email"), secret ? pin : email,
                             secret, QStringLiteral("Editor")});
         };
-        h.services.activeApplication = [](QObject*, auto done) { done(QStringLiteral("Editor")); };
+        h.services.activeApplication = [](const auto&, QObject*, auto done) {
+            done(QStringLiteral("Editor"));
+        };
         h.services.ownKeys = {QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_R)};
         Recorder recorder(guide, h.services);
         recorder.start();

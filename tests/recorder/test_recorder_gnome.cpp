@@ -222,6 +222,11 @@ private Q_SLOTS:
                      step.title.endsWith(QStringLiteral("”") + factoryApp),
                  qPrintable(step.title));
         QVERIFY2(near(markFrame(step), box), qPrintable(step.title));
+
+        // A key combination names the window's application.
+        input("key ffe3+61\n"); // Ctrl+A
+        QTRY_COMPARE_WITH_TIMEOUT(m_guide.steps().size(), before + 2, 15000);
+        QCOMPARE(m_guide.steps().last().title, QStringLiteral("Press Ctrl+A") + factoryApp);
     }
 
     void clickInXwaylandWindow_isTitledAndFramedOnTheDesktop() {

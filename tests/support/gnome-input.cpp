@@ -3,7 +3,8 @@
 // input, like virtual-pointer.cpp:
 //     move X Y [WIDTH HEIGHT]   the pointer to X, Y of the desktop (the size is ignored)
 //     press | release           the left button
-//     key KEYSYM                presses and releases a key (an X keysym, in hex: ff1b is Escape)
+//     key KEYSYM[+KEYSYM…]      presses the keys in turn and releases them in reverse (X keysyms in
+//                               hex: ff1b is Escape, ffe3+61 is Ctrl+A)
 //     wait MS                   lets the Shell take the input so far before the next line
 // Writes "ready" to standard output once input can be sent.
 #include <QCoreApplication>
@@ -103,9 +104,11 @@ int main(int argc, char** argv) {
             else if (words[0] == QLatin1String("wait") && words.size() == 2)
                 QThread::msleep(words[1].toULong());
             else if (words[0] == QLatin1String("key") && words.size() == 2) {
-                const uint keysym = words[1].toUInt(nullptr, 16);
-                call(QStringLiteral("NotifyKeyboardKeysym"), {keysym, true});
-                call(QStringLiteral("NotifyKeyboardKeysym"), {keysym, false});
+                const QStringList keys = words[1].split(QLatin1Char('+'));
+                for (const QString& key : keys)
+                    call(QStringLiteral("NotifyKeyboardKeysym"), {key.toUInt(nullptr, 16), true});
+                for (auto key = keys.crbegin(); key != keys.crend(); ++key)
+                    call(QStringLiteral("NotifyKeyboardKeysym"), {key->toUInt(nullptr, 16), false});
             }
         }
     });
