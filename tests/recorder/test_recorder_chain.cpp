@@ -2,10 +2,12 @@
 #include "recorder/ClickMark.h"
 #include "recorder/Recorder.h"
 #include "recorder/ScreenLayout.h"
+#include "redact/RedactionOptions.h"
 
 #include <QGuiApplication>
 #include <QPromise>
 #include <QScreen>
+#include <QSettings>
 #include <QTest>
 
 using namespace trovix;
@@ -224,6 +226,30 @@ private Q_SLOTS:
         QCOMPARE(guide.steps().last().redactions.size(), 1);
         QCOMPARE(guide.steps().last().redactions.first().rect, pin);
         QCOMPARE(guide.steps().at(2).annotations.size(), 0);
+    }
+
+    // The password fields a click's description names are covered on its step while "Password
+    // fields" is on, and left as they are once the user switches it off.
+    void passwordFields_followTheirSwitch() {
+        for (const bool on : {true, false}) {
+            RedactionOptions options;
+            options.set(SecretKind::password, on);
+            QSettings settings;
+            options.save(settings);
+            settings.sync();
+            Guide guide;
+            Harness h;
+            Recorder recorder(guide, h.services);
+            recorder.start();
+            recorder.click(QPointF(10, 10));
+            h.take(0).finishCapture(screenImage(QGuiApplication::screens().at(0)));
+            ClickTarget target{QStringLiteral("Click in Editor"), std::nullopt};
+            target.passwordFields = {QRectF(0, 40, 100, 30)};
+            h.take(0).described(target);
+            QTRY_COMPARE(guide.steps().size(), 1);
+            QCOMPARE(guide.steps().first().redactions.size(), on ? 1 : 0);
+        }
+        QSettings().clear();
     }
 
     void marks_removeTheClickedScreensOffset() {
