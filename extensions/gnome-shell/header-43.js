@@ -1,3 +1,3 @@
 /* exported init */
-const {Clutter, Gio, GLib, Shell} = imports.gi;
+const {Clutter, Gio, GLib, Meta, Shell} = imports.gi;
 

@@ -210,6 +210,8 @@ class ClickReporter {
             buffer: rectangle(owner.get_buffer_rect()),
             // A press in a popup menu: the menu is gone once the click has had its effect.
             popup: new GLib.Variant('b', owner !== window),
+            // An X11 client under Xwayland tells the accessibility bus desktop places, not window ones.
+            x11: new GLib.Variant('b', owner.get_client_type() === Meta.WindowClientType.X11),
         };
         const tracker = Shell.WindowTracker.get_default();
         const app = tracker.get_window_app(owner);

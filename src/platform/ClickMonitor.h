@@ -28,6 +28,8 @@ struct ClickedWindow {
     QRect buffer;
     // The press was in a popup menu of this window (whose items tell no position of their own).
     bool popup = false;
+    // An X11 client (under Xwayland): its accessibility extents count from the desktop.
+    bool x11 = false;
 };
 
 // A click in a web page as a browser reports it: the page's own picture and its own naming of the

@@ -244,7 +244,9 @@ private Q_SLOTS:
         QCOMPARE(m_clicks.last().window->pid, x11.pid());
         const Step& step = m_guide.steps().last();
         QVERIFY2(step.title.startsWith(QStringLiteral("Click “togglebutton”")), qPrintable(step.title));
-        QVERIFY(markFrame(step).contains(m_clicks.last().nativePosition));
+        // Xwayland's clients tell the accessibility bus places on the desktop.
+        QVERIFY(m_clicks.last().window->x11);
+        QVERIFY2(near(markFrame(step), toggle->extents), qPrintable(step.title));
     }
 
     void otherProcesses_cannotStartTheExtension() {

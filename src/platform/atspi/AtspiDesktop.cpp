@@ -119,6 +119,8 @@ AtspiDesktop::AtspiDesktop(Context context, ScreenLayout layout)
     , m_layout(std::move(layout)) {}
 
 QPoint AtspiDesktop::windowOrigin(const ClickedWindow& window, const QRect& reported) {
+    if (window.x11)
+        return {};
     const QRect& buffer = window.buffer;
     if (reported.topLeft() != QPoint(0, 0) && buffer.contains(reported))
         return {};

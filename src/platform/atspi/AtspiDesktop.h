@@ -56,7 +56,8 @@ public:
     // reports for itself. Wayland clients count from their window: GTK from its surface (shadow
     // included), Qt from its content below the title bar it draws. Both leave equal margins left,
     // right and below their content, so the content sits centred across the buffer and on its
-    // bottom edge. Xwayland clients report desktop coordinates already.
+    // bottom edge. Xwayland clients report desktop coordinates already (the compositor says which
+    // clients are X11 ones).
     static QPoint windowOrigin(const ClickedWindow& window, const QRect& reported);
 
 private:

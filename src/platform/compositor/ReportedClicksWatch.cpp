@@ -89,6 +89,7 @@ ClickedWindow ReportedClicksWatch::window(const QVariantMap& description) {
     window.frame = rectangle(description.value(QStringLiteral("frame")));
     window.buffer = rectangle(description.value(QStringLiteral("buffer")));
     window.popup = description.value(QStringLiteral("popup")).toBool();
+    window.x11 = description.value(QStringLiteral("x11")).toBool();
     return window;
 }
 

@@ -28,7 +28,8 @@ public:
     // False with the reason in `error` when the plugin does not start reporting.
     bool start(QString* error);
 
-    // A window as the plugins describe it (a{sv}: appId, wmClass, title, pid, frame, buffer, popup).
+    // A window as the plugins describe it (a{sv}: appId, wmClass, title, pid, frame, buffer, popup,
+    // x11).
     static ClickedWindow window(const QVariantMap& description);
 
 protected:
