@@ -26,6 +26,11 @@ public:
 
     // Whether at least one browser's extension is connected.
     bool isConnected() const { return !m_connections.isEmpty(); }
+    // The processes of the browsers whose extensions are connected: each host's parent, which the
+    // browser starts it from.
+    QList<qint64> browserProcesses() const;
+    // Whether a process is one of `browsers`, or one they started (read from /proc).
+    static bool isBrowserProcess(qint64 process, const QList<qint64>& browsers);
     // Tells the extensions to watch clicks, or to stop.
     void setRecording(bool recording);
     bool isRecording() const { return m_recording; }
@@ -36,6 +41,9 @@ Q_SIGNALS:
     void connectedChanged(bool connected);
     // A trusted left press in a page; `press` identifies it until its click or its loss.
     void pressed(quint64 press);
+    // Typing into a page's text field ended; its report comes as clicked() (with its typing), or is
+    // lost, like a press's.
+    void typingEnded(quint64 press);
     // The picture and description of a press reported before.
     void clicked(quint64 press, const trovix::PageClick& click);
     // The press's click will not come.

@@ -27,6 +27,7 @@ public:
         m_timer.setSingleShot(true);
         connect(&m_timer, &QTimer::timeout, this, &ClickSequence::flush);
         connect(&browser, &BrowserClickSource::pressed, this, &ClickSequence::pressed);
+        connect(&browser, &BrowserClickSource::typingEnded, this, &ClickSequence::typingEnded);
         connect(&browser, &BrowserClickSource::clicked, this, &ClickSequence::clicked);
         connect(&browser, &BrowserClickSource::lost, this, &ClickSequence::dropped);
         browser.setRecording(true);
@@ -104,10 +105,17 @@ private:
         }
         if (!matched)
             m_unmatchedPresses.push_back(now);
-        m_queue.push_back({Entry::page,
-                           press,
-                           click,
-                           now + std::chrono::milliseconds(SessionClickMonitor::pictureWaitMs),
+        m_queue.push_back({Entry::page, press, click,
+                           now + std::chrono::milliseconds(SessionClickMonitor::pictureWaitMs), false});
+        flush();
+    }
+
+    // Typing that ended in a page keeps its place among the clicks; no desktop click is the same.
+    void typingEnded(quint64 press) {
+        PlatformClick click;
+        click.made = Clock::now();
+        m_queue.push_back({Entry::page, press, click,
+                           click.made + std::chrono::milliseconds(SessionClickMonitor::pictureWaitMs),
                            false});
         flush();
     }
