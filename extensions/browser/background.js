@@ -8,9 +8,12 @@ const hostName = 'io.github.trovix.browser_host';
 // A frame's place in the top viewport arrives from its parents within a few milliseconds.
 const offsetWaitMs = 2000;
 const reconnectMs = 5000;
+// The typing a stop ends in a page is reported just after it; Trovix takes it for a few seconds.
+const lateTypingMs = 2000;
 
 let port = null;
 let recording = false;
+let stoppedAt = 0;
 let nextId = 1;
 // Presses waiting for their picture or their frame's offset, by the page's token.
 const pending = new Map();
@@ -61,6 +64,7 @@ async function setRecording(on) {
   if (on === recording) return;
   recording = on;
   if (!on) {
+    stoppedAt = Date.now();
     pending.clear();
     typingFrames.clear();
     heldPresses.clear();
@@ -141,8 +145,13 @@ function entryFor(token) {
   return entry;
 }
 
+// Whether a page's report is taken: while recording, and the typing a stop ended just after it.
+function taken(message) {
+  return recording || (message.trovix === 'typed' && Date.now() - stoppedAt < lateTypingMs);
+}
+
 function pressed(message, sender) {
-  if (!recording || !port || !sender.tab || typeof message.token !== 'string') return;
+  if (!taken(message) || !port || !sender.tab || typeof message.token !== 'string') return;
   const entry = entryFor(message.token);
   entry.id = nextId++;
   entry.click = message;
@@ -172,7 +181,7 @@ function release(tabId) {
 
 function reported(message, sender) {
   const tabId = sender.tab?.id;
-  if (!recording || tabId === undefined) return;
+  if (!taken(message) || tabId === undefined) return;
   const typing = typingFrames.get(tabId);
   if (message.trovix === 'typing') {
     if (!typing) typingFrames.set(tabId, new Set([sender.frameId]));
@@ -201,7 +210,7 @@ api.runtime.onMessage.addListener((message, sender, sendResponse) => {
   } else if (['click', 'typed', 'typing'].includes(message?.trovix)) {
     reported(message, sender);
   } else if (message?.trovix === 'offset' && sender.frameId === 0 && typeof message.token === 'string') {
-    if (!recording) return;
+    if (!recording && Date.now() - stoppedAt >= lateTypingMs) return;
     const entry = entryFor(message.token);
     entry.offset = message;
     if (entry.id) finish(entry);

@@ -265,7 +265,8 @@
       if (on) window.addEventListener(type, listener, true);
       else window.removeEventListener(type, listener, true);
     }
-    if (!on) typing = null;
+    // The typing under way ends with the recording, and still becomes a step.
+    if (!on) endTyping();
   }
 
   api.runtime.onMessage.addListener((message) => {

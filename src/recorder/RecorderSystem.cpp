@@ -223,8 +223,16 @@ Recorder::Services Recorder::systemServices(int budgetMs) {
         QPointer<Recorder> weak(&recorder);
         return SessionClickMonitor::instance().watch(
             [weak](const PlatformClick& click) {
-                if (weak)
-                    weak->click(recordedClick(click, ScreenLayout::current()));
+                if (!weak)
+                    return;
+                RecordedClick recorded = recordedClick(click, ScreenLayout::current());
+                // The typing a stop ended in a page comes just after the stop, and still becomes a step.
+                if (!weak->isRecording()) {
+                    if (!recorded.typing)
+                        return;
+                    recorded.afterStop = true;
+                }
+                weak->click(recorded);
             },
             [weak](const QString& reason) {
                 if (weak)

@@ -10,6 +10,7 @@
 #include <QJsonObject>
 #include <QLocalServer>
 #include <QLocalSocket>
+#include <QSet>
 #include <QtConcurrent/QtConcurrentRun>
 
 #include <sys/socket.h>
@@ -21,6 +22,8 @@ struct BrowserClickSource::Connection {
     PageMessage::FrameReader frames;
     // The extension's press ids → this source's.
     QHash<qint64, quint64> presses;
+    // Those of them that end typing.
+    QSet<quint64> typing;
     // The browser's process; 0 when unknown.
     qint64 browser = 0;
 };
@@ -85,13 +88,22 @@ void BrowserClickSource::setRecording(bool recording) {
     if (m_recording == recording)
         return;
     m_recording = recording;
+    if (!recording)
+        m_lateTypingUntil = std::chrono::steady_clock::now() + std::chrono::milliseconds(lateTypingMs);
     for (auto it = m_connections.cbegin(); it != m_connections.cend(); ++it) {
         it.key()->write(recordingMessage(recording));
-        // Presses still on their way belong to the recording that has ended.
+        // Presses still on their way belong to the recording that has ended; typing it ended still
+        // comes.
         if (!recording) {
-            for (quint64 press : std::as_const(it.value()->presses))
-                Q_EMIT lost(press);
-            it.value()->presses.clear();
+            Connection& connection = *it.value();
+            for (auto press = connection.presses.begin(); press != connection.presses.end();) {
+                if (connection.typing.contains(press.value())) {
+                    ++press;
+                    continue;
+                }
+                Q_EMIT lost(press.value());
+                press = connection.presses.erase(press);
+            }
         }
     }
 }
@@ -151,12 +163,16 @@ void BrowserClickSource::take(Connection& connection, const QByteArray& json) {
         return;
     const qint64 id = parsed.message ? parsed.message->id : *parsed.id;
     if (type == PageMessage::Type::press) {
-        if (m_recording && !connection.presses.contains(id)) {
+        const bool typing = parsed.message->typing;
+        const bool late = typing && std::chrono::steady_clock::now() < m_lateTypingUntil;
+        if ((m_recording || late) && !connection.presses.contains(id)) {
             connection.presses.insert(id, m_nextPress);
-            if (parsed.message->typing)
+            if (typing) {
+                connection.typing.insert(m_nextPress);
                 Q_EMIT typingEnded(m_nextPress++);
-            else
+            } else {
                 Q_EMIT pressed(m_nextPress++);
+            }
         }
         return;
     }
@@ -167,6 +183,7 @@ void BrowserClickSource::take(Connection& connection, const QByteArray& json) {
         return;
     const quint64 key = press.value();
     connection.presses.erase(press);
+    connection.typing.remove(key);
     if (type != PageMessage::Type::click) {
         Q_EMIT lost(key);
         return;

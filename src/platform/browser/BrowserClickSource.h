@@ -5,6 +5,7 @@
 #include <QHash>
 #include <QObject>
 
+#include <chrono>
 #include <memory>
 
 class QLocalServer;
@@ -31,7 +32,11 @@ public:
     QList<qint64> browserProcesses() const;
     // Whether a process is one of `browsers`, or one they started (read from /proc).
     static bool isBrowserProcess(qint64 process, const QList<qint64>& browsers);
-    // Tells the extensions to watch clicks, or to stop.
+    // How long after a recording stops the typing it ended in a page is still taken.
+    static constexpr int lateTypingMs = 2500;
+
+    // Tells the extensions to watch clicks, or to stop. Typing that ended before the stop, or that
+    // the stop ends, is still reported for lateTypingMs.
     void setRecording(bool recording);
     bool isRecording() const { return m_recording; }
     // Why the source cannot listen; empty while it listens.
@@ -60,6 +65,7 @@ private:
     QHash<QLocalSocket*, std::shared_ptr<Connection>> m_connections;
     quint64 m_nextPress = 1;
     bool m_recording = false;
+    std::chrono::steady_clock::time_point m_lateTypingUntil;
     QString m_error;
 };
 
