@@ -226,6 +226,8 @@ Recorder::Services Recorder::systemServices(int budgetMs) {
                 if (!weak)
                     return;
                 RecordedClick recorded = recordedClick(click, ScreenLayout::current());
+                if (recorded.typing && !weak->recordsKeys())
+                    return;
                 // The typing a stop ended in a page comes just after the stop, and still becomes a step.
                 if (!weak->isRecording()) {
                     if (!recorded.typing)
