@@ -263,10 +263,15 @@
                         keydown: onKey };
     for (const [type, listener] of Object.entries(listeners)) {
       if (on) window.addEventListener(type, listener, true);
-      else window.removeEventListener(type, listener, true);
+      else if (type !== 'message') window.removeEventListener(type, listener, true);
     }
-    // The typing under way ends with the recording, and still becomes a step.
-    if (!on) endTyping();
+    if (on) return;
+    // The typing under way ends with the recording, and still becomes a step: a frame's report
+    // still finds its way up for a moment.
+    endTyping();
+    setTimeout(() => {
+      if (!recording) window.removeEventListener('message', onFrameMessage, true);
+    }, 3000);
   }
 
   api.runtime.onMessage.addListener((message) => {
