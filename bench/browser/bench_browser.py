@@ -5,6 +5,7 @@ with the test page and helpers of tests/browser/browser_clicks.py (run.sh starts
 
     bench_browser.py latency chromium|firefox [--scale 2] [--clicks N]
     bench_browser.py rate [--clicks N]       Chromium: bursts at rising rates
+    bench_browser.py typing [--clicks N]     Chromium: the Tab that ends typing in a page → its step
     bench_browser.py memory                  the host receiving a 4K tab picture (Chromium at 3840×2160)
 """
 import argparse
@@ -84,7 +85,9 @@ def rate(args):
         time.sleep(1.5)
         found = b.steps()
         titles = [step["title"] for step in found[done:]]
-        want = [next(c[3] for c in b.CONTROLS if c[0] == name) for name in expected]
+        # (The e-mail field is clicked here, not typed into.)
+        want = [next(c[3] for c in b.CONTROLS if c[0] == name) if name != "email"
+                else "Click “Email address” in " + b.PAGE for name in expected]
         kept = titles == want
         print(f"burst of {args.clicks} at {wanted}/s (achieved {achieved:.1f}/s): "
               f"{len(titles)} steps, {'all kept in order' if kept else 'LOST OR REORDERED'}")
@@ -92,6 +95,33 @@ def rate(args):
         if not kept:
             break
     browser.close()
+
+
+def typing(args):
+    from selenium.webdriver.common.by import By
+    from selenium.webdriver.common.keys import Keys
+
+    _, browser = session("chromium", 1)
+    field = browser.driver.find_element(By.ID, "email")
+    times = []
+    for i in range(args.clicks):
+        browser.click("email")
+        field.clear()
+        field.send_keys(f"t{i}")
+        title = f"Type “t{i}” in “Email address”"
+        start = time.monotonic()
+        field.send_keys(Keys.TAB)
+        deadline = start + 30
+        while time.monotonic() < deadline and not (b.steps() and b.steps()[-1]["title"] == title):
+            time.sleep(0.005)
+        if not (b.steps() and b.steps()[-1]["title"] == title):
+            b.fail(f"typing {i + 1} made no step")
+        times.append((time.monotonic() - start) * 1000)
+        time.sleep(0.5)
+    browser.close()
+    print(f"chromium scale 1: Tab ending typing in a page → its step in the working copy over {len(times)} "
+          f"typings: median {statistics.median(times):.0f} ms, p95 {percentile(times, 95):.0f} ms "
+          f"(min {min(times):.0f}, max {max(times):.0f})")
 
 
 def host_peak():
@@ -147,13 +177,13 @@ def memory(args):
 
 def main():
     parser = argparse.ArgumentParser()
-    parser.add_argument("what", choices=["latency", "rate", "memory"])
+    parser.add_argument("what", choices=["latency", "rate", "typing", "memory"])
     parser.add_argument("browser", nargs="?", default="chromium", choices=["chromium", "firefox"])
     parser.add_argument("--scale", type=int, default=1)
     parser.add_argument("--clicks", type=int, default=20)
     args = parser.parse_args()
     try:
-        {"latency": latency, "rate": rate, "memory": memory}[args.what](args)
+        {"latency": latency, "rate": rate, "typing": typing, "memory": memory}[args.what](args)
     finally:
         for child in reversed(b.children):
             if child.poll() is None:

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Clicks in web pages: click → step in the working copy for Chromium at device pixel ratio 1 and 2 and
-# for Firefox ESR, the most clicks a second kept in order, and the host's peak memory for a 4K tab.
+# for Firefox ESR, the most clicks a second kept in order, the Tab that ends typing in a page to its
+# step, and the host's peak memory for a 4K tab.
 # Usage: bench/browser/run.sh BUILD_DIR [CLICKS]   (a Release build tree with trovix and the host)
 set -euo pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
@@ -13,4 +14,5 @@ bench latency chromium --scale 1 --clicks "$clicks"
 bench latency chromium --scale 2 --clicks "$clicks"
 bench latency firefox --clicks "$clicks"
 bench rate --clicks "$clicks"
+bench typing --clicks "$clicks"
 bench memory

@@ -1,12 +1,16 @@
 // Trovix content script, in every frame of every page. While Trovix records, a trusted press of the
 // primary button names the control under it and measures it, and the background script takes the
-// tab's picture. While Trovix does not record, nothing here listens to the page.
+// tab's picture; so does the end of typing into a text field, with what the field then holds (never
+// a password field's text). While Trovix does not record, nothing here listens to the page.
 (() => {
   'use strict';
   const api = globalThis.browser ?? globalThis.chrome;
   if (!api?.runtime?.id) return;
 
   const labelLimit = 200;
+  // The most characters of a field's text sent; Trovix keeps no more of typing either.
+  const textLimit = 100000;
+  const textInputs = new Set(['', 'text', 'email', 'search', 'tel', 'url', 'password', 'number']);
   const isTop = window === window.top;
   const interactiveRoles = new Set([
     'button', 'link', 'checkbox', 'radio', 'switch', 'tab', 'menuitem', 'menuitemcheckbox',
@@ -15,6 +19,8 @@
   ]);
   const buttonInputs = new Set(['button', 'submit', 'reset']);
   let recording = false;
+  // The text field being typed into, until the typing ends.
+  let typing = null;
 
   const clean = (text) => (text ?? '').replace(/\s+/g, ' ').trim();
 
@@ -94,7 +100,9 @@
   // leave the page, never what they hold.
   function passwordBoxes(doc = document, dx = 0, dy = 0, depth = 0) {
     const boxes = [];
-    for (const input of doc.querySelectorAll('input[type="password" i]')) {
+    const selector = 'input[type="password" i], input[autocomplete~="current-password" i], ' +
+                     'input[autocomplete~="new-password" i]';
+    for (const input of doc.querySelectorAll(selector)) {
       if (input.checkVisibility && !input.checkVisibility({ checkVisibilityCSS: true })) continue;
       const box = input.getBoundingClientRect();
       const seen = intersect({ x: box.x + dx, y: box.y + dy, width: box.width, height: box.height }, viewport());
@@ -122,8 +130,84 @@
     return Array.from(bytes, (b) => b.toString(16).padStart(2, '0')).join('');
   }
 
+  // Sends a press or typing report: the top page adds what it knows of itself; a frame's place in the
+  // top viewport comes up the chain of parents.
+  function report(message) {
+    if (isTop) {
+      Object.assign(message, { page: clean(document.title), scale: devicePixelRatio, clip: viewport(), dx: 0, dy: 0,
+                               passwords: passwordBoxes() });
+    } else {
+      window.parent.postMessage({ trovixOffset: message.token, dx: 0, dy: 0, clip: viewport() }, '*');
+    }
+    api.runtime.sendMessage(message).catch?.(() => {});
+  }
+
+  // The field whose text the user types, for an element an input event came from.
+  function textFieldOf(element) {
+    if (element?.nodeType !== Node.ELEMENT_NODE) element = element?.parentElement;
+    if (!element) return null;
+    if (element.localName === 'textarea') return element;
+    if (element.localName === 'input') return textInputs.has(element.type) ? element : null;
+    if (!element.isContentEditable) return null;
+    // The editing host: the outermost editable element.
+    while (parentOf(element)?.isContentEditable) element = parentOf(element);
+    return element;
+  }
+
+  function isPassword(field) {
+    if (field.localName !== 'input') return false;
+    const hints = clean(field.getAttribute('autocomplete')).toLowerCase().split(' ');
+    return field.type === 'password' || hints.includes('current-password') || hints.includes('new-password');
+  }
+
+  function onInput(event) {
+    if (!event.isTrusted) return;
+    const field = textFieldOf(event.composedPath?.()[0] ?? event.target);
+    if (!field) return;
+    if (typing && typing.field !== field) endTyping();
+    if (!typing) {
+      typing = { field };
+      // A press in another frame comes before this field loses the focus: it waits for the report.
+      api.runtime.sendMessage({ trovix: 'typing' }).catch?.(() => {});
+    }
+  }
+
+  // The typing ends: the field is named, measured and, unless it holds a password, read.
+  function endTyping() {
+    if (!typing) return;
+    const { field } = typing;
+    typing = null;
+    const box = field.getBoundingClientRect();
+    const seen = intersect({ x: box.x, y: box.y, width: box.width, height: box.height }, viewport());
+    const frame = seen && seen.width >= 4 && seen.height >= 4 ? seen : null;
+    const password = isPassword(field);
+    const message = {
+      trovix: 'typed', token: token(), label: labelOf(field), password, frame,
+      x: frame ? frame.x + frame.width / 2 : 0, y: frame ? frame.y + frame.height / 2 : 0,
+    };
+    // A password field's text never leaves the page, not even to the extension's own scripts.
+    if (!password) {
+      const text = field.localName === 'input' || field.localName === 'textarea' ? field.value : field.innerText;
+      message.text = String(text ?? '').slice(0, textLimit);
+    }
+    report(message);
+  }
+
+  function onFocusOut(event) {
+    if (typing && event.composedPath?.().includes(typing.field)) endTyping();
+  }
+
+  function onKey(event) {
+    if (!event.isTrusted || !typing || event.isComposing) return;
+    // Enter ends the typing in a one-line field; in a text area it types a new line.
+    const multiLine = typing.field.localName === 'textarea' || typing.field.isContentEditable;
+    if (event.key === 'Tab' || (event.key === 'Enter' && !multiLine)) endTyping();
+  }
+
   function onPress(event) {
     if (!event.isTrusted || event.button !== 0 || !event.isPrimary) return;
+    // A press elsewhere ends the typing, whose report goes first.
+    if (typing && !event.composedPath?.().includes(typing.field)) endTyping();
     let target = event.composedPath?.()[0] ?? event.target;
     if (target?.nodeType !== Node.ELEMENT_NODE) target = target?.parentElement;
     if (!target) return;
@@ -144,14 +228,7 @@
       y: event.clientY,
       frame,
     };
-    if (isTop) {
-      Object.assign(click, { page: clean(document.title), scale: devicePixelRatio, clip: viewport(), dx: 0, dy: 0,
-                             passwords: passwordBoxes() });
-    } else {
-      // The frame's place in the top viewport comes up the chain of parents.
-      window.parent.postMessage({ trovixOffset: click.token, dx: 0, dy: 0, clip: viewport() }, '*');
-    }
-    api.runtime.sendMessage(click).catch?.(() => {});
+    report(click);
   }
 
   // A child frame's press, on its way up: add where that frame sits in this one.
@@ -182,13 +259,19 @@
   function setRecording(on) {
     if (on === recording) return;
     recording = on;
-    if (on) {
-      window.addEventListener('pointerdown', onPress, true);
-      window.addEventListener('message', onFrameMessage, true);
-    } else {
-      window.removeEventListener('pointerdown', onPress, true);
-      window.removeEventListener('message', onFrameMessage, true);
+    const listeners = { pointerdown: onPress, message: onFrameMessage, input: onInput, focusout: onFocusOut,
+                        keydown: onKey };
+    for (const [type, listener] of Object.entries(listeners)) {
+      if (on) window.addEventListener(type, listener, true);
+      else if (type !== 'message') window.removeEventListener(type, listener, true);
     }
+    if (on) return;
+    // The typing under way ends with the recording, and still becomes a step: a frame's report
+    // still finds its way up for a moment.
+    endTyping();
+    setTimeout(() => {
+      if (!recording) window.removeEventListener('message', onFrameMessage, true);
+    }, 3000);
   }
 
   api.runtime.onMessage.addListener((message) => {

@@ -118,6 +118,22 @@ void Guide::append(const Step& step) {
     watcher->setFuture(screened);
 }
 
+QUuid Guide::lastAppended() const {
+    if (!m_pending.isEmpty())
+        return m_pending.last().given.id;
+    return m_steps.isEmpty() ? QUuid() : m_steps.last().id;
+}
+
+void Guide::withdrawLast() {
+    if (!m_pending.isEmpty()) {
+        // Its screening runs on, and its result is dropped.
+        Q_EMIT pendingWillChange(pendingSteps().first(m_pending.size() - 1));
+        m_pending.removeLast();
+    } else if (!m_steps.isEmpty()) {
+        setSteps(m_steps.first(m_steps.size() - 1));
+    }
+}
+
 QList<Step> Guide::pendingSteps() const {
     QList<Step> steps;
     steps.reserve(m_pending.size());

@@ -66,6 +66,10 @@ public:
     // Appends the step, then selects it (two assignments). With an intake set, the step first goes
     // through it, and is appended once the intake is done with it, in the order appended.
     void append(const Step& step);
+    // The id of the step appended last, whether it has joined the guide or is still in the intake;
+    // null when there is none. withdrawLast() takes that step back out.
+    QUuid lastAppended() const;
+    void withdrawLast();
 
     // What every new step goes through before it joins the guide, for work that must be done before
     // any write of the step: it may change the step (never its id). The future may finish on any

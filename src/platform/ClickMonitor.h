@@ -32,6 +32,13 @@ struct ClickedWindow {
     bool x11 = false;
 };
 
+// The end of typing into a text field of a web page, as the page reports it.
+struct PageTyping {
+    bool password = false;
+    // What the field holds then; never given for a password field.
+    std::optional<QString> text;
+};
+
 // A click in a web page as a browser reports it: the page's own picture and its own naming of the
 // control. Positions are in the picture's points (CSS pixels of the top-level viewport).
 struct PageClick {
@@ -47,6 +54,8 @@ struct PageClick {
     std::optional<QRectF> controlFrame;
     // The page's visible password fields, in the same coordinates as `position`.
     QList<QRectF> passwordFields;
+    // Set when the report is the end of typing into the control (its field) rather than a click.
+    std::optional<PageTyping> typing = std::nullopt;
 };
 
 // The screen around a click, as a source that can take it itself delivers it a moment after the press,

@@ -363,15 +363,12 @@ void Recorder::appendStep(const Step& step, bool keyboard, const std::optional<Q
     // A click into a field and the typing into it make one step: the typing's. So does typing that
     // a click into the same field interrupted (to put the cursor elsewhere): the field's text now
     // holds both.
+    // The step before may still be in the guide's intake.
     if (field) {
-        QList<Step> steps = m_guide.steps();
-        const qsizetype before = steps.size();
-        if (!steps.isEmpty() && steps.constLast().id == m_lastClick && field->contains(m_lastClickAt))
-            steps.removeLast();
-        if (!steps.isEmpty() && steps.constLast().id == m_lastTyped && m_lastTypedField == *field)
-            steps.removeLast();
-        if (steps.size() != before)
-            m_guide.setSteps(steps);
+        if (!m_lastClick.isNull() && m_guide.lastAppended() == m_lastClick && field->contains(m_lastClickAt))
+            m_guide.withdrawLast();
+        if (!m_lastTyped.isNull() && m_guide.lastAppended() == m_lastTyped && m_lastTypedField == *field)
+            m_guide.withdrawLast();
     }
     m_lastClick = keyboard ? QUuid() : step.id;
     m_lastClickAt = location;

@@ -6,6 +6,7 @@
 #include "platform/atspi/AtspiDesktop.h"
 #include "platform/atspi/AtspiFocusWatcher.h"
 #include "platform/atspi/AtspiService.h"
+#include "platform/browser/BrowserClickSource.h"
 #include "platform/browser/SessionClickMonitor.h"
 #include "platform/ocr/TesseractRecognizer.h"
 #include "recorder/ClickDescriber.h"
@@ -97,7 +98,30 @@ RecordedClick recordedClick(const PlatformClick& click, const ScreenLayout& layo
         recorded.picture = page->picture;
         recorded.pictureComing.reset();
         recorded.area = QRectF(QPointF(0, 0), QSizeF(page->picture.size()) / page->scale);
-        recorded.target = ClickDescriber::describeNamed(page->label, page->page, page->controlFrame);
+        if (page->typing) {
+            // Typing the page reported: titled as typing seen on the desktop, with its field's frame.
+            TypedField field;
+            field.password = page->typing->password;
+            field.text = field.password ? std::nullopt : page->typing->text;
+            if (const QString label = page->label.simplified(); !label.isEmpty())
+                field.name = label;
+            field.frame = page->controlFrame;
+            if (const QString holder = page->page.simplified(); !holder.isEmpty())
+                field.application = holder;
+            TypingTracker::Event typed;
+            typed.text = field.text.value_or(QString());
+            const ClickTarget target = TypingTracker::typingTarget(typed, field);
+            recorded.target = target;
+            recorded.typing = true;
+            // Made with the keyboard: it takes the place of the click into its field just before it.
+            recorded.describe = [target](QObject*, std::function<void(const ClickTarget&)> done) {
+                done(target);
+            };
+            if (field.frame)
+                recorded.location = field.frame->center();
+        } else {
+            recorded.target = ClickDescriber::describeNamed(page->label, page->page, page->controlFrame);
+        }
         recorded.target->passwordFields = page->passwordFields;
     }
     return recorded;
@@ -199,8 +223,18 @@ Recorder::Services Recorder::systemServices(int budgetMs) {
         QPointer<Recorder> weak(&recorder);
         return SessionClickMonitor::instance().watch(
             [weak](const PlatformClick& click) {
-                if (weak)
-                    weak->click(recordedClick(click, ScreenLayout::current()));
+                if (!weak)
+                    return;
+                RecordedClick recorded = recordedClick(click, ScreenLayout::current());
+                if (recorded.typing && !weak->recordsKeys())
+                    return;
+                // The typing a stop ended in a page comes just after the stop, and still becomes a step.
+                if (!weak->isRecording()) {
+                    if (!recorded.typing)
+                        return;
+                    recorded.afterStop = true;
+                }
+                weak->click(recorded);
             },
             [weak](const QString& reason) {
                 if (weak)
@@ -213,13 +247,26 @@ Recorder::Services Recorder::systemServices(int budgetMs) {
                                     std::function<void(const std::optional<TypedField>&)> done) {
         const QStringList ref = field.toStringList();
         QPointer<QObject> receiver(context);
+        // Browsers whose extension reports the typing in their pages themselves.
+        const QList<qint64> browsers = BrowserClickSource::instance().browserProcesses();
         AtspiService::instance().run(
-            [ref, receiver, done = std::move(done)](const AccessibleDesktop& desktop) {
+            [ref, browsers, receiver, done = std::move(done)](const AccessibleDesktop& desktop) {
                 std::optional<TypedField> typed;
                 const auto* atspi = dynamic_cast<const AtspiDesktop*>(&desktop);
                 const ElementRef element = atspi && desktop.isTrusted() && ref.size() == 2
                                                ? atspi->element({ref.at(0), ref.at(1)})
                                                : nullptr;
+                if (element && !browsers.isEmpty()) {
+                    const AtspiRef object{ref.at(0), ref.at(1)};
+                    const std::optional<uint> process = atspi->processOf(object);
+                    if (process && BrowserClickSource::isBrowserProcess(*process, browsers) &&
+                        atspi->inWebPage(object)) {
+                        typed = TypedField{};
+                        typed->reportedByPage = true;
+                        deliver(receiver, done, typed);
+                        return;
+                    }
+                }
                 if (element) {
                     const std::optional<QRectF> frame = ClickDescriber::frameOf(*element);
                     typed = TypedField::read(

@@ -154,6 +154,8 @@ QList<TypingTracker::Event> TypingTracker::key(const KeyStroke& stroke, const QV
 
 ClickTarget TypingTracker::typingTarget(const Event& typed, const std::optional<TypedField>& field) {
     ClickTarget target;
+    if (field && field->reportedByPage)
+        return target; // no step of its own
     target.ring = false;
     const std::optional<QString> application = field ? field->application : std::nullopt;
     const QString suffix = inApplication(application);

@@ -25,6 +25,8 @@ struct TypedField {
     bool password = false;
     // The application it belongs to.
     std::optional<QString> application;
+    // A field in a web page whose browser reports the typing itself: that report makes the step.
+    bool reportedByPage = false;
 
     // Reads a field from its accessibility element: a password field's text is never read.
     static TypedField read(const AccessibleElement& field, const std::optional<QString>& application);

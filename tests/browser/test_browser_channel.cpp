@@ -99,6 +99,13 @@ private Q_SLOTS:
             QVERIFY2(!parsed.message && parsed.error.contains(says), qPrintable(parsed.error));
         }
         QCOMPARE(PageMessage::parse(json(click(9, "x"))).id, std::optional<qint64>(9));
+        // The end of typing: the field's text, or for a password field no text at all.
+        QJsonObject typed = click(7, picture);
+        typed.insert("typing", QJsonObject{{"password", false}, {"text", "Grüße"}});
+        QCOMPARE(PageMessage::parse(json(typed)).message->typed->text, std::optional<QString>("Grüße"));
+        typed.insert("typing", QJsonObject{{"password", true}, {"text", "secret"}});
+        QVERIFY(PageMessage::parse(json(typed)).error.contains("carries no text"));
+        QVERIFY(PageMessage::parse(json({{"type", "press"}, {"id", 1}, {"typing", true}})).message->typing);
 
         QByteArray stream = PageMessage::frame(json({{"type", "press"}, {"id", 1}}));
         QByteArray huge(4, Qt::Uninitialized);
@@ -180,6 +187,18 @@ private Q_SLOTS:
         QCOMPARE(page.position, QPointF(15, 8));
         QCOMPARE(page.label, QStringLiteral("Save"));
         QCOMPARE(page.page, QStringLiteral("Editor"));
+        // The host's parent is the browser; typing ends with a press of its own kind.
+        QCOMPARE(source.browserProcesses(), QList<qint64>{QCoreApplication::applicationPid()});
+        QVERIFY(BrowserClickSource::isBrowserProcess(host.processId(), source.browserProcesses()));
+        QVERIFY(!BrowserClickSource::isBrowserProcess(1, source.browserProcesses()));
+        QSignalSpy typingEnded(&source, &BrowserClickSource::typingEnded);
+        send(json({{"type", "press"}, {"id", 6}, {"typing", true}}));
+        QJsonObject typed = click(6, picture);
+        typed.insert("typing", QJsonObject{{"password", true}});
+        send(json(typed));
+        QTRY_COMPARE(clicked.size(), 2);
+        QCOMPARE(typingEnded.size(), 1);
+        QVERIFY(clicked.last().at(1).value<PageClick>().typing->password);
 
         send("{\"type\": \"press\", \"id\": 3");
         QVERIFY(reply().value("reason").toString().contains("not valid JSON"));
@@ -196,7 +215,7 @@ private Q_SLOTS:
         QVERIFY(reply().value("reason").toString().contains("larger than"));
         send(json({{"type", "press"}, {"id", 5}}));
         QTRY_COMPARE_WITH_TIMEOUT(pressed.size(), 3, 60000); // after 64 MB through a pipe
-        QCOMPARE(clicked.size(), 1);
+        QCOMPARE(clicked.size(), 2);
 
         host.closeWriteChannel();
         QVERIFY(host.waitForFinished(10000));
@@ -257,6 +276,11 @@ private Q_SLOTS:
         Q_EMIT browser.lost(4);
         Q_EMIT browser.clicked(6, page("C"));
         QCOMPARE(steps, (QStringList{"A", "B", "desktop 3", "C"}));
+        // The end of typing in a page is no press the desktop saw: a desktop click beside it stays.
+        Q_EMIT browser.typingEnded(7);
+        desktopClick(8);
+        Q_EMIT browser.clicked(7, page("typed"));
+        QTRY_COMPARE(steps, (QStringList{"A", "B", "desktop 3", "C", "typed", "desktop 8"}));
         watch.reset();
         QVERIFY(!browser.isRecording());
         QVERIFY(lostReason.isEmpty());

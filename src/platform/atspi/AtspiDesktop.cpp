@@ -259,6 +259,28 @@ ElementRef AtspiDesktop::element(const AtspiRef& ref) const {
     return std::make_shared<AtspiElement>(m_context.client, &m_layout, ref, m_origin);
 }
 
+std::optional<uint> AtspiDesktop::processOf(const AtspiRef& ref) const {
+    return m_context.client->processId(ref.service);
+}
+
+bool AtspiDesktop::inWebPage(const AtspiRef& ref) const {
+    AtspiClient& client = *m_context.client;
+    AtspiRef object = ref;
+    // Deeper than any form a page puts its fields in; the browser's own window ends the walk sooner.
+    for (int depth = 0; depth < 64 && !object.isNull(); ++depth) {
+        const std::optional<uint> role = client.role(object);
+        if (!role || *role == uint(ATSPI_ROLE_APPLICATION))
+            return false;
+        if (*role == uint(ATSPI_ROLE_DOCUMENT_WEB))
+            return true;
+        const std::optional<AtspiRef> parent = client.parent(object);
+        if (!parent || *parent == object)
+            return false;
+        object = *parent;
+    }
+    return false;
+}
+
 std::optional<AtspiRef> AtspiDesktop::focused() const {
     AtspiClient& client = *m_context.client;
     const std::optional<X11Windows::Client> active =

@@ -48,6 +48,10 @@ public:
     ElementRef element(const AtspiRef& ref) const;
     // The object with the keyboard focus in the active window's application.
     std::optional<AtspiRef> focused() const;
+    // The process of the application an object belongs to.
+    std::optional<uint> processOf(const AtspiRef& ref) const;
+    // Whether an object lies in a web page: a web document is among its ancestors.
+    bool inWebPage(const AtspiRef& ref) const;
 
     // The accessible window that receives a click at a native point, if any.
     std::optional<AtspiRef> windowAt(QPoint point) const;

@@ -4,11 +4,13 @@
 #include "platform/browser/PageMessage.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QImage>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLocalServer>
 #include <QLocalSocket>
+#include <QSet>
 #include <QtConcurrent/QtConcurrentRun>
 
 #include <sys/socket.h>
@@ -20,17 +22,34 @@ struct BrowserClickSource::Connection {
     PageMessage::FrameReader frames;
     // The extension's press ids → this source's.
     QHash<qint64, quint64> presses;
+    // Those of them that end typing.
+    QSet<quint64> typing;
+    // The browser's process; 0 when unknown.
+    qint64 browser = 0;
 };
 
 namespace {
 
 // Only a process of this user may talk to Trovix, whatever the socket's folder allows.
-bool sameUser(QLocalSocket* socket) {
+// The peer's process when it is this user's; nothing otherwise.
+std::optional<pid_t> sameUser(QLocalSocket* socket) {
     struct ucred peer {};
     socklen_t length = sizeof peer;
-    if (getsockopt(int(socket->socketDescriptor()), SOL_SOCKET, SO_PEERCRED, &peer, &length) != 0)
-        return false;
-    return peer.uid == getuid();
+    if (getsockopt(int(socket->socketDescriptor()), SOL_SOCKET, SO_PEERCRED, &peer, &length) != 0 ||
+        peer.uid != getuid())
+        return std::nullopt;
+    return peer.pid;
+}
+
+// The parent of a process, from /proc; 0 when it cannot be read.
+qint64 parentOf(pid_t process) {
+    QFile file(QStringLiteral("/proc/%1/stat").arg(process));
+    if (!file.open(QIODevice::ReadOnly))
+        return 0;
+    // "pid (name) state ppid ...": the name may hold spaces and parentheses, so count from the last ")".
+    const QByteArray stat = file.read(4096);
+    const QList<QByteArray> fields = stat.mid(stat.lastIndexOf(')') + 1).simplified().split(' ');
+    return fields.size() > 1 ? fields.at(1).toLongLong() : 0;
 }
 
 QByteArray recordingMessage(bool on) {
@@ -69,26 +88,56 @@ void BrowserClickSource::setRecording(bool recording) {
     if (m_recording == recording)
         return;
     m_recording = recording;
+    if (!recording)
+        m_lateTypingUntil = std::chrono::steady_clock::now() + std::chrono::milliseconds(lateTypingMs);
     for (auto it = m_connections.cbegin(); it != m_connections.cend(); ++it) {
         it.key()->write(recordingMessage(recording));
-        // Presses still on their way belong to the recording that has ended.
+        // Presses still on their way belong to the recording that has ended; typing it ended still
+        // comes.
         if (!recording) {
-            for (quint64 press : std::as_const(it.value()->presses))
-                Q_EMIT lost(press);
-            it.value()->presses.clear();
+            Connection& connection = *it.value();
+            for (auto press = connection.presses.begin(); press != connection.presses.end();) {
+                if (connection.typing.contains(press.value())) {
+                    ++press;
+                    continue;
+                }
+                Q_EMIT lost(press.value());
+                press = connection.presses.erase(press);
+            }
         }
     }
 }
 
+QList<qint64> BrowserClickSource::browserProcesses() const {
+    QList<qint64> processes;
+    for (const std::shared_ptr<Connection>& connection : m_connections)
+        if (connection->browser > 1 && !processes.contains(connection->browser))
+            processes.append(connection->browser);
+    return processes;
+}
+
+bool BrowserClickSource::isBrowserProcess(qint64 process, const QList<qint64>& browsers) {
+    // A browser's helpers are its children or grandchildren; a few steps up is enough.
+    for (int depth = 0; depth < 6 && process > 1; ++depth) {
+        if (browsers.contains(process))
+            return true;
+        process = parentOf(pid_t(process));
+    }
+    return false;
+}
+
 void BrowserClickSource::accept() {
     while (QLocalSocket* socket = m_server->nextPendingConnection()) {
-        if (!sameUser(socket)) {
+        const std::optional<pid_t> host = sameUser(socket);
+        if (!host) {
             socket->abort();
             socket->deleteLater();
             continue;
         }
         const bool wasConnected = isConnected();
-        m_connections.insert(socket, std::make_shared<Connection>());
+        auto connection = std::make_shared<Connection>();
+        connection->browser = *host > 0 ? parentOf(*host) : 0;
+        m_connections.insert(socket, connection);
         connect(socket, &QLocalSocket::readyRead, this, [this, socket] { read(socket); });
         connect(socket, &QLocalSocket::disconnected, this, [this, socket] { drop(socket); });
         socket->write(recordingMessage(m_recording));
@@ -114,9 +163,16 @@ void BrowserClickSource::take(Connection& connection, const QByteArray& json) {
         return;
     const qint64 id = parsed.message ? parsed.message->id : *parsed.id;
     if (type == PageMessage::Type::press) {
-        if (m_recording && !connection.presses.contains(id)) {
+        const bool typing = parsed.message->typing;
+        const bool late = typing && std::chrono::steady_clock::now() < m_lateTypingUntil;
+        if ((m_recording || late) && !connection.presses.contains(id)) {
             connection.presses.insert(id, m_nextPress);
-            Q_EMIT pressed(m_nextPress++);
+            if (typing) {
+                connection.typing.insert(m_nextPress);
+                Q_EMIT typingEnded(m_nextPress++);
+            } else {
+                Q_EMIT pressed(m_nextPress++);
+            }
         }
         return;
     }
@@ -127,6 +183,7 @@ void BrowserClickSource::take(Connection& connection, const QByteArray& json) {
         return;
     const quint64 key = press.value();
     connection.presses.erase(press);
+    connection.typing.remove(key);
     if (type != PageMessage::Type::click) {
         Q_EMIT lost(key);
         return;
@@ -139,6 +196,8 @@ void BrowserClickSource::take(Connection& connection, const QByteArray& json) {
     click.page = message.page;
     click.controlFrame = message.frame;
     click.passwordFields = message.passwordFields;
+    if (message.typed)
+        click.typing = PageTyping{message.typed->password, message.typed->text};
     // A 4K tab's PNG takes a good part of a second to decode: not on the thread that draws Trovix.
     // The clicks keep their order by their presses, whichever picture is ready first.
     QtConcurrent::run([png = message.png, size = message.pictureSize, click]() mutable {

@@ -5,6 +5,7 @@
 #include <QHash>
 #include <QObject>
 
+#include <chrono>
 #include <memory>
 
 class QLocalServer;
@@ -26,7 +27,16 @@ public:
 
     // Whether at least one browser's extension is connected.
     bool isConnected() const { return !m_connections.isEmpty(); }
-    // Tells the extensions to watch clicks, or to stop.
+    // The processes of the browsers whose extensions are connected: each host's parent, which the
+    // browser starts it from.
+    QList<qint64> browserProcesses() const;
+    // Whether a process is one of `browsers`, or one they started (read from /proc).
+    static bool isBrowserProcess(qint64 process, const QList<qint64>& browsers);
+    // How long after a recording stops the typing it ended in a page is still taken.
+    static constexpr int lateTypingMs = 2500;
+
+    // Tells the extensions to watch clicks, or to stop. Typing that ended before the stop, or that
+    // the stop ends, is still reported for lateTypingMs.
     void setRecording(bool recording);
     bool isRecording() const { return m_recording; }
     // Why the source cannot listen; empty while it listens.
@@ -36,6 +46,9 @@ Q_SIGNALS:
     void connectedChanged(bool connected);
     // A trusted left press in a page; `press` identifies it until its click or its loss.
     void pressed(quint64 press);
+    // Typing into a page's text field ended; its report comes as clicked() (with its typing), or is
+    // lost, like a press's.
+    void typingEnded(quint64 press);
     // The picture and description of a press reported before.
     void clicked(quint64 press, const trovix::PageClick& click);
     // The press's click will not come.
@@ -52,6 +65,7 @@ private:
     QHash<QLocalSocket*, std::shared_ptr<Connection>> m_connections;
     quint64 m_nextPress = 1;
     bool m_recording = false;
+    std::chrono::steady_clock::time_point m_lateTypingUntil;
     QString m_error;
 };
 

@@ -111,6 +111,10 @@ Parsed parse(const QByteArray& json) {
     message.id = *id;
     if (type == QLatin1StringView("press")) {
         message.type = Type::press;
+        const QJsonValue typing = object.value(QLatin1StringView("typing"));
+        if (!typing.isUndefined() && !typing.isBool())
+            return refuse(QStringLiteral("A press's \"typing\" is true or false."), id);
+        message.typing = typing.toBool();
         return {message, {}, id};
     }
     if (type == QLatin1StringView("lost")) {
@@ -173,6 +177,25 @@ Parsed parse(const QByteArray& json) {
         }
     } else if (!passwordsValue.isNull() && !passwordsValue.isUndefined()) {
         return refuse(QStringLiteral("A click's \"passwords\" is a list or null."), id);
+    }
+
+    const QJsonValue typingValue = object.value(QLatin1StringView("typing"));
+    if (typingValue.isObject()) {
+        const QJsonObject typing = typingValue.toObject();
+        const QJsonValue password = typing.value(QLatin1StringView("password"));
+        const QJsonValue text = typing.value(QLatin1StringView("text"));
+        if (!password.isBool())
+            return refuse(QStringLiteral("A typing's \"password\" is true or false."), id);
+        // Refused whole, so that a password sent by mistake goes no further.
+        if (password.toBool() && !text.isUndefined())
+            return refuse(QStringLiteral("A password field's typing carries no text."), id);
+        if (!password.toBool() && !text.isString())
+            return refuse(QStringLiteral("A typing needs the field's \"text\"."), id);
+        message.typed = Typing{password.toBool(), std::nullopt};
+        if (!password.toBool())
+            message.typed->text = text.toString().left(maxTypedText);
+    } else if (!typingValue.isNull() && !typingValue.isUndefined()) {
+        return refuse(QStringLiteral("A click's \"typing\" is an object or null."), id);
     }
 
     static const QByteArray prefix("data:image/png;base64,");

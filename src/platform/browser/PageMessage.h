@@ -22,13 +22,22 @@ namespace PageMessage {
 inline constexpr qint64 maxBytes = 64 * 1024 * 1024;
 // The largest side of a tab picture taken.
 inline constexpr int maxPictureSide = 16384;
+// The most characters of a text field's text kept (UTF-16 units).
+inline constexpr qsizetype maxTypedText = 100000;
 
 enum class Type {
     hello,     // a browser's extension introduces itself
-    press,     // a trusted left press in a page; its click follows
+    press,     // a trusted left press in a page, or typing ending there; its click follows
     click,     // the press's picture and description
     lost,      // the press's click will not come (the picture could not be taken)
     recording, // Trovix starts or stops recording
+};
+
+// The end of typing into a page's text field.
+struct Typing {
+    bool password = false;
+    // What the field holds; never given for a password field.
+    std::optional<QString> text;
 };
 
 struct Message {
@@ -39,6 +48,10 @@ struct Message {
     QString browser;
     // recording: whether Trovix records.
     bool on = false;
+    // press: the end of typing into a field, which no desktop sees as a click.
+    bool typing = false;
+    // click: for the end of typing, the field's kind and text (the rest describes the field).
+    std::optional<Typing> typed;
     // click: the page's title, the control's label (may be empty), the press in top-viewport CSS
     // pixels, picture pixels per CSS pixel, the control's rectangle when it has a useful one.
     QString page;

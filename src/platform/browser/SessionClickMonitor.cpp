@@ -4,6 +4,7 @@
 #include "platform/browser/BrowserClickSource.h"
 
 #include <QCoreApplication>
+#include <QPointer>
 #include <QTimer>
 
 #include <chrono>
@@ -14,6 +15,54 @@ namespace trovix {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+// The typing a recording ended that has yet to come from its page when the recording stops (the
+// stop itself ends typing in a page): handed on in order as it comes, for a few seconds at most.
+class LateTyping : public QObject {
+public:
+    struct Waiting {
+        quint64 press;
+        std::optional<PlatformClick> click;
+    };
+
+    LateTyping(BrowserClickSource& browser, ClickMonitor::Handler handler, std::deque<Waiting> waiting)
+        : QObject(&browser)
+        , m_handler(std::move(handler))
+        , m_waiting(std::move(waiting)) {
+        connect(&browser, &BrowserClickSource::typingEnded, this, [this, &browser](quint64 press) {
+            if (!browser.isRecording()) // otherwise the next recording's
+                m_waiting.push_back({press, std::nullopt});
+        });
+        connect(&browser, &BrowserClickSource::clicked, this, [this](quint64 press, const PageClick& page) {
+            for (Waiting& waiting : m_waiting) {
+                if (waiting.press == press) {
+                    waiting.click = PlatformClick{page.position.toPoint(), std::nullopt, page};
+                    waiting.click->made = Clock::now();
+                }
+            }
+            flush();
+        });
+        connect(&browser, &BrowserClickSource::lost, this, [this](quint64 press) {
+            std::erase_if(m_waiting, [press](const Waiting& waiting) { return waiting.press == press; });
+            flush();
+        });
+        QTimer::singleShot(BrowserClickSource::lateTypingMs, this, &QObject::deleteLater);
+        // Not from inside the recording's end.
+        QMetaObject::invokeMethod(this, &LateTyping::flush, Qt::QueuedConnection);
+    }
+
+private:
+    void flush() {
+        while (!m_waiting.empty() && m_waiting.front().click) {
+            const PlatformClick click = *m_waiting.front().click;
+            m_waiting.pop_front();
+            m_handler(click);
+        }
+    }
+
+    ClickMonitor::Handler m_handler;
+    std::deque<Waiting> m_waiting;
+};
 
 // One recording's clicks from both sources, put back in the order they were made. A desktop click is
 // held for a moment in case a browser reports the same press; a page's press keeps its place until
@@ -27,12 +76,23 @@ public:
         m_timer.setSingleShot(true);
         connect(&m_timer, &QTimer::timeout, this, &ClickSequence::flush);
         connect(&browser, &BrowserClickSource::pressed, this, &ClickSequence::pressed);
+        connect(&browser, &BrowserClickSource::typingEnded, this, &ClickSequence::typingEnded);
         connect(&browser, &BrowserClickSource::clicked, this, &ClickSequence::clicked);
         connect(&browser, &BrowserClickSource::lost, this, &ClickSequence::dropped);
         browser.setRecording(true);
     }
 
-    ~ClickSequence() override { m_browser.setRecording(false); }
+    ~ClickSequence() override {
+        std::deque<LateTyping::Waiting> typing;
+        for (const Entry& entry : m_queue)
+            if (entry.typing)
+                typing.push_back({entry.press, entry.ready ? std::optional(entry.click) : std::nullopt});
+        // One at a time: what an earlier stop still waited for is too late by now.
+        static QPointer<LateTyping> late;
+        delete late.data();
+        late = new LateTyping(m_browser, m_handler, std::move(typing));
+        m_browser.setRecording(false);
+    }
 
     void setDesktop(std::unique_ptr<QObject> desktop) {
         m_desktop = std::move(desktop);
@@ -84,6 +144,8 @@ private:
         PlatformClick click;
         Clock::time_point deadline;
         bool ready;
+        // A page's typing, which may still come after the recording stops.
+        bool typing = false;
     };
 
     static Clock::duration hold() { return std::chrono::milliseconds(SessionClickMonitor::holdMs); }
@@ -106,6 +168,16 @@ private:
             m_unmatchedPresses.push_back(now);
         m_queue.push_back({Entry::page, press, click,
                            now + std::chrono::milliseconds(SessionClickMonitor::pictureWaitMs), false});
+        flush();
+    }
+
+    // Typing that ended in a page keeps its place among the clicks; no desktop click is the same.
+    void typingEnded(quint64 press) {
+        PlatformClick click;
+        click.made = Clock::now();
+        m_queue.push_back({Entry::page, press, click,
+                           click.made + std::chrono::milliseconds(SessionClickMonitor::pictureWaitMs), false,
+                           true});
         flush();
     }
 
