@@ -127,9 +127,9 @@ private Q_SLOTS:
         QCOMPARE(m_guide.steps().size(), 2);
     }
 
-    // What a password entry holds goes into no title, note, saved folder or export, and the entry
-    // is covered in the picture. Trovix's own windows moving their focus meanwhile (a step arrives
-    // in its list) neither cut the typing in two nor stand in for the field.
+    // What a password entry holds goes into no title, note, saved folder or export (any of the five
+    // formats), and the entry is covered in the picture. Trovix's own windows moving their focus
+    // meanwhile (a step arrives in its list) neither cut the typing in two nor stand in for the field.
     void passwordEntry_textGoesNowhere() {
         const QByteArray secret = "Hunter2-Zebra";
         const qsizetype before = m_guide.steps().size();
@@ -158,6 +158,19 @@ private Q_SLOTS:
         QVERIFY(
             !Exporter::writeHtml(m_guide, ExportQuality::full, out.filePath("guide.html")).files.isEmpty());
         QVERIFY(!Exporter::writePdf(m_guide, ExportQuality::full, out.filePath("guide.pdf")).files.isEmpty());
+        // The office documents' parts are compressed: they are searched unpacked.
+        for (const ExportFormat format : {ExportFormat::docx, ExportFormat::odt}) {
+            const QString file = out.filePath(format == ExportFormat::docx ? "guide.docx" : "guide.odt");
+            QVERIFY(!Exporter::write(format, m_guide.title(), m_guide.steps(), ExportQuality::full, file)
+                         .files.isEmpty());
+            QCOMPARE(QProcess::execute("python3", {"-c",
+                                                   "import sys, zipfile; z = zipfile.ZipFile(sys.argv[1]); "
+                                                   "open(sys.argv[1] + '.parts', 'wb').write(b''.join("
+                                                   "z.read(n) for n in z.namelist()))",
+                                                   file}),
+                     0);
+            QVERIFY(QFile(file + ".parts").size() > 0);
+        }
         QProcess pdf;
         pdf.start("pdftotext", {out.filePath("guide.pdf"), out.filePath("guide.txt")});
         QVERIFY(pdf.waitForFinished() && pdf.exitCode() == 0);
