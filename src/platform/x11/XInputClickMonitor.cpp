@@ -3,19 +3,7 @@
 #include <xcb/xcb.h>
 #include <xcb/xinput.h>
 
-#include <cstdlib>
-#include <memory>
-
 namespace trovix {
-
-namespace {
-
-template <typename Reply>
-std::unique_ptr<Reply, decltype(&std::free)> own(Reply* reply) {
-    return {reply, &std::free};
-}
-
-} // namespace
 
 XInputClickMonitor::XInputClickMonitor(QObject* parent)
     : QObject(parent) {
@@ -34,8 +22,8 @@ XInputClickMonitor::~XInputClickMonitor() = default;
 
 void XInputClickMonitor::readButtonMapping() {
     // Raw events carry the physical button; a left-handed mapping makes button 3 the left one.
-    auto reply = own(xcb_get_pointer_mapping_reply(m_input.connection(),
-                                                   xcb_get_pointer_mapping(m_input.connection()), nullptr));
+    auto reply = ownReply(xcb_get_pointer_mapping_reply(
+        m_input.connection(), xcb_get_pointer_mapping(m_input.connection()), nullptr));
     if (!reply)
         return;
     const std::uint8_t* map = xcb_get_pointer_mapping_map(reply.get());
@@ -49,8 +37,8 @@ void XInputClickMonitor::pressed() {
     QPoint position;
     std::uint32_t window = m_input.root();
     for (int depth = 0; depth < 6; ++depth) {
-        auto reply = own(xcb_query_pointer_reply(m_input.connection(),
-                                                 xcb_query_pointer(m_input.connection(), window), nullptr));
+        auto reply = ownReply(xcb_query_pointer_reply(
+            m_input.connection(), xcb_query_pointer(m_input.connection(), window), nullptr));
         if (!reply)
             return;
         if (depth == 0)

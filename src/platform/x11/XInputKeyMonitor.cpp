@@ -7,19 +7,7 @@
 #include <xkbcommon/xkbcommon-x11.h>
 #include <xkbcommon/xkbcommon.h>
 
-#include <cstdlib>
-#include <memory>
-
 namespace trovix {
-
-namespace {
-
-template <typename Reply>
-std::unique_ptr<Reply, decltype(&std::free)> own(Reply* reply) {
-    return {reply, &std::free};
-}
-
-} // namespace
 
 XInputKeyMonitor::XInputKeyMonitor(QObject* parent)
     : QObject(parent) {
@@ -73,7 +61,7 @@ bool XInputKeyMonitor::loadKeymap() {
 }
 
 bool XInputKeyMonitor::focusIsOwn() {
-    auto focus = own(
+    auto focus = ownReply(
         xcb_get_input_focus_reply(m_input.connection(), xcb_get_input_focus(m_input.connection()), nullptr));
     return focus && m_input.isOwn(focus->focus);
 }

@@ -37,9 +37,8 @@ XInputListener::XInputListener() {
         return;
     }
     m_opcode = extension->major_opcode;
-    const std::unique_ptr<xcb_input_xi_query_version_reply_t, decltype(&std::free)> version(
-        xcb_input_xi_query_version_reply(connection, xcb_input_xi_query_version(connection, 2, 1), nullptr),
-        &std::free);
+    const auto version = ownReply(
+        xcb_input_xi_query_version_reply(connection, xcb_input_xi_query_version(connection, 2, 1), nullptr));
     if (!version || version->major_version < 2 ||
         (version->major_version == 2 && version->minor_version < 1)) {
         m_error = tr("The X server lacks XInput 2.1.");

@@ -6,10 +6,18 @@
 #include <xcb/xcb.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <functional>
+#include <memory>
 #include <thread>
 
 namespace trovix {
+
+// A reply xcb allocated, freed when it goes.
+template <typename Reply>
+std::unique_ptr<Reply, decltype(&std::free)> ownReply(Reply* reply) {
+    return {reply, &std::free};
+}
 
 // A private connection to the X display that listens for XInput 2.1 raw events of the master devices
 // on a thread of its own. Raw events arrive even while another client grabs the device, however busy
